@@ -1,0 +1,70 @@
+#pragma once
+
+// What operations need to know of images and streams beyond their public face.
+
+#include <mirl/image.h>
+#include <mirl/stream.h>
+
+#include "runtime/runtime.h"
+
+#include <initializer_list>
+
+struct ImageAccess {
+  /// The device of a live image, null for an empty image and for one that a reset has killed.
+  static mirl::runtime::Device* device(const MirlImage& image);
+
+  /// Creates an empty image on a device, as `MirlImage::create` does on the current one.
+  static MirlStatus create(MirlImage& image, mirl::runtime::Device& device, int width, int height,
+                           int depth, int channels);
+
+  /// The same with rows `*pitch` bytes apart, or as the device likes them with null.
+  static MirlStatus createPitched(MirlImage& image, mirl::runtime::Device& device, int width,
+                                  int height, const int* pitch, int depth, int channels);
+
+  /// Copies the format fields that a deep copy carries over.
+  static void copyMetadata(const MirlImage& from, MirlImage& to);
+
+  /// Makes an image empty without freeing its buffer.
+  static void clear(MirlImage& image);
+  /// Moves the buffer and the format to an empty image.
+  static void steal(MirlImage& from, MirlImage& to) noexcept;
+};
+
+struct StreamAccess {
+  /// The queue of a stream on a device. `MIRL_MISMATCH` for a stream of another device,
+  /// `MIRL_INVALID_ARGUMENT` for a dead one.
+  static MirlStatus queue(const MirlStream& stream, mirl::runtime::Device& device,
+                          mirl::runtime::Queue& queue);
+};
+
+namespace mirl::core {
+
+/// Whether an image holds pixels that can be worked on.
+inline bool isLive(const MirlImage& image) {
+  return ImageAccess::device(image) != nullptr;
+}
+
+/// A live image's signed depth, as `create` takes it.
+inline int signedDepth(const MirlImage& image) {
+  return image.isSigned() ? -image.depth() : image.depth();
+}
+
+inline std::size_t pixelBytes(const MirlImage& image) {
+  return static_cast<std::size_t>(image.channels()) * static_cast<std::size_t>(image.depth()) / 8;
+}
+
+inline std::size_t rowBytes(const MirlImage& image) {
+  return static_cast<std::size_t>(image.width()) * pixelBytes(image);
+}
+
+inline bool sameSize(const MirlImage& a, const MirlImage& b) {
+  return a.width() == b.width() && a.height() == b.height();
+}
+
+/// Where a call runs: on the device of its first image, in line on the stream there. The other
+/// images are empty, to be created by the call, or must live on that device too
+/// (`MIRL_MISMATCH`, for the stream see `StreamAccess::queue`).
+MirlStatus findQueue(const MirlStream& stream, const MirlImage& first,
+                     std::initializer_list<const MirlImage*> others, runtime::Queue& queue);
+
+}  // namespace mirl::core

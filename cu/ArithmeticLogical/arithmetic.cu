@@ -1,0 +1,109 @@
+#include <mirl/arithmeticLogical.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+
+#include <algorithm>
+
+namespace mirl::arithmeticLogical {
+namespace {
+
+using engine::Combination;
+
+/// First input, second input, output. All for 1 and for 3 channels.
+using Served = engine::Combinations<
+    Combination<std::uint8_t, std::uint8_t, std::uint8_t>,
+    Combination<std::uint16_t, std::uint16_t, std::uint16_t>, Combination<float, float, float>,
+    Combination<std::uint8_t, std::uint8_t, std::uint16_t>,
+    Combination<std::uint8_t, std::uint8_t, float>,
+    Combination<std::uint16_t, std::uint16_t, float>,
+    Combination<std::uint8_t, std::uint16_t, std::uint16_t>,
+    Combination<std::uint16_t, std::uint8_t, std::uint16_t>,
+    Combination<std::uint8_t, std::uint16_t, float>,
+    Combination<std::uint16_t, std::uint8_t, float>, Combination<std::uint8_t, float, float>,
+    Combination<float, std::uint8_t, float>, Combination<std::uint16_t, float, float>,
+    Combination<float, std::uint16_t, float>>;
+
+enum class Op { add, subtract, multiply, divide, absDiff };
+
+/// a op b on single elements. The sums, differences and products of integers are computed as
+/// integers, which gives the same result: those within the range of the output are exact in float
+/// too, and the others are clamped either way.
+template <class T, class U, class V, Op op>
+struct kernel_arithmetic_dt {
+  MIRL_HD V operator()(T a, U b) const {
+    if constexpr (op == Op::divide || std::is_same_v<V, float>) {
+      return engine::fromFloat<V>(compute(engine::toFloat(a), engine::toFloat(b)));
+    } else if constexpr (op == Op::multiply) {
+      const unsigned product = static_cast<unsigned>(a) * b;
+      return product < engine::kGreatest<V> ? static_cast<V>(product) : engine::kGreatest<V>;
+    } else {
+      return engine::saturate<V>(compute(static_cast<int>(a), static_cast<int>(b)));
+    }
+  }
+
+  template <class N>
+  MIRL_HD static N compute(N a, N b) {
+    if constexpr (op == Op::add) return a + b;
+    if constexpr (op == Op::subtract) return a - b;
+    if constexpr (op == Op::multiply) return a * b;
+    if constexpr (op == Op::divide) return a / b;
+    if constexpr (op == Op::absDiff) return a < b ? b - a : a - b;
+  }
+};
+
+template <Op op>
+MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
+  if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (!core::sameSize(a, b) || a.channels() != b.channels()) return MIRL_MISMATCH;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, a, {&b, &out}, queue);
+  if (found != MIRL_SUCCESS) return found;
+
+  if (out.isInitialized()) {
+    if (!core::sameSize(a, out) || a.channels() != out.channels()) return MIRL_MISMATCH;
+  } else {
+    const MirlStatus created = ImageAccess::create(out, *queue.device, a.width(), a.height(),
+                                                   std::max(a.depth(), b.depth()), a.channels());
+    if (created != MIRL_SUCCESS) return created;
+  }
+
+  if (a.channels() != 1 && a.channels() != 3) return MIRL_MISMATCH;
+  const bool served = engine::visitCombination(
+      Served{}, a.channels(), std::array{a.type(), b.type(), out.type()},
+      [&]<class T, class U, class V>(Combination<T, U, V>) {
+        engine::map(queue, kernel_arithmetic_dt<T, U, V, op>{}, engine::elementsOf<V>(out),
+                    engine::elementsOf<const T>(a), engine::elementsOf<const U>(b));
+      });
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+}  // namespace
+
+MirlStatus add(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
+  return run<Op::add>(a, b, out, stream);
+}
+
+MirlStatus subtract(const MirlImage& a, const MirlImage& b, MirlImage& out,
+                    const MirlStream& stream) {
+  return run<Op::subtract>(a, b, out, stream);
+}
+
+MirlStatus multiply(const MirlImage& a, const MirlImage& b, MirlImage& out,
+                    const MirlStream& stream) {
+  return run<Op::multiply>(a, b, out, stream);
+}
+
+MirlStatus divide(const MirlImage& a, const MirlImage& b, MirlImage& out,
+                  const MirlStream& stream) {
+  return run<Op::divide>(a, b, out, stream);
+}
+
+MirlStatus absDiff(const MirlImage& a, const MirlImage& b, MirlImage& out,
+                   const MirlStream& stream) {
+  return run<Op::absDiff>(a, b, out, stream);
+}
+
+}  // namespace mirl::arithmeticLogical

@@ -1,0 +1,81 @@
+#include <mirl/dataExchange.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+
+#include <cstdint>
+
+namespace mirl::dataExchange {
+namespace {
+
+using engine::Combination;
+
+using Served = engine::Combinations<
+    Combination<std::uint8_t, std::uint8_t>, Combination<std::uint8_t, std::uint16_t>,
+    Combination<std::uint16_t, std::uint8_t>, Combination<std::uint16_t, std::uint16_t>>;
+
+template <class S, class D>
+struct kernel_bitConversion {
+  unsigned sourceMaximum;
+  float ratio;
+  float destinationMaximum;
+
+  MIRL_HD D operator()(S element) const {
+    const unsigned value = element < sourceMaximum ? element : sourceMaximum;
+    const float scaled = engine::toFloat(static_cast<S>(value)) * ratio;
+    return static_cast<D>(engine::truncateTo(scaled, destinationMaximum));
+  }
+};
+
+/// The unsigned type of a depth with one channel, so that signed elements are read as unsigned.
+MirlType elementType(const MirlImage& image) {
+  return depthAndChannelsToType(image.depth(), 1, false);
+}
+
+std::int64_t rowElements(const MirlImage& image) {
+  return std::int64_t{image.width()} * image.channels();
+}
+
+unsigned maximumOf(int bits) {
+  return (1u << bits) - 1u;
+}
+
+bool hasServedDepth(const MirlImage& image) {
+  return image.depth() == 8 || image.depth() == 16;
+}
+
+}  // namespace
+
+MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
+                         const MirlStream& stream) {
+  if (!core::isLive(source) || !core::isLive(destination)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (!hasServedDepth(source) || !hasServedDepth(destination)) return MIRL_DEPTH_NOT_SUPPORTED;
+  if (source.dataBits() > source.depth() || destination.dataBits() > destination.depth()) {
+    return MIRL_INVALID_ARGUMENT;
+  }
+  if (rowElements(destination) < rowElements(source) || destination.height() < source.height()) {
+    return MIRL_MISMATCH;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+
+  const unsigned sourceMaximum = maximumOf(source.dataBits());
+  const auto destinationMaximum = static_cast<float>(maximumOf(destination.dataBits()));
+  const float ratio = destinationMaximum / static_cast<float>(sourceMaximum);
+  engine::visitCombination(
+      Served{}, 1, std::array{elementType(source), elementType(destination)},
+      [&]<class S, class D>(Combination<S, D>) {
+        engine::View<D> out = engine::elementsOf<D>(destination);
+        const engine::View<const S> in = engine::elementsOf<const S>(source);
+        out.width = in.width;
+        out.height = in.height;
+        engine::map(queue, kernel_bitConversion<S, D>{sourceMaximum, ratio, destinationMaximum},
+                    out, in);
+      });
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::dataExchange

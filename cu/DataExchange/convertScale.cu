@@ -1,0 +1,106 @@
+#include <mirl/dataExchange.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+
+#include <climits>
+#include <cstdlib>
+#include <utility>
+
+namespace mirl::dataExchange {
+namespace {
+
+using engine::Combination;
+
+/// Source, destination. All for 1 and for 3 channels.
+using Served = engine::Combinations<
+    Combination<std::uint8_t, std::uint8_t>, Combination<std::uint8_t, std::uint16_t>,
+    Combination<std::uint8_t, float>, Combination<std::uint16_t, std::uint8_t>,
+    Combination<std::uint16_t, std::uint16_t>, Combination<std::uint16_t, float>,
+    Combination<float, std::uint8_t>, Combination<float, std::uint16_t>, Combination<float, float>>;
+
+template <class S, class D>
+struct kernel_convert_scale {
+  float scale;
+  float shift;
+
+  MIRL_HD D operator()(S element) const {
+    return engine::fromFloat<D>(engine::fusedMultiplyAdd(engine::toFloat(element), scale, shift));
+  }
+};
+
+}  // namespace
+
+MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float scale, float shift,
+                        const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  const bool created = !destination.isInitialized();
+  if (!created &&
+      (!core::sameSize(source, destination) || source.channels() != destination.channels())) {
+    return MIRL_MISMATCH;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  if (created) {
+    const MirlStatus status =
+        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
+                            core::signedDepth(source), source.channels());
+    if (status != MIRL_SUCCESS) return status;
+  }
+
+  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
+  const bool served = engine::visitCombination(
+      Served{}, source.channels(), std::array{source.type(), destination.type()},
+      [&]<class S, class D>(Combination<S, D>) {
+        engine::map(queue, kernel_convert_scale<S, D>{scale, shift},
+                    engine::elementsOf<D>(destination), engine::elementsOf<const S>(source));
+      });
+  return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
+}
+
+}  // namespace mirl::dataExchange
+
+MirlStatus MirlImage::convertTo(MirlImage& dst, MirlType type, float scale, float shift,
+                                const MirlStream& stream) const {
+  using mirl::dataExchange::convertScale;
+  mirl::runtime::Queue queue;
+  const MirlStatus found = mirl::core::findQueue(stream, *this, {&dst}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  if (dst.isInitialized() && dst.type() == type) {
+    return convertScale(*this, dst, scale, shift, stream);
+  }
+
+  int depth = 0;
+  int channels = 0;
+  mirl::typeToDepthAndChannels(type, depth, channels);
+  if (channels != channels_) return MIRL_CHANNELS_NOT_SUPPORTED;
+  if (&dst == this) {
+    // The buffer moves out, and back in the new format: the old one lives until the work is queued.
+    const MirlImage old(std::move(dst));
+    const MirlStatus status =
+        ImageAccess::create(dst, *queue.device, old.width(), old.height(), depth, channels);
+    if (status != MIRL_SUCCESS) return status;
+    ImageAccess::copyMetadata(old, dst);
+    return convertScale(old, dst, scale, shift, stream);
+  }
+  if (dst.isInitialized()) {
+    const MirlStatus status = dst.release();
+    if (status != MIRL_SUCCESS) return status;
+  }
+  const MirlStatus status =
+      ImageAccess::create(dst, *queue.device, width_, height_, depth, channels);
+  if (status != MIRL_SUCCESS) return status;
+  return convertScale(*this, dst, scale, shift, stream);
+}
+
+MirlStatus MirlImage::convertTo(MirlImage& dst, int depth, float scale, float shift,
+                                const MirlStream& stream) const {
+  const MirlType type = depth == INT_MIN
+                            ? static_cast<MirlType>(-1)
+                            : mirl::depthAndChannelsToType(std::abs(depth), channels_, depth < 0);
+  if (type == -1) return MIRL_DEPTH_NOT_SUPPORTED;
+  return convertTo(dst, type, scale, shift, stream);
+}

@@ -1,0 +1,90 @@
+#include "runtime/fault.h"
+#include "runtime/live_counts.h"
+#include "runtime/runtime.h"
+
+namespace mirl::runtime {
+
+bool Device::allocatePitched(std::size_t rowBytes, std::size_t rows, void*& data,
+                             std::size_t& pitch) {
+  if (shouldFail(Call::allocate) || !doAllocatePitched(rowBytes, rows, data, pitch)) return false;
+  ++blocks_;
+  ++liveCounts().deviceBlocks;
+  return true;
+}
+
+bool Device::allocate(std::size_t bytes, void*& data) {
+  if (shouldFail(Call::allocate) || !doAllocate(bytes, data)) return false;
+  ++blocks_;
+  ++liveCounts().deviceBlocks;
+  return true;
+}
+
+bool Device::free(void* data) {
+  if (shouldFail(Call::free) || !doFree(data)) return false;
+  --blocks_;
+  --liveCounts().deviceBlocks;
+  return true;
+}
+
+bool Device::allocateScratch(std::size_t bytes, void* stream, void*& data) {
+  if (shouldFail(Call::allocate) || !doAllocateScratch(bytes, stream, data)) return false;
+  ++liveCounts().scratchBlocks;
+  return true;
+}
+
+bool Device::freeScratch(void* data, void* stream) {
+  if (!doFreeScratch(data, stream)) return false;
+  --liveCounts().scratchBlocks;
+  return true;
+}
+
+bool Device::copy(const Copy& job) {
+  return !shouldFail(Call::copy) && doCopy(job);
+}
+
+bool Device::copyAsync(const Copy& job, void* stream) {
+  return !shouldFail(Call::copy) && doCopyAsync(job, stream);
+}
+
+bool Device::fill(const Fill& job) {
+  return !shouldFail(Call::fill) && doFill(job);
+}
+
+bool Device::fillAsync(const Fill& job, void* stream) {
+  return !shouldFail(Call::fill) && doFillAsync(job, stream);
+}
+
+bool Device::createStream(void*& stream) {
+  if (shouldFail(Call::stream) || !doCreateStream(stream)) return false;
+  ++streams_;
+  ++liveCounts().streams;
+  return true;
+}
+
+bool Device::destroyStream(void* stream) {
+  if (shouldFail(Call::stream) || !doDestroyStream(stream)) return false;
+  --streams_;
+  --liveCounts().streams;
+  return true;
+}
+
+void Device::reset() {
+  doReset();
+  epoch_.fetch_add(1, std::memory_order_acq_rel);
+  liveCounts().deviceBlocks -= blocks_.exchange(0);
+  liveCounts().streams -= streams_.exchange(0);
+}
+
+bool Device::registerHost(void* data, std::size_t bytes) {
+  if (shouldFail(Call::pinned) || !lockHost(data, bytes)) return false;
+  ++liveCounts().registrations;
+  return true;
+}
+
+bool Device::unregisterHost(void* data) {
+  if (shouldFail(Call::pinned) || !unlockHost(data)) return false;
+  --liveCounts().registrations;
+  return true;
+}
+
+}  // namespace mirl::runtime
