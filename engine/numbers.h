@@ -7,6 +7,7 @@
 
 #include "engine/device_code.h"
 
+#include <bit>
 #include <cstdint>
 #include <limits>
 #include <type_traits>
@@ -42,10 +43,14 @@ MIRL_HD inline unsigned truncateTo(float value, float limit) {
   const float limited = fminf(fmaxf(value, 0.0f), limit);
   return __float_as_uint(__fadd_rz(limited, 8388608.0f)) & 0x007FFFFFu;
 #else
-  // In this order and with these comparisons NaN becomes 0, and each line is one instruction.
-  const float positive = value > 0.0f ? value : 0.0f;
-  const float limited = positive < limit ? positive : limit;
-  return static_cast<unsigned>(static_cast<int>(limited));
+  // Floats from 0 up are ordered as their bits are, and integer comparisons are what compilers turn
+  // into vector minima and maxima. What is above the bits of infinity is a NaN.
+  const int bits = std::bit_cast<int>(value);
+  const int number = bits > 0x7F800000 ? 0 : bits;
+  const int positive = number > 0 ? number : 0;
+  const int limitBits = std::bit_cast<int>(limit);
+  const int limited = positive < limitBits ? positive : limitBits;
+  return static_cast<unsigned>(static_cast<int>(std::bit_cast<float>(limited)));
 #endif
 }
 
@@ -59,14 +64,6 @@ MIRL_HD inline T fromFloat(float value) {
     static_assert(isSmallInteger<T>);
     return static_cast<T>(truncateTo(value, kGreatest<T>));
   }
-}
-
-/// An integer limited to the range of a small integer type.
-template <class T>
-MIRL_HD inline T saturate(int value) {
-  static_assert(isSmallInteger<T>);
-  const int positive = value > 0 ? value : 0;
-  return static_cast<T>(positive < kGreatest<T> ? positive : kGreatest<T>);
 }
 
 /// The product rounded once together with the sum, on every device.

@@ -6,14 +6,17 @@ namespace mirl::runtime {
 
 bool Device::allocatePitched(std::size_t rowBytes, std::size_t rows, void*& data,
                              std::size_t& pitch) {
-  if (shouldFail(Call::allocate) || !doAllocatePitched(rowBytes, rows, data, pitch)) return false;
+  if (rowBytes == 0 || rows == 0 || shouldFail(Call::allocate) ||
+      !doAllocatePitched(rowBytes, rows, data, pitch)) {
+    return false;
+  }
   ++blocks_;
   ++liveCounts().deviceBlocks;
   return true;
 }
 
 bool Device::allocate(std::size_t bytes, void*& data) {
-  if (shouldFail(Call::allocate) || !doAllocate(bytes, data)) return false;
+  if (bytes == 0 || shouldFail(Call::allocate) || !doAllocate(bytes, data)) return false;
   ++blocks_;
   ++liveCounts().deviceBlocks;
   return true;
@@ -27,7 +30,9 @@ bool Device::free(void* data) {
 }
 
 bool Device::allocateScratch(std::size_t bytes, void* stream, void*& data) {
-  if (shouldFail(Call::allocate) || !doAllocateScratch(bytes, stream, data)) return false;
+  if (bytes == 0 || shouldFail(Call::allocate) || !doAllocateScratch(bytes, stream, data)) {
+    return false;
+  }
   ++liveCounts().scratchBlocks;
   return true;
 }

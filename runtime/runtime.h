@@ -60,7 +60,7 @@ class Device {
   unsigned epoch() const { return epoch_.load(std::memory_order_acquire); }
   virtual bool describe(DeviceInfo& info) = 0;
 
-  /// Rows padded to the device's alignment; `pitch` is its choice.
+  /// Rows padded to the device's alignment; `pitch` is its choice. Asking for 0 bytes fails.
   bool allocatePitched(std::size_t rowBytes, std::size_t rows, void*& data, std::size_t& pitch);
   bool allocate(std::size_t bytes, void*& data);
   bool free(void* data);

@@ -6,6 +6,7 @@
 #include "engine/pixels.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace mirl::arithmeticLogical {
 namespace {
@@ -28,29 +29,42 @@ using Served = engine::Combinations<
 
 enum class Op { add, subtract, multiply, divide, absDiff };
 
-/// a op b on single elements. The sums, differences and products of integers are computed as
-/// integers, which gives the same result: those within the range of the output are exact in float
-/// too, and the others are clamped either way.
+/// a op b on single elements.
 template <class T, class U, class V, Op op>
 struct kernel_arithmetic_dt {
   MIRL_HD V operator()(T a, U b) const {
     if constexpr (op == Op::divide || std::is_same_v<V, float>) {
       return engine::fromFloat<V>(compute(engine::toFloat(a), engine::toFloat(b)));
-    } else if constexpr (op == Op::multiply) {
-      const unsigned product = static_cast<unsigned>(a) * b;
-      return product < engine::kGreatest<V> ? static_cast<V>(product) : engine::kGreatest<V>;
     } else {
-      return engine::saturate<V>(compute(static_cast<int>(a), static_cast<int>(b)));
+      return computeSaturated(a, b);
     }
   }
 
-  template <class N>
-  MIRL_HD static N compute(N a, N b) {
+  MIRL_HD static float compute(float a, float b) {
     if constexpr (op == Op::add) return a + b;
     if constexpr (op == Op::subtract) return a - b;
     if constexpr (op == Op::multiply) return a * b;
     if constexpr (op == Op::divide) return a / b;
-    if constexpr (op == Op::absDiff) return a < b ? b - a : a - b;
+    if constexpr (op == Op::absDiff) return std::fabs(a - b);
+  }
+
+  /// The same on integers without leaving the output's type, so that vectors hold as many elements
+  /// as they can. Results within the type's range are exact in float as well, and the others are
+  /// clamped either way.
+  MIRL_HD static V computeSaturated(V a, V b) {
+    constexpr V kLimit = engine::kGreatest<V>;
+    const V larger = a > b ? a : b;
+    const V smaller = a > b ? b : a;
+    if constexpr (op == Op::add) {
+      const V room = static_cast<V>(kLimit - b);
+      return static_cast<V>((a < room ? a : room) + b);
+    }
+    if constexpr (op == Op::subtract) return static_cast<V>(larger - b);
+    if constexpr (op == Op::absDiff) return static_cast<V>(larger - smaller);
+    if constexpr (op == Op::multiply) {
+      const unsigned product = static_cast<unsigned>(a) * b;
+      return static_cast<V>(product < kLimit ? product : kLimit);
+    }
   }
 };
 

@@ -18,14 +18,13 @@ using Served = engine::Combinations<
 
 template <class S, class D>
 struct kernel_bitConversion {
-  unsigned sourceMaximum;
+  S sourceMaximum;
   float ratio;
   float destinationMaximum;
 
   MIRL_HD D operator()(S element) const {
-    const unsigned value = element < sourceMaximum ? element : sourceMaximum;
-    const float scaled = engine::toFloat(static_cast<S>(value)) * ratio;
-    return static_cast<D>(engine::truncateTo(scaled, destinationMaximum));
+    const S value = element < sourceMaximum ? element : sourceMaximum;
+    return static_cast<D>(engine::truncateTo(engine::toFloat(value) * ratio, destinationMaximum));
   }
 };
 
@@ -65,16 +64,17 @@ MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
   const unsigned sourceMaximum = maximumOf(source.dataBits());
   const auto destinationMaximum = static_cast<float>(maximumOf(destination.dataBits()));
   const float ratio = destinationMaximum / static_cast<float>(sourceMaximum);
-  engine::visitCombination(
-      Served{}, 1, std::array{elementType(source), elementType(destination)},
-      [&]<class S, class D>(Combination<S, D>) {
-        engine::View<D> out = engine::elementsOf<D>(destination);
-        const engine::View<const S> in = engine::elementsOf<const S>(source);
-        out.width = in.width;
-        out.height = in.height;
-        engine::map(queue, kernel_bitConversion<S, D>{sourceMaximum, ratio, destinationMaximum},
-                    out, in);
-      });
+  engine::visitCombination(Served{}, 1, std::array{elementType(source), elementType(destination)},
+                           [&]<class S, class D>(Combination<S, D>) {
+                             engine::View<D> out = engine::elementsOf<D>(destination);
+                             const engine::View<const S> in = engine::elementsOf<const S>(source);
+                             out.width = in.width;
+                             out.height = in.height;
+                             engine::map(queue,
+                                         kernel_bitConversion<S, D>{static_cast<S>(sourceMaximum),
+                                                                    ratio, destinationMaximum},
+                                         out, in);
+                           });
   return MIRL_SUCCESS;
 }
 

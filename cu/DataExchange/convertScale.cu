@@ -66,9 +66,7 @@ MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float s
 MirlStatus MirlImage::convertTo(MirlImage& dst, MirlType type, float scale, float shift,
                                 const MirlStream& stream) const {
   using mirl::dataExchange::convertScale;
-  mirl::runtime::Queue queue;
-  const MirlStatus found = mirl::core::findQueue(stream, *this, {&dst}, queue);
-  if (found != MIRL_SUCCESS) return found;
+  if (!mirl::core::isLive(*this)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (dst.isInitialized() && dst.type() == type) {
     return convertScale(*this, dst, scale, shift, stream);
   }
@@ -77,23 +75,27 @@ MirlStatus MirlImage::convertTo(MirlImage& dst, MirlType type, float scale, floa
   int channels = 0;
   mirl::typeToDepthAndChannels(type, depth, channels);
   if (channels != channels_) return MIRL_CHANNELS_NOT_SUPPORTED;
-  if (&dst == this) {
-    // The buffer moves out, and back in the new format: the old one lives until the work is queued.
-    const MirlImage old(std::move(dst));
-    const MirlStatus status =
-        ImageAccess::create(dst, *queue.device, old.width(), old.height(), depth, channels);
-    if (status != MIRL_SUCCESS) return status;
-    ImageAccess::copyMetadata(old, dst);
-    return convertScale(old, dst, scale, shift, stream);
+  mirl::runtime::Queue queue;
+  const MirlStatus found = mirl::core::findQueue(stream, *this, {&dst}, queue);
+  if (found != MIRL_SUCCESS) return found;
+
+  const bool inPlace = &dst == this;
+  if (dst.isInitialized() && !inPlace) {
+    const MirlStatus released = dst.release();
+    if (released != MIRL_SUCCESS) return released;
   }
-  if (dst.isInitialized()) {
-    const MirlStatus status = dst.release();
-    if (status != MIRL_SUCCESS) return status;
-  }
+  MirlImage made;
   const MirlStatus status =
-      ImageAccess::create(dst, *queue.device, width_, height_, depth, channels);
+      ImageAccess::create(made, *queue.device, width_, height_, depth, channels);
   if (status != MIRL_SUCCESS) return status;
-  return convertScale(*this, dst, scale, shift, stream);
+  const MirlStatus converted = convertScale(*this, made, scale, shift, stream);
+  if (inPlace) {
+    ImageAccess::copyMetadata(*this, made);
+    const MirlStatus released = dst.release();
+    if (released != MIRL_SUCCESS) return released;
+  }
+  ImageAccess::steal(made, dst);
+  return converted;
 }
 
 MirlStatus MirlImage::convertTo(MirlImage& dst, int depth, float scale, float shift,

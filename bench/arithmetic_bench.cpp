@@ -1,0 +1,61 @@
+#include "bench.h"
+#include "peers.h"
+
+namespace mirl::bench {
+namespace {
+
+using Operation = MirlStatus (*)(const MirlImage&, const MirlImage&, MirlImage&, const MirlStream&);
+
+struct Entry {
+  const char* name;
+  Operation ours;
+  OpenCvArithmetic openCv;
+  NppArithmetic npp8uC1;
+};
+
+struct Types {
+  MirlType in;
+  MirlType out;
+};
+
+Prepare oursOf(Operation operation, const MirlSize& size, const Types& types) {
+  return [=]() -> Run {
+    const MirlImage a = noise(size, types.in, 1);
+    const MirlImage b = noise(size, types.in, 2);
+    MirlImage out(size, types.out);
+    return [=]() mutable { operation(a, b, out, MirlStream()); };
+  };
+}
+
+const bool registered = [] {
+  const Entry entries[] = {
+      {"add", arithmeticLogical::add, openCvAdd, nppAdd},
+      {"subtract", arithmeticLogical::subtract, openCvSubtract, nppSubtract},
+      {"multiply", arithmeticLogical::multiply, openCvMultiply, nppMultiply},
+      {"divide", arithmeticLogical::divide, openCvDivide, nppDivide},
+      {"absDiff", arithmeticLogical::absDiff, openCvAbsDiff, nppAbsDiff},
+  };
+  const Types typesOf[] = {{MIRL_8U_C1, MIRL_8U_C1},   {MIRL_8U_C3, MIRL_8U_C3},
+                           {MIRL_8U_C1, MIRL_32F_C1},  {MIRL_16U_C1, MIRL_16U_C1},
+                           {MIRL_16U_C1, MIRL_32F_C1}, {MIRL_32F_C1, MIRL_32F_C1}};
+  for (const Entry& entry : entries) {
+    for (const Types& types : typesOf) {
+      for (const auto& [width, height] : kSizes) {
+        const MirlSize size(width, height);
+        const std::string name =
+            std::string(entry.name) + " " + typeName(types.in) +
+            (types.out == types.in ? "" : " to " + typeName(types.out).substr(0, 3));
+        const Prepare npp = types.in == MIRL_8U_C1 && types.out == MIRL_8U_C1
+                                ? nppPeer(entry.npp8uC1, size)
+                                : nullptr;
+        add({name, size, 2.0 * bytesOf(types.in) + bytesOf(types.out),
+             oursOf(entry.ours, size, types), openCvPeer(entry.openCv, size, types.in, types.out),
+             npp});
+      }
+    }
+  }
+  return true;
+}();
+
+}  // namespace
+}  // namespace mirl::bench

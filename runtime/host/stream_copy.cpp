@@ -1,0 +1,68 @@
+#include "runtime/host/stream_copy.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+namespace mirl::runtime {
+namespace {
+
+#if defined(__AVX512F__)
+constexpr std::size_t kVector = 64;
+void streamVector(char* dst, const char* src) {
+  _mm512_stream_si512(reinterpret_cast<__m512i*>(dst), _mm512_loadu_si512(src));
+}
+#elif defined(__AVX__)
+constexpr std::size_t kVector = 32;
+void streamVector(char* dst, const char* src) {
+  _mm256_stream_si256(reinterpret_cast<__m256i*>(dst),
+                      _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)));
+}
+#elif defined(__SSE2__)
+constexpr std::size_t kVector = 16;
+void streamVector(char* dst, const char* src) {
+  _mm_stream_si128(reinterpret_cast<__m128i*>(dst),
+                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+}
+#endif
+
+std::size_t lastLevelCache() {
+  const long bytes = sysconf(_SC_LEVEL3_CACHE_SIZE);
+  return bytes > 0 ? static_cast<std::size_t>(bytes) : std::size_t{32} << 20;
+}
+
+}  // namespace
+
+bool bypassesCaches(std::size_t bytes) {
+  static const std::size_t cache = lastLevelCache();
+  return bytes > cache;
+}
+
+void streamCopy(void* dst, const void* src, std::size_t bytes) {
+#if defined(__SSE2__)
+  auto* to = static_cast<char*>(dst);
+  const auto* from = static_cast<const char*>(src);
+  const std::size_t off = reinterpret_cast<std::uintptr_t>(to) % kVector;
+  std::size_t head = off == 0 ? 0 : kVector - off;
+  if (head > bytes) head = bytes;
+  std::memcpy(to, from, head);
+  std::size_t at = head;
+  for (; at + kVector <= bytes; at += kVector) streamVector(to + at, from + at);
+  std::memcpy(to + at, from + at, bytes - at);
+#else
+  std::memcpy(dst, src, bytes);
+#endif
+}
+
+void finishStreamCopies() {
+#if defined(__SSE2__)
+  _mm_sfence();
+#endif
+}
+
+}  // namespace mirl::runtime
