@@ -59,8 +59,10 @@ MirlScalar& MirlScalar::operator=(const MirlScalar& other) {
 }
 
 MirlScalar& MirlScalar::operator=(MirlScalar&& other) noexcept {
-  std::swap(values_, other.values_);
-  std::swap(integer_, other.integer_);
+  // By way of a third one: the other must end without a block, and a move to itself change nothing.
+  MirlScalar taken(std::move(other));
+  std::swap(values_, taken.values_);
+  integer_ = taken.integer_;
   return *this;
 }
 

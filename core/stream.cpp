@@ -74,8 +74,8 @@ void MirlStream::sync() const {
 MirlStatus StreamAccess::queue(const MirlStream& stream, Device& device,
                                mirl::runtime::Queue& queue) {
   if (!stream.isDefault()) {
-    if (!stream.state_->alive()) return MIRL_INVALID_ARGUMENT;
     if (&stream.state_->device != &device) return MIRL_MISMATCH;
+    if (!stream.state_->alive()) return MIRL_INVALID_ARGUMENT;
   }
   queue = {&device, stream.ptr()};
   return MIRL_SUCCESS;

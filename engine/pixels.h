@@ -9,6 +9,7 @@
 // loop that the compiler turns into vector code.
 
 #include "engine/device_code.h"
+#include "engine/planes.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
@@ -17,6 +18,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
+#include <type_traits>
 
 #if defined(__CUDACC__)
 #include "engine/vector_access.h"
@@ -37,44 +40,123 @@ MIRL_HD T* rowOf(const View<T>& view, std::int64_t y) {
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(view.data) + y * view.pitch);
 }
 
-/// The item at x of a row of any alignment.
+/// The address of an item in a row of any alignment.
 template <class T>
-T loadItem(const T* row, std::ptrdiff_t x) {
-  T item;
-  std::memcpy(&item, reinterpret_cast<const char*>(row) + x * std::ptrdiff_t{sizeof item},
-              sizeof item);
-  return item;
+auto* itemAt(T* row, std::ptrdiff_t x) {
+  using Byte = std::conditional_t<std::is_const_v<T>, const char, char>;
+  return reinterpret_cast<Byte*>(row) + x * std::ptrdiff_t{sizeof(T)};
+}
+
+/// Items of a row that the host works on at a time: few enough for the nearest cache.
+template <class... Items>
+inline constexpr std::ptrdiff_t kPiece = 4096 / std::max({kElementBytes<Items>...});
+
+/// Reads and writes the items of a piece. Pixels stand there in planes, so that the code that
+/// computes one pixel becomes vector code for many.
+template <class T>
+struct Cursor {
+  char* at;
+
+  T get(std::ptrdiff_t i) const {
+    T item;
+    std::memcpy(&item, at + i * std::ptrdiff_t{sizeof item}, sizeof item);
+    return item;
+  }
+  void put(std::ptrdiff_t i, const T& item) const {
+    std::memcpy(at + i * std::ptrdiff_t{sizeof item}, &item, sizeof item);
+  }
+};
+
+template <class T, int N>
+struct Cursor<Pixel<T, N>> {
+  T* plane[N];
+
+  Pixel<T, N> get(std::ptrdiff_t i) const {
+    Pixel<T, N> pixel;
+    for (int c = 0; c < N; ++c) pixel.v[c] = plane[c][i];
+    return pixel;
+  }
+  void put(std::ptrdiff_t i, const Pixel<T, N>& pixel) const {
+    for (int c = 0; c < N; ++c) plane[c][i] = pixel.v[c];
+  }
+};
+
+template <class T, std::ptrdiff_t Capacity>
+struct Planes {};
+
+template <class T, int N, std::ptrdiff_t Capacity>
+struct Planes<Pixel<T, N>, Capacity> {
+  alignas(64) T of[N][Capacity];
+
+  Cursor<Pixel<T, N>> cursor() {
+    Cursor<Pixel<T, N>> made;
+    for (int c = 0; c < N; ++c) made.plane[c] = of[c];
+    return made;
+  }
+};
+
+/// Makes the piece of an input row that starts at `at` readable.
+template <class T, std::ptrdiff_t Capacity>
+Cursor<T> fetch(Planes<T, Capacity>&, const char* at, std::ptrdiff_t) {
+  return {const_cast<char*>(at)};
+}
+
+template <class T, int N, std::ptrdiff_t Capacity>
+Cursor<Pixel<T, N>> fetch(Planes<Pixel<T, N>, Capacity>& planes, const char* at,
+                          std::ptrdiff_t count) {
+  const Cursor<Pixel<T, N>> cursor = planes.cursor();
+  splitPlanes<T, N>(at, count, cursor.plane);
+  return cursor;
+}
+
+/// Makes room for the piece of an output row that is to end up at `at`, and puts it there.
+template <class T, std::ptrdiff_t Capacity>
+Cursor<T> prepare(Planes<T, Capacity>&, char* at) {
+  return {at};
+}
+
+template <class T, int N, std::ptrdiff_t Capacity>
+Cursor<Pixel<T, N>> prepare(Planes<Pixel<T, N>, Capacity>& planes, char*) {
+  return planes.cursor();
 }
 
 template <class T>
-void storeItem(T* row, std::ptrdiff_t x, const T& item) {
-  std::memcpy(reinterpret_cast<char*>(row) + x * std::ptrdiff_t{sizeof item}, &item, sizeof item);
+void deliver(const Cursor<T>&, char*, std::ptrdiff_t) {}
+
+template <class T, int N>
+void deliver(const Cursor<Pixel<T, N>>& cursor, char* at, std::ptrdiff_t count) {
+  const T* planes[N];
+  for (int c = 0; c < N; ++c) planes[c] = cursor.plane[c];
+  joinPlanes<T, N>(planes, count, at);
 }
 
 /// No item depends on another, even where an input row is the output row, and that is what the
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
-void mapRow(const F& function, std::ptrdiff_t count, Out* out, const In*... in) {
-  const F f = function;  // a copy can't be behind `out`, so its fields stay in registers
+void mapPiece(const F f, std::ptrdiff_t count, const Cursor<Out> out, const Cursor<In>... in) {
 #pragma GCC ivdep
-  for (std::ptrdiff_t x = 0; x < count; ++x) storeItem(out, x, f(loadItem(in, x)...));
+  for (std::ptrdiff_t i = 0; i < count; ++i) out.put(i, f(in.get(i)...));
 }
 
-template <class T>
-T* advance(T* row, std::ptrdiff_t items) {
-  using Byte = std::conditional_t<std::is_const_v<T>, const char, char>;
-  return reinterpret_cast<T*>(reinterpret_cast<Byte*>(row) + items * std::ptrdiff_t{sizeof(T)});
-}
-
-/// The same with the output past the caches: pieces of a row are made in the nearest one first.
 template <class F, class Out, class... In>
-void mapRowPastCaches(const F& f, std::ptrdiff_t count, Out* out, const In*... in) {
-  constexpr std::ptrdiff_t kItems = 4096 / sizeof(Out) / 64 * 64;
-  alignas(64) Out piece[kItems];
-  for (std::ptrdiff_t x = 0; x < count; x += kItems) {
-    const std::ptrdiff_t items = std::min(kItems, count - x);
-    mapRow(f, items, piece, advance(in, x)...);
-    runtime::streamCopy(advance(out, x), piece, static_cast<std::size_t>(items) * sizeof(Out));
+void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const In*... in) {
+  constexpr std::ptrdiff_t kCapacity = kPiece<Out, In...>;
+  Planes<Out, kCapacity> outPlanes;
+  std::tuple<Planes<In, kCapacity>...> inPlanes;
+  alignas(64) char piece[kCapacity * sizeof(Out)];  // what is to go past the caches
+  for (std::ptrdiff_t x = 0; x < width; x += kCapacity) {
+    const std::ptrdiff_t count = std::min(kCapacity, width - x);
+    char* const target = pastCaches ? piece : itemAt(out, x);
+    const Cursor<Out> cursor = prepare(outPlanes, target);
+    std::apply(
+        [&](auto&... planes) {
+          mapPiece(f, count, cursor, fetch(planes, itemAt(in, x), count)...);
+        },
+        inPlanes);
+    deliver(cursor, target, count);
+    if (pastCaches) {
+      runtime::streamCopy(itemAt(out, x), piece, static_cast<std::size_t>(count) * sizeof(Out));
+    }
   }
 }
 
@@ -83,13 +165,10 @@ void mapOnHost(const F& f, const View<Out>& out, const View<const In>&... in) {
   const auto rowBytes = static_cast<std::size_t>(out.width) * (sizeof(Out) + (sizeof(In) + ...));
   const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
   runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
-    if (pastCaches) {
-      for (int y = begin; y < end; ++y)
-        mapRowPastCaches(f, out.width, rowOf(out, y), rowOf(in, y)...);
-      runtime::finishStreamCopies();
-    } else {
-      for (int y = begin; y < end; ++y) mapRow(f, out.width, rowOf(out, y), rowOf(in, y)...);
+    for (int y = begin; y < end; ++y) {
+      mapRow(f, out.width, pastCaches, rowOf(out, y), rowOf(in, y)...);
     }
+    if (pastCaches) runtime::finishStreamCopies();
   });
 }
 

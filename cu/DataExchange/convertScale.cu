@@ -7,7 +7,6 @@
 
 #include <climits>
 #include <cstdlib>
-#include <utility>
 
 namespace mirl::dataExchange {
 namespace {

@@ -161,9 +161,12 @@ class MIRL_API MirlImage {
   /// does. `dst` may be empty, of another type (then it is replaced) or this image itself, which
   /// then keeps its `channelSeq` and `dataBits`. Queued on the stream.
   ///
-  /// `MIRL_IMAGE_NOT_INITIALIZED` if this image is empty, `MIRL_CHANNELS_NOT_SUPPORTED` for a type
-  /// of another channel count, what `create` returns, and then what `convertScale` returns. If the
-  /// creation fails, a `dst` of another type has been released.
+  /// `MIRL_IMAGE_NOT_INITIALIZED` if this image is empty. Into a live image of the type, what
+  /// `convertScale` returns. Else in this order: `MIRL_CHANNELS_NOT_SUPPORTED` for a type of another
+  /// channel count; `MIRL_MISMATCH` for images or a stream of two devices and
+  /// `MIRL_INVALID_ARGUMENT` for a dead stream; what `release` and `create` return;
+  /// `MIRL_TYPE_NOT_SUPPORTED`, `dst` having the new type by then. If the creation fails, another
+  /// `dst` has been released; this image itself is as it was.
   MirlStatus convertTo(MirlImage& dst, MirlType type, float scale, float shift,
                        const MirlStream& stream = MirlStream()) const;
   /// The same by depth, negative for signed integers. First of all `MIRL_DEPTH_NOT_SUPPORTED` for a
