@@ -115,6 +115,8 @@ if(MIRL_HIGHWAY)
   if(MIRL_HIGHWAY_INCLUDE)
     set(MIRL_WITH_HIGHWAY 1)
     target_include_directories(mirl_dependencies SYSTEM INTERFACE ${MIRL_HIGHWAY_INCLUDE})
+    # Its assertions, on in builds without optimisation and under sanitizers, would need its library.
+    target_compile_definitions(mirl_dependencies INTERFACE HWY_IS_DEBUG_BUILD=0)
   endif()
 endif()
 

@@ -133,9 +133,9 @@ void deliver(const Cursor<Pixel<T, N>>& cursor, char* at, std::ptrdiff_t count) 
 /// No item depends on another, even where an input row is the output row, and that is what the
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
-void mapPiece(const F f, std::ptrdiff_t count, const Cursor<Out> out, const Cursor<In>... in) {
+void mapPiece(const F f, int x, int count, const Cursor<Out> out, const Cursor<In>... in) {
 #pragma GCC ivdep
-  for (std::ptrdiff_t i = 0; i < count; ++i) out.put(i, f(in.get(i)...));
+  for (int i = 0; i < count; ++i) out.put(i, call(f, x + i, in.get(i)...));
 }
 
 template <class F, class Out, class... In>
@@ -150,7 +150,8 @@ void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const I
     const Cursor<Out> cursor = prepare(outPlanes, target);
     std::apply(
         [&](auto&... planes) {
-          mapPiece(f, count, cursor, fetch(planes, itemAt(in, x), count)...);
+          mapPiece(f, static_cast<int>(x), static_cast<int>(count), cursor,
+                   fetch(planes, itemAt(in, x), count)...);
         },
         inPlanes);
     deliver(cursor, target, count);
@@ -193,11 +194,12 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   if (x >= width) return;
   for (unsigned y = blockIdx.y * kBlockY + threadIdx.y; y < height; y += gridDim.y * kBlockY) {
     if (Items > 1 && x + Items <= width) {
-      mapItems<Items>(f, rowOf(out, y) + x, loadVector<Items>(rowOf(in, y) + x)...);
+      mapItems<Items>(f, x, rowOf(out, y) + x, loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
       for (unsigned i = x; i < end; ++i) {
-        storeBytes(rowOf(out, y) + i, f(loadBytes(rowOf(in, y) + i)...));
+        storeBytes(rowOf(out, y) + i,
+                   call(f, static_cast<int>(i), loadBytes(rowOf(in, y) + i)...));
       }
     }
   }
@@ -231,7 +233,7 @@ void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
 }  // namespace pixels
 
 /// Queues out = f(in...), item by item. The views have the output's size at least; `f` is copied
-/// and called as `Out f(In...) const`.
+/// and called as `Out f(In...) const`, or with the item's column as `Out f(int x, In...) const`.
 template <class F, class Out, class... In>
 void map([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
          const View<const In>&... in) {

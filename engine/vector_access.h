@@ -61,10 +61,10 @@ __device__ Items<T, N> loadVector(const T* at) {
 }
 
 template <int N, class F, class Out, class... In>
-__device__ void mapItems(const F& f, Out* at, const Items<In, N>&... in) {
+__device__ void mapItems(const F& f, unsigned x, Out* at, const Items<In, N>&... in) {
   Items<Out, N> out;
 #pragma unroll
-  for (int i = 0; i < N; ++i) out.item[i] = f(in.item[i]...);
+  for (int i = 0; i < N; ++i) out.item[i] = call(f, static_cast<int>(x + i), in.item[i]...);
   auto* words = reinterpret_cast<typename WordOf<Items<Out, N>::kWord>::type*>(at);
 #pragma unroll
   for (int i = 0; i < Items<Out, N>::kWords; ++i) words[i] = out.word[i];

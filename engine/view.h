@@ -1,7 +1,10 @@
 #pragma once
 
+#include "engine/device_code.h"
+
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace mirl::engine {
 
@@ -21,6 +24,16 @@ struct Pixel {
   T v[N];
 };
 
+/// A functor's result for items at column x. A functor that wants the column takes it first.
+template <class F, class... In>
+MIRL_HD auto call(const F& f, int x, const In&... in) {
+  if constexpr (std::is_invocable_v<const F&, int, const In&...>) {
+    return f(x, in...);
+  } else {
+    return f(in...);
+  }
+}
+
 /// Views an image's rows as single elements; `MirlImage` is a parameter so that engines need no
 /// header of the core.
 template <class T, class Image>
@@ -29,10 +42,13 @@ View<T> elementsOf(const Image& image) {
           image.height()};
 }
 
-/// Views an image's rows as pixels of N channels.
+/// Views an image's rows as pixels of N channels, for reading if T is const.
 template <class T, int N, class Image>
-View<Pixel<T, N>> pixelsOf(const Image& image) {
-  return {static_cast<Pixel<T, N>*>(image.ptr()), image.pitch(), image.width(), image.height()};
+auto pixelsOf(const Image& image) {
+  using Item = Pixel<std::remove_const_t<T>, N>;
+  using Viewed = std::conditional_t<std::is_const_v<T>, const Item, Item>;
+  return View<Viewed>{static_cast<Viewed*>(image.ptr()), image.pitch(), image.width(),
+                      image.height()};
 }
 
 }  // namespace mirl::engine

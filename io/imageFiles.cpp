@@ -2,8 +2,10 @@
 
 #include "core/access.h"
 
+#include <fstream>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #if MIRL_WITH_OPENCV
 #include <opencv2/core.hpp>
@@ -93,7 +95,18 @@ MirlStatus write(const MirlImage& image, const std::string& file) {
     cv::Mat pixels(image.height(), image.width(), CV_MAKETYPE(depth, image.channels()));
     const MirlStatus status = image.download(pixels.data, static_cast<int>(pixels.step[0]));
     if (status != MIRL_SUCCESS) return status;
-    return cv::imwrite(file, pixels) ? MIRL_SUCCESS : MIRL_OPERATION_FAILED;
+
+    // Encoded first: `imwrite` destroys the old file before it finds that it can't write the new
+    // one, and doesn't notice a full disk in all formats.
+    const std::size_t dot = file.rfind('.');
+    if (dot == std::string::npos) return MIRL_OPERATION_FAILED;
+    std::vector<unsigned char> encoded;
+    if (!cv::imencode(file.substr(dot), pixels, encoded)) return MIRL_OPERATION_FAILED;
+    std::ofstream out(file, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(encoded.data()),
+              static_cast<std::streamsize>(encoded.size()));
+    out.close();
+    return out ? MIRL_SUCCESS : MIRL_OPERATION_FAILED;
   } catch (const std::exception&) {
     return MIRL_OPERATION_FAILED;
   }
@@ -146,7 +159,7 @@ namespace mirl::io {
 
 MirlStatus saveImage(MirlImage& image, const std::string& file) {
   if (!core::isLive(image)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (image.isSigned()) return MIRL_DEPTH_NOT_SUPPORTED;
+  if (image.isSigned() || image.type() == -1) return MIRL_DEPTH_NOT_SUPPORTED;
   if (image.type() != MIRL_32F_C1 && image.type() != MIRL_32F_C3) return write(image, file);
   MirlImage bytes;
   const MirlStatus status = image.convertTo(bytes, 8, 255.0f, 0.0f);

@@ -20,12 +20,15 @@ namespace mirl::io {
 MIRL_API MirlImage loadImage(const std::string& file, MirlLoadType load);
 
 /// Writes an image. Float images of 1 or 3 channels are taken to run from 0.0 to 1.0 and are
-/// written with 8 bits (`value * 255`, clamped and truncated); all others are written as they are.
+/// written with 8 bits (`value * 255`, clamped and truncated); all others are written as they are,
+/// except that elements that the format doesn't hold are clamped to 8 bits, and a fourth channel
+/// that it doesn't hold is left out.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_DEPTH_NOT_SUPPORTED` for signed elements and
 /// for depths that have no type; a failed conversion's or download's status;
 /// `MIRL_OPERATION_FAILED` if the file can't be written: an unknown extension, a path that isn't
-/// there, a type that the format doesn't hold.
+/// there, channels that the format can't hold, a full disk. A file that was there before is only
+/// touched in the last of these cases.
 MIRL_API MirlStatus saveImage(MirlImage& image, const std::string& file);
 
 /// Reserved: there is no video input.

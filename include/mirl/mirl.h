@@ -2,9 +2,15 @@
 
 /// The whole of mirl: images in device memory, and what can be done with them.
 #include <mirl/arithmeticLogical.h>
+#include <mirl/colorOperations.h>
 #include <mirl/dataExchange.h>
 #include <mirl/device.h>
+#include <mirl/filter.h>
+#include <mirl/geometryTransforms.h>
+#include <mirl/histogram.h>
 #include <mirl/image.h>
+#include <mirl/imageFiltering.h>
+#include <mirl/imageStatistics.h>
 #include <mirl/io.h>
 #include <mirl/records.h>
 #include <mirl/scalar.h>

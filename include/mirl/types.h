@@ -50,7 +50,7 @@ enum MirlLoadType : int {
   MIRL_LOAD_GRAYSCALE = 0,          ///< 8-bit, 1 channel
   MIRL_LOAD_COLOR = 1,              ///< 8-bit, 3 channels, blue first
   MIRL_LOAD_ANYDEPTH = 2,           ///< 1 channel at the file's depth
-  MIRL_LOAD_ANYDEPTH_ANYCOLOR = 3,  ///< the file's depth and channels
+  MIRL_LOAD_ANYDEPTH_ANYCOLOR = 3,  ///< the file's depth, 1 or 3 channels, blue first
 };
 
 /// Where the bins of a histogram live.

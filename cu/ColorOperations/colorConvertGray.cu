@@ -1,0 +1,118 @@
+#include "cu/ColorOperations/colorConvert.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+/// The weights of red, green and blue. Their sum can't leave an integer's range.
+template <class T, int N, class Order>
+struct kernel_rgb2gray {
+  MIRL_HD T operator()(const Pixel<T, N>& in) const {
+    return engine::fromFloat<T>(
+        weightedSum(in, inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0})));
+  }
+};
+
+template <class T>
+struct kernel_grayscale {
+  Row weights;
+
+  MIRL_HD T operator()(const Pixel<T, 3>& in) const {
+    return engine::fromFloat<T>(weightedSum(in, weights));
+  }
+};
+
+template <class T, int N>
+struct kernel_gray2rgb {
+  MIRL_HD Pixel<T, N> operator()(T gray) const {
+    if constexpr (N == 3) {
+      return {gray, gray, gray};
+    } else {
+      return {gray, gray, gray, 0};
+    }
+  }
+};
+
+constexpr Contract kToGray = {.inPlace = false,
+                              .orSourceChannels = 4,
+                              .channels = 1,
+                              .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
+constexpr Contract kToGrayByWeights = {
+    .inPlace = false, .channels = 1, .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
+constexpr Contract kFromGray = {.inPlace = false, .sourceChannels = 1, .comparesChannels = false};
+
+using AllElements =
+    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
+using IntegerElements = Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>;
+
+}  // namespace
+
+MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, kToGray, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const auto run = [&]<class T, int N>() {
+    visitOrder(source.channelSeq(), N, [&]<class Order>(Order) {
+      engine::map(queue, kernel_rgb2gray<T, N, Order>{}, engine::elementsOf<T>(destination),
+                  engine::pixelsOf<const T, N>(source));
+    });
+  };
+  const std::array types{source.type()};
+  const bool served =
+      engine::visitCombination(AllElements{}, 3, types,
+                               [&]<class T>(Combination<T>) { run.template operator()<T, 3>(); }) ||
+      engine::visitCombination(IntegerElements{}, 4, types,
+                               [&]<class T>(Combination<T>) { run.template operator()<T, 4>(); });
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlScalar& weights,
+                    const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, kToGrayByWeights, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const Row row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
+                    static_cast<float>(weights[2])},
+                   0};
+  const bool served = engine::visitCombination(
+      AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
+          engine::map(queue, kernel_grayscale<T>{inMemoryOrder<Order>(row)},
+                      engine::elementsOf<T>(destination), engine::pixelsOf<const T, 3>(source));
+        });
+      });
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+MirlStatus gray2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, kFromGray, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  bool served = false;
+  engine::visitCombination(
+      AllElements{}, 1, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        const auto run = [&]<int N>() {
+          if (destination.type() != engine::kFirstType<T> + N - 1) return;
+          engine::map(queue, kernel_gray2rgb<T, N>{}, engine::pixelsOf<T, N>(destination),
+                      engine::elementsOf<const T>(source));
+          served = true;
+        };
+        run.template operator()<3>();
+        run.template operator()<4>();
+      });
+  return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
+}
+
+MirlStatus gray2rgb(MirlImage& image, const MirlStream& stream) {
+  MirlImage made;
+  const MirlStatus converted = gray2rgb(image, made, stream);
+  if (converted != MIRL_SUCCESS) return converted;
+  const MirlStatus released = image.release();
+  if (released != MIRL_SUCCESS) return released;
+  ImageAccess::steal(made, image);
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::colorOperations

@@ -1,0 +1,131 @@
+#include "cu/ColorOperations/colorConvert.h"
+#include "engine/powers.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+using engine::fusedMultiplyAdd;
+
+/// How L, a and b are stored.
+template <class T>
+struct Scale {
+  static constexpr bool kInteger = !std::is_same_v<T, float>;
+  static constexpr float kWhite = kInteger ? 255.0f : 1.0f;
+  static constexpr float kLightness = kInteger ? 2.55f : 1.0f;
+  static constexpr float kOffset = kInteger ? 128.0f : 0.0f;
+};
+
+/// The double quotient by 1.055, narrowed: the reciprocal in two parts gives the same for every
+/// float.
+MIRL_HD inline float dividedBy1055(float value) {
+  constexpr auto kHigh = static_cast<float>(1 / 1.055);
+  constexpr auto kLow = static_cast<float>(1 / 1.055 - kHigh);
+  return fusedMultiplyAdd(value, kHigh, value * kLow);
+}
+
+/// Linear light in percent from a channel between 0 and 1 (IEC 61966-2-1).
+MIRL_HD inline float linear(float v) {
+  const float curve = engine::power(dividedBy1055(v + 0.055f), 2.4f);
+  return engine::select(v > 0.04045f, curve, v / 12.92f) * 100.0f;
+}
+
+MIRL_HD inline float companded(float v) {
+  const float curve = fusedMultiplyAdd(engine::power(v, 1.0f / 2.4f), 1.055f, -0.055f);
+  return engine::select(v > 0.0031308f, curve, 12.92f * v);
+}
+
+constexpr float kRootLimit = 0.008856f;
+/// The greatest float that isn't above 0.008856 in double precision.
+constexpr float kCubeLimit = 0.00885599944740533828735f;
+constexpr float kRootOffset = 16.0f / 116.0f;
+
+MIRL_HD inline float toRootScale(float v) {
+  return engine::select(v > kRootLimit, engine::cubeRoot(v),
+                        fusedMultiplyAdd(v, 7.787f, kRootOffset));
+}
+
+MIRL_HD inline float fromRootScale(float f) {
+  const float cube = f * f * f;
+  return engine::select(cube > kCubeLimit, cube, (f - kRootOffset) / 7.787f);
+}
+
+template <class T, class Order>
+struct kernel_rgb2lab {
+  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
+    const auto light = [&](int c) { return linear(engine::toFloat(in.v[c]) / Scale<T>::kWhite); };
+    const float c0 = light(0);
+    const float c1 = light(1);
+    const float c2 = light(2);
+    const auto mixed = [&](const Row& row) {
+      return weightedSum(c0, c1, c2, inMemoryOrder<Order>(row));
+    };
+    const float fx = toRootScale(mixed({{0.412453f, 0.35758f, 0.180423f}, 0}) / 95.047f);
+    const float fy = toRootScale(mixed({{0.212671f, 0.71516f, 0.072169f}, 0}) / 100.0f);
+    const float fz = toRootScale(mixed({{0.019334f, 0.119193f, 0.950227f}, 0}) / 108.883f);
+    const float lightness = fusedMultiplyAdd(fy, 116.0f, -16.0f);
+    const float stored = Scale<T>::kInteger ? lightness * 255.0f / 100.0f : lightness;
+    return {engine::fromFloat<T>(stored),
+            engine::fromFloat<T>(500.0f * (fx - fy) + Scale<T>::kOffset),
+            engine::fromFloat<T>(200.0f * (fy - fz) + Scale<T>::kOffset)};
+  }
+};
+
+template <class T, class Order>
+struct kernel_lab2rgb {
+  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
+    const float lightness = engine::toFloat(in.v[0]) / Scale<T>::kLightness;
+    const float a = engine::toFloat(in.v[1]) - Scale<T>::kOffset;
+    const float b = engine::toFloat(in.v[2]) - Scale<T>::kOffset;
+    const float fy = (lightness + 16.0f) / 116.0f;
+    const float fx = a / 500.0f + fy;
+    const float fz = fy + b / -200.0f;
+    const float x = fromRootScale(fx) * 0.95047f;
+    const float y = fromRootScale(fy);
+    const float z = fromRootScale(fz) * 1.08883f;
+    const auto mixed = [&](const Row& row) {
+      const float light = weightedSum(x, y, z, row);
+      return engine::fromFloat<T>(companded(light) * Scale<T>::kWhite);
+    };
+    Pixel<T, 3> out;
+    out.v[Order::kRed] = mixed({{3.2406f, -1.5372f, -0.4986f}, 0});
+    out.v[1] = mixed({{-0.9689f, 1.8758f, 0.0415f}, 0});
+    out.v[Order::kBlue] = mixed({{0.0557f, -0.204f, 1.057f}, 0});
+    return out;
+  }
+};
+
+using Elements = Combinations<Combination<std::uint8_t>, Combination<float>>;
+
+}  // namespace
+
+MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, {.inPlace = false}, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const bool served = engine::visitCombination(
+      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
+          mapColours<T>(queue, kernel_rgb2lab<T, Order>{}, source, destination);
+        });
+      });
+  if (!served) return MIRL_DEPTH_NOT_SUPPORTED;
+  destination.setChannelSequence(MIRL_CHANNELSEQ_RGB);
+  return MIRL_SUCCESS;
+}
+
+MirlStatus Lab2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const bool served = engine::visitCombination(
+      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
+          mapColours<T>(queue, kernel_lab2rgb<T, Order>{}, source, destination);
+        });
+      });
+  return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
+}
+
+}  // namespace mirl::colorOperations

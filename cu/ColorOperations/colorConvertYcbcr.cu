@@ -1,0 +1,107 @@
+#include "cu/ColorOperations/colorConvert.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+struct Table {
+  Row row[3];
+};
+
+/// Every factor times `factors` and every offset times `offsets`.
+Table scaled(const Table& table, float factors, float offsets) {
+  Table result = table;
+  for (Row& row : result.row) {
+    for (float& factor : row.factor) factor *= factors;
+    row.offset *= offsets;
+  }
+  return result;
+}
+
+/// Y, Cb and Cr from red, green and blue.
+constexpr Table kToYcbcr = {{{{65.481f, 128.553f, 24.966f}, 16.0f},
+                             {{-37.797f, -74.203f, 112.0f}, 128.0f},
+                             {{112.0f, -93.786f, -18.214f}, 128.0f}}};
+/// Red, green and blue from Y, Cb and Cr.
+constexpr Table kFromYcbcr = {{{{0.0045662f, 0.0f, 0.0062589f}, -0.8742024f},
+                               {{0.0045662f, -0.0015363f, -0.0031881f}, 0.5316682f},
+                               {{0.0045662f, 0.0079107f, 0.0f}, -1.0856326f}}};
+
+template <class T>
+constexpr float kWhite = std::is_same_v<T, float> ? 1.0f : static_cast<float>(engine::kGreatest<T>);
+
+template <class T>
+MIRL_HD T applied(const Row& row, const Pixel<T, 3>& in) {
+  return engine::fromFloat<T>(weightedSum(in, row) + row.offset);
+}
+
+template <class T, class Order>
+struct kernel_rgb2YCbCr {
+  Table ycbcr;
+
+  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
+    return {applied(inMemoryOrder<Order>(ycbcr.row[0]), in),
+            applied(inMemoryOrder<Order>(ycbcr.row[1]), in),
+            applied(inMemoryOrder<Order>(ycbcr.row[2]), in)};
+  }
+};
+
+template <class T, class Order>
+struct kernel_YCbCr2rgb {
+  Table ycbcr;
+
+  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
+    Pixel<T, 3> out;
+    out.v[Order::kRed] = applied(ycbcr.row[0], in);
+    out.v[1] = applied(ycbcr.row[1], in);
+    out.v[Order::kBlue] = applied(ycbcr.row[2], in);
+    return out;
+  }
+};
+
+using Elements =
+    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
+
+/// A sequence of four channels as the one of three with the same order of colours.
+MirlChannelSeq withoutAlpha(MirlChannelSeq sequence) {
+  if (sequence == MIRL_CHANNELSEQ_RGBA) return MIRL_CHANNELSEQ_RGB;
+  if (sequence == MIRL_CHANNELSEQ_BGRA) return MIRL_CHANNELSEQ_BGR;
+  return sequence;
+}
+
+}  // namespace
+
+MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+  destination.setChannelSequence(MIRL_CHANNELSEQ_RGB);
+
+  const bool served = engine::visitCombination(
+      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        constexpr bool kFloat = std::is_same_v<T, float>;
+        const MirlChannelSeq sequence =
+            kFloat ? source.channelSeq() : withoutAlpha(source.channelSeq());
+        const Table table = scaled(kToYcbcr, 1.0f / 255.0f, kWhite<T> / 255.0f);
+        visitOrder(sequence, 3, [&]<class Order>(Order) {
+          mapColours<T>(queue, kernel_rgb2YCbCr<T, Order>{table}, source, destination);
+        });
+      });
+  return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
+}
+
+MirlStatus ycbcr2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const bool served = engine::visitCombination(
+      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        const Table table = scaled(kFromYcbcr, 255.0f, kWhite<T>);
+        visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
+          mapColours<T>(queue, kernel_YCbCr2rgb<T, Order>{table}, source, destination);
+        });
+      });
+  return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
+}
+
+}  // namespace mirl::colorOperations

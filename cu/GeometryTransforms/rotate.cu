@@ -1,0 +1,292 @@
+#include <mirl/geometryTransforms.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/resample.h"
+#include "runtime/scratch.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+namespace mirl::geometryTransforms {
+namespace {
+
+using engine::Combination;
+
+/// All for 1 and for 3 channels.
+using Served =
+    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
+
+/// From a destination pixel to the sample's place in the source.
+struct kernel_rotate {
+  float a;
+  float b;
+  float tx;
+  float ty;
+
+  MIRL_HD engine::Point operator()(int x, int y) const {
+    const float u = static_cast<float>(x) - tx;
+    const float v = static_cast<float>(y) - ty;
+    return {u * a - v * b - 0.5f, u * b + v * a - 0.5f};
+  }
+};
+
+/// Integers as 0 to 1, truncated on their way back; floats as they are.
+template <class T>
+struct NormalizedElements {
+  /// element / greatest, rounded to nearest: the product with the rounded reciprocal, and a step
+  /// that takes its error off (Markstein). It gives the bits of the division for every element.
+  MIRL_HD static float load(T element) {
+    if constexpr (std::is_same_v<T, float>) {
+      return element;
+    } else {
+      constexpr float kGreatest = engine::kGreatest<T>;
+      constexpr float kReciprocal = 1.0f / kGreatest;
+      const float value = engine::toFloat(element);
+      const float quotient = value * kReciprocal;
+      const float error = engine::fusedMultiplyAdd(-kGreatest, quotient, value);
+      return engine::fusedMultiplyAdd(error, kReciprocal, quotient);
+    }
+  }
+
+  /// The exact product of value and greatest, truncated.
+  MIRL_HD static T store(float value) {
+    if constexpr (std::is_same_v<T, float>) {
+      return value;
+    } else {
+      constexpr float kGreatest = engine::kGreatest<T>;
+#if defined(__CUDA_ARCH__)
+      return static_cast<T>(engine::truncateTo(__fmul_rz(value, kGreatest), kGreatest));
+#else
+      // The rounded product may have reached a whole number that the exact one doesn't: the sign of
+      // the difference tells.
+      const auto whole = static_cast<int>(engine::truncateTo(value * kGreatest, kGreatest));
+      const float beyond = engine::fusedMultiplyAdd(value, kGreatest, -static_cast<float>(whole));
+      const int corrected = whole + (std::bit_cast<int>(beyond) >> 31);
+      return static_cast<T>(corrected > 0 ? corrected : 0);
+#endif
+    }
+  }
+};
+
+struct Rotation {
+  float cosine;
+  float sine;
+
+  explicit Rotation(float angle) {
+    const float radians = angle * 0.017453292f;
+    cosine = std::cos(radians);
+    sine = std::sin(radians);
+  }
+
+  /// The map back of the turn about a centre, its result moved by an offset.
+  kernel_rotate about(const MirlPoint2D<float>& center, const MirlPoint2D<float>& offset) const {
+    const float m2 = (1.0f - cosine) * center.x - center.y * sine;
+    const float m5 = center.x * sine + (1.0f - cosine) * center.y;
+    const float d = 1.0f / (cosine * cosine + sine * sine);
+    return {cosine * d, sine * d, m2 + offset.x, m5 + offset.y};
+  }
+
+  kernel_rotate about(const MirlPoint2D<int>& center) const {
+    return about({static_cast<float>(center.x), static_cast<float>(center.y)}, {0.0f, 0.0f});
+  }
+};
+
+/// An image's pixels, or a rectangle of them, as memory.
+struct Part {
+  void* data;
+  std::ptrdiff_t pitch;
+  MirlSize size;
+
+  template <class Pixel>
+  engine::View<Pixel> view() const {
+    return {static_cast<Pixel*>(data), pitch, size.width, size.height};
+  }
+};
+
+Part whole(const MirlImage& image) {
+  return {image.ptr(), image.pitch(), image.size()};
+}
+
+Part partOf(const MirlImage& image, const MirlRect& rect) {
+  char* corner = static_cast<char*>(image.ptr()) + std::ptrdiff_t{rect.y} * image.pitch() +
+                 rect.x * static_cast<std::ptrdiff_t>(core::pixelBytes(image));
+  return {corner, image.pitch(), {rect.width, rect.height}};
+}
+
+bool isServed(const MirlImage& image) {
+  return (image.channels() == 1 || image.channels() == 3) &&
+         engine::visitCombination(Served{}, image.channels(), std::array{image.type()},
+                                  [](const auto&) {});
+}
+
+/// Queues the turn of elements of a served image's type.
+void run(const runtime::Queue& queue, const kernel_rotate& map, const MirlImage& like,
+         const Part& source, const Part& destination) {
+  engine::visitCombination(
+      Served{}, like.channels(), std::array{like.type()}, [&]<class T>(Combination<T>) {
+        const auto turn = [&]<int C>(std::integral_constant<int, C>) {
+          engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(
+              queue, map, NormalizedElements<T>{}, destination.view<engine::Pixel<T, C>>(),
+              source.view<const engine::Pixel<T, C>>());
+        };
+        if (like.channels() == 1) {
+          turn(std::integral_constant<int, 1>{});
+        } else {
+          turn(std::integral_constant<int, 3>{});
+        }
+      });
+}
+
+bool sameFormat(const MirlImage& a, const MirlImage& b) {
+  return a.depth() == b.depth() && a.channels() == b.channels();
+}
+
+bool contains(const MirlSize& size, const MirlPoint2D<int>& point) {
+  return point.x >= 0 && point.x < size.width && point.y >= 0 && point.y < size.height;
+}
+
+/// Whether a rectangle has pixels and all of them are the image's.
+bool contains(const MirlImage& image, const MirlRect& rect) {
+  return rect.x >= 0 && rect.y >= 0 && rect.width > 0 && rect.height > 0 &&
+         rect.width <= image.width() - rect.x && rect.height <= image.height() - rect.y;
+}
+
+/// Queues a copy of rows.
+MirlStatus copy(const runtime::Queue& queue, const Part& from, const Part& to,
+                std::size_t rowBytes) {
+  const runtime::Copy job{to.data,
+                          static_cast<std::size_t>(to.pitch),
+                          from.data,
+                          static_cast<std::size_t>(from.pitch),
+                          rowBytes,
+                          static_cast<std::size_t>(from.size.height),
+                          runtime::Direction::deviceToDevice};
+  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
+}
+
+/// Gives a destination what was made for it.
+MirlStatus replace(MirlImage& destination, MirlImage& made) {
+  if (destination.isInitialized()) {
+    const MirlStatus released = destination.release();
+    if (released != MIRL_SUCCESS) return released;
+  }
+  ImageAccess::steal(made, destination);
+  return MIRL_SUCCESS;
+}
+
+/// Turns a rectangle of an image where it is.
+MirlStatus rotateInPlace(const runtime::Queue& queue, const kernel_rotate& map,
+                         const MirlImage& image, const MirlRect& region) {
+  const std::size_t rowBytes = static_cast<std::size_t>(region.width) * core::pixelBytes(image);
+  const runtime::Scratch scratch(queue, rowBytes * static_cast<std::size_t>(region.height));
+  if (!scratch.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  const Part part = partOf(image, region);
+  const Part turned{scratch.data(), static_cast<std::ptrdiff_t>(rowBytes), part.size};
+  run(queue, map, image, part, turned);
+  return copy(queue, turned, part, rowBytes);
+}
+
+}  // namespace
+
+MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
+                  MirlPoint2D<int> center, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (!contains(source.size(), center) || !std::isfinite(angle)) return MIRL_INVALID_ARGUMENT;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  const bool live = destination.isInitialized();
+  if (live && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  if (!live) {
+    const MirlStatus created =
+        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
+                            core::signedDepth(source), source.channels());
+    if (created != MIRL_SUCCESS) return created;
+  }
+
+  if (!isServed(source)) return MIRL_MISMATCH;
+  run(queue, Rotation(angle).about(center), source, whole(source), whole(destination));
+  return MIRL_SUCCESS;
+}
+
+MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
+                  MirlPoint2D<int> center, const MirlRect& region, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  const bool live = destination.isInitialized();
+  if (live && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!contains(source, region) || !contains({region.width, region.height}, center) ||
+      !std::isfinite(angle)) {
+    return MIRL_INVALID_ARGUMENT;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const bool served = isServed(source);
+  if (!served && live) return MIRL_MISMATCH;
+  const kernel_rotate map = Rotation(angle).about(center);
+  if (&source == &destination) return rotateInPlace(queue, map, source, region);
+
+  MirlImage made;
+  const bool fits =
+      live && core::sameSize(source, destination) && source.type() == destination.type();
+  if (!fits) {
+    const MirlStatus created =
+        ImageAccess::create(made, *queue.device, source.width(), source.height(),
+                            core::signedDepth(source), source.channels());
+    if (created != MIRL_SUCCESS) return created;
+  }
+  MirlImage& target = fits ? destination : made;
+  const MirlStatus copied = copy(queue, whole(source), whole(target), core::rowBytes(source));
+  if (copied != MIRL_SUCCESS) return copied;
+  ImageAccess::copyMetadata(source, target);
+  if (served) run(queue, map, source, partOf(source, region), partOf(target, region));
+  if (!fits) {
+    const MirlStatus replaced = replace(destination, made);
+    if (replaced != MIRL_SUCCESS) return replaced;
+  }
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float angle,
+                        const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (!std::isfinite(angle)) return MIRL_INVALID_ARGUMENT;
+  const Rotation rotation(angle);
+  const auto width = static_cast<float>(source.width());
+  const auto height = static_cast<float>(source.height());
+  // Two corners of the turned rectangle about (0, 0); the other two are opposite to them.
+  const float hc = rotation.cosine * 0.5f;
+  const float hs = rotation.sine * 0.5f;
+  const auto extent = [](float one, float other) {
+    const double reach = std::ceil(std::max(std::fabs(one), std::fabs(other)));
+    return 2.0 * reach + 1.0;
+  };
+  const double newWidth = extent(-height * hs - width * hc, height * hs - width * hc);
+  const double newHeight = extent(height * hc - width * hs, -height * hc - width * hs);
+  if (newWidth > INT_MAX || newHeight > INT_MAX) return MIRL_INVALID_ARGUMENT;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+
+  const MirlSize size(static_cast<int>(newWidth), static_cast<int>(newHeight));
+  MirlImage made;
+  const MirlStatus created = ImageAccess::create(made, *queue.device, size.width, size.height,
+                                                 core::signedDepth(source), source.channels());
+  if (created != MIRL_SUCCESS) return created;
+  const bool served = isServed(source);
+  if (served) {
+    const MirlPoint2D<float> center(std::trunc(width / 2.0f), std::trunc(height / 2.0f));
+    const MirlPoint2D<float> offset(static_cast<float>(size.width - source.width()) / 2.0f,
+                                    static_cast<float>(size.height - source.height()) / 2.0f);
+    run(queue, rotation.about(center, offset), source, whole(source), whole(made));
+  }
+  const MirlStatus replaced = replace(destination, made);
+  if (replaced != MIRL_SUCCESS) return replaced;
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+}  // namespace mirl::geometryTransforms

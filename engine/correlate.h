@@ -1,0 +1,214 @@
+#pragma once
+
+// The correlation engine: a sum of weighted neighbours over a plane of elements. Pixels of several
+// channels are such a plane too, with taps `step` elements apart.
+//
+// Each result is a chain of fused multiply-adds in one fixed order, column of taps after column, so
+// it is the same on every device. On a GPU a block stages a tile of floats in shared memory, and
+// each thread computes 4 columns of 4 rows, reading every staged value of a column once for 4
+// results. On the host each row is converted to float once, into a ring of line buffers, and
+// vectors of results run over the taps.
+
+#include "engine/device_code.h"
+#include "engine/numbers.h"
+#include "engine/view.h"
+#include "runtime/runtime.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#if defined(__CUDACC__)
+#include "engine/vector_access.h"
+#include "runtime/cuda/cuda_device.h"
+#endif
+
+namespace mirl::engine {
+
+inline constexpr int kMostTaps = 512;
+
+/// The weights, which travel as a kernel parameter. Tap (i, j) has weight `i * height + j` and
+/// reads the element `originX + i * step` to the right and `originY + j` below.
+struct Taps {
+  float weight[kMostTaps];
+  int width;
+  int height;
+  int originX;
+  int originY;
+  int step;
+};
+
+/// The elements to compute: x0 <= x < x1, y0 <= y < y1.
+struct Window {
+  int x0;
+  int y0;
+  int x1;
+  int y1;
+};
+
+/// Turns a sum into an element: limited and truncated, or as it is.
+template <class T>
+MIRL_HD inline T fromSum(float sum, float limit) {
+  if constexpr (std::is_same_v<T, float>) {
+    return sum;
+  } else {
+    return static_cast<T>(truncateTo(sum, limit));
+  }
+}
+
+namespace correlation {
+
+/// For 8-bit, 16-bit and float elements. False, with nothing written, if there is no memory for the
+/// line buffers.
+template <class T>
+bool onHost(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
+            const Taps& taps, const Window& window, float limit);
+
+#if defined(__CUDACC__)
+
+inline constexpr int kBlockX = 32;
+inline constexpr int kBlockY = 8;
+inline constexpr int kColumns = 4;  // of a thread, a warp apart so that banks don't clash
+inline constexpr int kRows = 4;     // of a thread, next to each other
+inline constexpr int kTileX = kBlockX * kColumns;
+inline constexpr int kTileY = kBlockY * kRows;
+
+__device__ inline int clampTo(int value, int last) {
+  return value < 0 ? 0 : value > last ? last : value;
+}
+
+template <class T>
+__device__ float readClamped(const View<const T>& in, int x, int y) {
+  const char* row = reinterpret_cast<const char*>(in.data) +
+                    static_cast<std::ptrdiff_t>(clampTo(y, in.height - 1)) * in.pitch;
+  return toFloat(loadBytes(reinterpret_cast<const T*>(row) + clampTo(x, in.width - 1)));
+}
+
+template <class T>
+__device__ void writeSum(const View<T>& out, int x, int y, float sum, float limit) {
+  char* row = reinterpret_cast<char*>(out.data) + static_cast<std::ptrdiff_t>(y) * out.pitch;
+  storeBytes(reinterpret_cast<T*>(row) + x, fromSum<T>(sum, limit));
+}
+
+/// Width and Height are the filter's, or 0 for any.
+template <class T, int Width, int Height>
+__global__ void __launch_bounds__(kBlockX* kBlockY)
+    tileKernel(const View<T> out, const View<const T> in, const __grid_constant__ Taps taps,
+               const Window window, float limit) {
+  extern __shared__ float tile[];
+  const int width = Width == 0 ? taps.width : Width;
+  const int height = Height == 0 ? taps.height : Height;
+  const int stagedX = kTileX + (width - 1) * taps.step;
+  const int stagedY = kTileY + height - 1;
+  const int tx = static_cast<int>(threadIdx.x);
+  const int ty = static_cast<int>(threadIdx.y);
+  const int left = window.x0 + static_cast<int>(blockIdx.x) * kTileX;
+  for (int top = window.y0 + static_cast<int>(blockIdx.y) * kTileY; top < window.y1;
+       top += static_cast<int>(gridDim.y) * kTileY) {
+    for (int y = ty; y < stagedY; y += kBlockY) {
+      for (int x = tx; x < stagedX; x += kBlockX) {
+        tile[y * stagedX + x] = readClamped(in, left + taps.originX + x, top + taps.originY + y);
+      }
+    }
+    __syncthreads();
+
+    float sum[kColumns][kRows] = {};
+#pragma unroll
+    for (int i = 0; i < width; ++i) {
+#pragma unroll
+      for (int c = 0; c < kColumns; ++c) {
+        const float* column = tile + ty * kRows * stagedX + tx + c * kBlockX + i * taps.step;
+        float value[kRows];
+#pragma unroll
+        for (int r = 0; r < kRows; ++r) value[r] = column[r * stagedX];
+#pragma unroll
+        for (int j = 0; j < height; ++j) {
+          const float weight = taps.weight[i * height + j];
+#pragma unroll
+          for (int r = 0; r < kRows; ++r) sum[c][r] = fusedMultiplyAdd(value[r], weight, sum[c][r]);
+#pragma unroll
+          for (int r = 0; r + 1 < kRows; ++r) value[r] = value[r + 1];
+          if (j + 1 < height) value[kRows - 1] = column[(j + kRows) * stagedX];
+        }
+      }
+    }
+#pragma unroll
+    for (int c = 0; c < kColumns; ++c) {
+#pragma unroll
+      for (int r = 0; r < kRows; ++r) {
+        const int x = left + tx + c * kBlockX;
+        const int y = top + ty * kRows + r;
+        if (x < window.x1 && y < window.y1) writeSum(out, x, y, sum[c][r], limit);
+      }
+    }
+    __syncthreads();
+  }
+}
+
+/// Long filters, whose tile would not fit: every thread reads what it needs.
+template <class T>
+__global__ void __launch_bounds__(kBlockX* kBlockY)
+    plainKernel(const View<T> out, const View<const T> in, const __grid_constant__ Taps taps,
+                const Window window, float limit) {
+  const int x = window.x0 + static_cast<int>(blockIdx.x * kBlockX + threadIdx.x);
+  if (x >= window.x1) return;
+  for (int y = window.y0 + static_cast<int>(blockIdx.y * kBlockY + threadIdx.y); y < window.y1;
+       y += static_cast<int>(gridDim.y) * kBlockY) {
+    float sum = 0.0f;
+    for (int i = 0; i < taps.width; ++i) {
+      for (int j = 0; j < taps.height; ++j) {
+        const float value = readClamped(in, x + taps.originX + i * taps.step, y + taps.originY + j);
+        sum = fusedMultiplyAdd(value, taps.weight[i * taps.height + j], sum);
+      }
+    }
+    writeSum(out, x, y, sum, limit);
+  }
+}
+
+template <class T>
+void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
+           const Taps& taps, const Window& window, float limit) {
+  constexpr std::size_t kSharedBytes = 48 * 1024;
+  constexpr int kMaxGridY = 65535;
+  const runtime::cuda::Current current(queue.device->id());
+  const auto stream = static_cast<cudaStream_t>(queue.stream);
+  const dim3 block(kBlockX, kBlockY);
+  const auto grid = [&](int tileX, int tileY) {
+    return dim3(
+        static_cast<unsigned>((window.x1 - window.x0 - 1) / tileX + 1),
+        static_cast<unsigned>(std::min((window.y1 - window.y0 - 1) / tileY + 1, kMaxGridY)));
+  };
+  const std::size_t staged = static_cast<std::size_t>(kTileX + (taps.width - 1) * taps.step) *
+                             static_cast<std::size_t>(kTileY + taps.height - 1) * sizeof(float);
+  if (staged > kSharedBytes) {
+    plainKernel<T><<<grid(kBlockX, kBlockY), block, 0, stream>>>(out, in, taps, window, limit);
+    return;
+  }
+  const bool square = taps.width == taps.height;
+  const auto kernel = square && taps.width == 3   ? tileKernel<T, 3, 3>
+                      : square && taps.width == 5 ? tileKernel<T, 5, 5>
+                      : square && taps.width == 7 ? tileKernel<T, 7, 7>
+                                                  : tileKernel<T, 0, 0>;
+  kernel<<<grid(kTileX, kTileY), block, staged, stream>>>(out, in, taps, window, limit);
+}
+
+#endif
+
+}  // namespace correlation
+
+/// Queues the sums of a window of elements. The input is another image than the output, of its
+/// size; beyond its edges rows and columns are continued by the nearest element. `limit` is what
+/// integer results are limited to. False, with nothing queued, if there is no memory for scratch.
+template <class T>
+bool correlate(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
+               const Taps& taps, const Window& window, float limit) {
+  if (window.x0 >= window.x1 || window.y0 >= window.y1) return true;
+#if defined(__CUDACC__)
+  if (!queue.device->isHost()) {
+    correlation::onGpu(queue, out, in, taps, window, limit);
+    return true;
+  }
+#endif
+  return correlation::onHost(queue, out, in, taps, window, limit);
+}
+
+}  // namespace mirl::engine

@@ -1,0 +1,234 @@
+#include "engine/correlate.h"
+#include "runtime/host/parallel.h"
+#include "runtime/host/stream_copy.h"
+#include "runtime/scratch.h"
+
+#include <atomic>
+#include <cstring>
+
+#if MIRL_WITH_HIGHWAY
+#include <hwy/highway.h>
+#endif
+
+namespace mirl::engine::correlation {
+namespace {
+
+/// Elements of a row that are worked on at a time, so that the lines of a filter stay in the
+/// nearest caches.
+constexpr std::ptrdiff_t kStrip = 4096;
+/// What a vector may read behind the end of a line: its results aren't used.
+constexpr std::ptrdiff_t kSlack = 512;
+
+std::ptrdiff_t clampTo(std::ptrdiff_t value, std::ptrdiff_t last) {
+  return std::clamp<std::ptrdiff_t>(value, 0, last);
+}
+
+template <class T>
+float elementOf(const char* row, std::ptrdiff_t x) {
+  T element;
+  std::memcpy(&element, row + x * std::ptrdiff_t{sizeof element}, sizeof element);
+  return toFloat(element);
+}
+
+/// Elements `first` to `first + count - 1` of a row of `width` as floats, continued at both ends.
+template <class T>
+void readLine(const char* row, std::ptrdiff_t width, std::ptrdiff_t first, std::ptrdiff_t count,
+              float* line) {
+  const std::ptrdiff_t begin = std::clamp<std::ptrdiff_t>(-first, 0, count);
+  const std::ptrdiff_t end = std::clamp<std::ptrdiff_t>(width - first, begin, count);
+  std::fill(line, line + begin, elementOf<T>(row, 0));
+  const char* const from = row + (first + begin) * std::ptrdiff_t{sizeof(T)};
+  float* const to = line + begin;
+#pragma GCC ivdep
+  for (std::ptrdiff_t x = 0; x < end - begin; ++x) to[x] = elementOf<T>(from, x);
+  std::fill(line + end, line + count, elementOf<T>(row, width - 1));
+}
+
+/// Rows of results that are summed up together, so that a value that is loaded serves for all of
+/// them.
+constexpr int kRowsAtOnce = 4;
+
+#if MIRL_WITH_HIGHWAY
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// Vectors of results side by side: as many sums as the processor has registers for.
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_SSSE3
+constexpr int kVectors = 2;
+#else
+constexpr int kVectors = 4;
+#endif
+
+/// `kVectors` vectors of `kRowsAtOnce` rows of sums at x. A sum takes its taps column after column;
+/// Height is the filter's, or 0 for any.
+template <int Height>
+void sumBlock(const Taps& taps, const float* const* line, std::ptrdiff_t x,
+              float* const (&sums)[kRowsAtOnce]) {
+  const hn::ScalableTag<float> d;
+  using Vector = hn::Vec<decltype(d)>;
+  const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+  const int height = Height == 0 ? taps.height : Height;
+  Vector sum[kRowsAtOnce][kVectors];
+  for (auto& row : sum) {
+    for (Vector& vector : row) vector = hn::Zero(d);
+  }
+  for (int i = 0; i < taps.width; ++i) {
+    const float* weight = taps.weight + std::ptrdiff_t{i} * height;
+    const std::ptrdiff_t at = x + std::ptrdiff_t{i} * taps.step;
+#pragma GCC unroll 16
+    for (int l = 0; l < height + kRowsAtOnce - 1; ++l) {
+      Vector value[kVectors];
+      for (int v = 0; v < kVectors; ++v) value[v] = hn::LoadU(d, line[l] + at + v * lanes);
+#pragma GCC unroll 4
+      for (int r = 0; r < kRowsAtOnce; ++r) {
+        const int j = l - r;
+        if (j < 0 || j >= height) continue;
+        const Vector w = hn::Set(d, weight[j]);
+        for (int v = 0; v < kVectors; ++v) sum[r][v] = hn::MulAdd(value[v], w, sum[r][v]);
+      }
+    }
+  }
+  for (int r = 0; r < kRowsAtOnce; ++r) {
+    for (int v = 0; v < kVectors; ++v) hn::StoreU(sum[r][v], d, sums[r] + x + v * lanes);
+  }
+}
+
+/// The sums of `count` elements of each of the rows; line l is where tap row l of the first one,
+/// and tap row l - r of row r, starts.
+void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t count,
+             float* const (&sums)[kRowsAtOnce]) {
+  const auto block = taps.height == 3   ? sumBlock<3>
+                     : taps.height == 5 ? sumBlock<5>
+                     : taps.height == 7 ? sumBlock<7>
+                                        : sumBlock<0>;
+  const auto apart = static_cast<std::ptrdiff_t>(kVectors * hn::Lanes(hn::ScalableTag<float>()));
+  for (std::ptrdiff_t x = 0; x < count; x += apart) block(taps, line, x, sums);
+}
+
+#else
+
+void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t count,
+             float* const (&sums)[kRowsAtOnce]) {
+  for (int r = 0; r < kRowsAtOnce; ++r) {
+    float* const sum = sums[r];
+    std::fill(sum, sum + count, 0.0f);
+    const float* weight = taps.weight;
+    for (int i = 0; i < taps.width; ++i) {
+      for (int j = 0; j < taps.height; ++j) {
+        const float w = *weight++;
+        const float* from = line[r + j] + std::ptrdiff_t{i} * taps.step;
+        for (std::ptrdiff_t x = 0; x < count; ++x) sum[x] = fusedMultiplyAdd(from[x], w, sum[x]);
+      }
+    }
+  }
+}
+
+#endif
+
+template <class T>
+void writeSums(const float* sums, std::ptrdiff_t count, float limit, char* out) {
+#pragma GCC ivdep
+  for (std::ptrdiff_t x = 0; x < count; ++x) {
+    const T element = fromSum<T>(sums[x], limit);
+    std::memcpy(out + x * std::ptrdiff_t{sizeof element}, &element, sizeof element);
+  }
+}
+
+/// The floats that a thread works with: a ring of lines, and rows of sums.
+struct Buffers {
+  std::ptrdiff_t lineFloats;
+  int lines;
+  float* ring;
+  float* sums;
+
+  explicit Buffers(const Taps& taps, float* memory = nullptr)
+      : lineFloats(kStrip + std::ptrdiff_t{std::max(taps.width, 1) - 1} * taps.step + kSlack),
+        lines(std::max(taps.height, 1) + kRowsAtOnce - 1),
+        ring(memory),
+        sums(memory + lineFloats * lines) {}
+
+  std::size_t floats() const {
+    return static_cast<std::size_t>(lineFloats * lines + kRowsAtOnce * (kStrip + kSlack));
+  }
+};
+
+/// The rows of one strip. Line `y` of the source, before it is clamped to the image, stands in
+/// place
+/// `(y - first) % lines` of the ring.
+template <class T>
+void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, float limit,
+             bool pastCaches, const Window& strip, const Buffers& buffers) {
+  const std::ptrdiff_t count = strip.x1 - strip.x0;
+  const std::ptrdiff_t staged = count + std::ptrdiff_t{taps.width - 1} * taps.step;
+  const std::ptrdiff_t first = std::ptrdiff_t{strip.y0} + taps.originY;
+  const auto* source = reinterpret_cast<const char*>(in.data);
+  const auto lineAt = [&](std::ptrdiff_t y) {
+    return buffers.ring + (y - first) % buffers.lines * buffers.lineFloats;
+  };
+  float* sums[kRowsAtOnce];
+  for (int r = 0; r < kRowsAtOnce; ++r) sums[r] = buffers.sums + r * (kStrip + kSlack);
+  alignas(64) char piece[kStrip * sizeof(T)];
+
+  std::ptrdiff_t ready = first;  // the first line that isn't in the ring yet
+  const float* line[kMostTaps + kRowsAtOnce];
+  for (int y = strip.y0; y < strip.y1; y += kRowsAtOnce) {
+    const std::ptrdiff_t top = std::ptrdiff_t{y} + taps.originY;
+    if (taps.width > 0) {
+      for (; ready < top + buffers.lines; ++ready) {
+        readLine<T>(source + clampTo(ready, in.height - 1) * in.pitch, in.width,
+                    std::ptrdiff_t{strip.x0} + taps.originX, staged, lineAt(ready));
+      }
+    }
+    for (int l = 0; l < buffers.lines; ++l) line[l] = lineAt(top + l);
+    sumTaps(taps, line, count, sums);
+    for (int r = 0; r < kRowsAtOnce && y + r < strip.y1; ++r) {
+      char* const to = reinterpret_cast<char*>(out.data) + (std::ptrdiff_t{y} + r) * out.pitch +
+                       strip.x0 * std::ptrdiff_t{sizeof(T)};
+      if (pastCaches) {
+        writeSums<T>(sums[r], count, limit, piece);
+        runtime::streamCopy(to, piece, static_cast<std::size_t>(count) * sizeof(T));
+      } else {
+        writeSums<T>(sums[r], count, limit, to);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+template <class T>
+bool onHost(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
+            const Taps& taps, const Window& window, float limit) {
+  const std::size_t floats = Buffers(taps).floats();
+  const runtime::Scratch scratch(
+      queue, floats * sizeof(float) * static_cast<std::size_t>(runtime::hostThreads()));
+  if (!scratch.ok()) return false;
+
+  std::atomic<std::size_t> taken{0};  // which share of the scratch a thread works in
+  const int rows = window.y1 - window.y0;
+  const auto width = static_cast<std::size_t>(window.x1 - window.x0);
+  const std::size_t moved = 2 * width * sizeof(T);
+  const auto tapCount =
+      static_cast<std::size_t>(taps.width) * static_cast<std::size_t>(taps.height);
+  const bool pastCaches = runtime::bypassesCaches(moved * static_cast<std::size_t>(rows));
+  runtime::parallelRows(rows, moved + width * tapCount, [&](int begin, int end) {
+    const Buffers buffers(taps, scratch.as<float>() + taken.fetch_add(1) * floats);
+    for (std::ptrdiff_t x = window.x0; x < window.x1; x += kStrip) {
+      const std::ptrdiff_t stripEnd = std::min<std::ptrdiff_t>(x + kStrip, window.x1);
+      const Window strip{static_cast<int>(x), window.y0 + begin, static_cast<int>(stripEnd),
+                         window.y0 + end};
+      doStrip(out, in, taps, limit, pastCaches, strip, buffers);
+    }
+    if (pastCaches) runtime::finishStreamCopies();
+  });
+  return true;
+}
+
+template bool onHost(const runtime::Queue&, const View<std::uint8_t>&,
+                     const View<const std::uint8_t>&, const Taps&, const Window&, float);
+template bool onHost(const runtime::Queue&, const View<std::uint16_t>&,
+                     const View<const std::uint16_t>&, const Taps&, const Window&, float);
+template bool onHost(const runtime::Queue&, const View<float>&, const View<const float>&,
+                     const Taps&, const Window&, float);
+
+}  // namespace mirl::engine::correlation

@@ -1,0 +1,163 @@
+#pragma once
+
+// The histogram engine: counts the bytes of an image, 256 bins for each of C channels.
+//
+// Counters are kept in several copies that take turns. On a GPU threads next to each other then
+// don't wait for one counter or one bank of shared memory, and on the host an addition needn't wait
+// for the one before where neighbours are alike.
+
+#include "engine/device_code.h"
+#include "engine/view.h"
+#include "runtime/host/parallel.h"
+#include "runtime/runtime.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__CUDACC__)
+#include "engine/vector_access.h"
+#include "runtime/cuda/cuda_device.h"
+#endif
+
+namespace mirl::engine {
+namespace histogram {
+
+inline constexpr int kBins = 256;
+
+template <int C>
+void addOnHost(const View<const std::uint8_t>& in, std::uint32_t* bins) {
+  constexpr int kAtOnce = 24;  // elements: whole pixels, and words of 8 bytes
+  constexpr int kCopies = 2;
+  constexpr int kTables = C == 1 ? 4 : C * kCopies;
+  static_assert(kAtOnce % kTables == 0 && kTables % C == 0);
+  const auto rowBytes = static_cast<std::size_t>(in.width);
+  runtime::parallelRows(in.height, rowBytes, [&](int begin, int end) {
+    std::uint32_t counts[kTables][kBins] = {};
+    for (int y = begin; y < end; ++y) {
+      const std::uint8_t* row = in.data + y * in.pitch;
+      int x = 0;
+      for (; x + kAtOnce <= in.width; x += kAtOnce) {
+        std::uint64_t words[kAtOnce / 8];
+        std::memcpy(words, row + x, kAtOnce);
+        for (int i = 0; i < kAtOnce; ++i) {
+          ++counts[i % kTables][words[i / 8] >> (8 * (i % 8)) & 255u];
+        }
+      }
+      for (; x < in.width; ++x) ++counts[x % C][row[x]];
+    }
+    // Other threads, and other calls, may be adding to the same bins.
+    for (int bin = 0; bin < kBins * C; ++bin) {
+      std::uint32_t count = 0;
+      for (int table = bin / kBins; table < kTables; table += C)
+        count += counts[table][bin % kBins];
+      if (count != 0) {
+        std::atomic_ref(bins[bin]).fetch_add(count, std::memory_order_relaxed);
+      }
+    }
+  });
+}
+
+#if defined(__CUDACC__)
+
+inline constexpr unsigned kThreads = 768;  // a multiple of 3, so that a thread keeps its channels
+template <int C>
+inline constexpr unsigned kSharedCopies = C == 1 ? 16 : 8;
+
+template <bool Aligned, int C>
+__global__ void __launch_bounds__(kThreads)
+    histogramKernel(const View<const std::uint8_t> in, std::uint32_t* bins) {
+  constexpr unsigned kCopies = kSharedCopies<C>;
+  constexpr unsigned kElements = 16;
+  constexpr unsigned kCounters = kBins * C * kCopies;
+  // The copies of a bin stand side by side, in different banks.
+  __shared__ std::uint32_t counts[kCounters];
+  const unsigned t = threadIdx.x;
+  for (unsigned i = t; i < kCounters; i += kThreads) counts[i] = 0;
+  __syncthreads();
+
+  const unsigned width = static_cast<unsigned>(in.width);
+  const unsigned height = static_cast<unsigned>(in.height);
+  const unsigned words = (width + 3 * kElements - 1) / (3 * kElements) * 3;
+  const unsigned step = gridDim.x * kThreads;
+  const unsigned rowStep = step / words;
+  const unsigned columnStep = step % words;
+  const unsigned first = blockIdx.x * kThreads + t;
+  unsigned row = first / words;
+  unsigned column = first % words;
+
+  std::uint32_t* channels[C];
+#pragma unroll
+  for (unsigned c = 0; c < C; ++c) {
+    channels[c] = counts + (first * kElements + c) % C * kBins * kCopies + t % kCopies;
+  }
+  while (row < height) {
+    const unsigned x = column * kElements;
+    const std::uint8_t* at = in.data + row * in.pitch + x;
+    if (Aligned && x + kElements <= width) {
+      const Items<std::uint8_t, kElements> word = loadVector<kElements>(at);
+#pragma unroll
+      for (unsigned i = 0; i < kElements; ++i) {
+        atomicAdd(channels[i % C] + word.item[i] * kCopies, 1u);
+      }
+    } else {
+#pragma unroll
+      for (unsigned i = 0; i < kElements; ++i) {
+        if (x + i < width) atomicAdd(channels[i % C] + at[i] * kCopies, 1u);
+      }
+    }
+    row += rowStep;
+    column += columnStep;
+    if (column >= words) {
+      column -= words;
+      ++row;
+    }
+  }
+  __syncthreads();
+
+  for (unsigned bin = t; bin < kBins * C; bin += kThreads) {
+    std::uint32_t count = 0;
+#pragma unroll
+    for (unsigned i = 0; i < kCopies; ++i) count += counts[bin * kCopies + (i + t) % kCopies];
+    if (count != 0) atomicAdd(bins + bin, count);
+  }
+}
+
+template <int C>
+void addOnGpu(const runtime::Queue& queue, const View<const std::uint8_t>& in,
+              std::uint32_t* bins) {
+  const runtime::cuda::Current current(queue.device->id());
+  // Two blocks fill a multiprocessor, and each costs clearing and merging its counters.
+  int processors = 1;
+  cudaDeviceGetAttribute(&processors, cudaDevAttrMultiProcessorCount, queue.device->id());
+  const std::int64_t words = (std::int64_t{in.width} + 47) / 48 * 3 * in.height;
+  const auto blocks = static_cast<unsigned>(
+      std::min<std::int64_t>(2 * processors, (words - 1) / (4 * kThreads) + 1));
+  const auto stream = static_cast<cudaStream_t>(queue.stream);
+  if (isVectorAligned<16>(in)) {
+    histogramKernel<true, C><<<blocks, kThreads, 0, stream>>>(in, bins);
+  } else {
+    histogramKernel<false, C><<<blocks, kThreads, 0, stream>>>(in, bins);
+  }
+}
+
+#endif
+
+}  // namespace histogram
+
+/// Queues adding the counts of an image of C channels, seen as single elements, to `bins` in the
+/// memory of the queue's device. Value v of channel c is counted in bin c * 256 + v.
+template <int C>
+void addHistogram([[maybe_unused]] const runtime::Queue& queue, const View<const std::uint8_t>& in,
+                  std::uint32_t* bins) {
+#if defined(__CUDACC__)
+  if (!queue.device->isHost()) {
+    histogram::addOnGpu<C>(queue, in, bins);
+    return;
+  }
+#endif
+  histogram::addOnHost<C>(in, bins);
+}
+
+}  // namespace mirl::engine

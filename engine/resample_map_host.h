@@ -1,0 +1,235 @@
+#pragma once
+
+// The host path of resampling through any map. The image is worked on in tiles, so that a turned
+// source is read in patches that the caches hold; a tile in short blocks of a row. Most blocks lie
+// wholly inside the source, or wholly outside: the first are fetched without tests and blended in
+// vector loops, and only those in between go pixel by pixel.
+
+#include "engine/samplers.h"
+#include "engine/view.h"
+#include "runtime/host/parallel.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace mirl::engine::resample {
+
+/// Pixels of a block: two of the longest vectors.
+inline constexpr int kBlock = 32;
+inline constexpr int kTileWidth = 256;
+inline constexpr int kTileHeight = 32;
+
+/// Where the pixels of a block come from.
+struct BlockPositions {
+  alignas(64) int x[kBlock];
+  alignas(64) int y[kBlock];
+  alignas(64) float acrossFraction[kBlock];
+  alignas(64) float downFraction[kBlock];
+};
+
+template <class Sampler, class Map>
+void locate(const Map& map, int x, int y, BlockPositions& at) {
+  for (int i = 0; i < kBlock; ++i) {
+    const Point point = map(x + i, y);
+    const Position across = Sampler::locate(point.x);
+    const Position down = Sampler::locate(point.y);
+    at.x[i] = across.index;
+    at.y[i] = down.index;
+    at.acrossFraction[i] = across.fraction;
+    at.downFraction[i] = down.fraction;
+  }
+}
+
+enum class Cover { inside, outside, mixed };
+
+/// How the taps of a block lie on a source of that size.
+template <class Sampler>
+Cover coverOf(const BlockPositions& at, int width, int height) {
+  // As unsigned numbers the indices before the first one are the greatest.
+  unsigned greatestX = 0, greatestY = 0;
+  unsigned leastX = ~0u, leastY = ~0u;
+  for (int i = 0; i < kBlock; ++i) {
+    const auto firstX = static_cast<unsigned>(at.x[i] + Sampler::kFirst);
+    const auto firstY = static_cast<unsigned>(at.y[i] + Sampler::kFirst);
+    greatestX = std::max(greatestX, firstX);
+    greatestY = std::max(greatestY, firstY);
+    leastX = std::min(leastX, firstX + (Sampler::kTaps - 1));
+    leastY = std::min(leastY, firstY + (Sampler::kTaps - 1));
+  }
+  // The first tap's range for all taps to be inside, and the last tap's for any of them to be.
+  const std::int64_t insideX = std::int64_t{width} - (Sampler::kTaps - 1);
+  const std::int64_t insideY = std::int64_t{height} - (Sampler::kTaps - 1);
+  if (greatestX < insideX && greatestY < insideY) return Cover::inside;
+  const std::int64_t touchX = std::int64_t{width} + (Sampler::kTaps - 1);
+  const std::int64_t touchY = std::int64_t{height} + (Sampler::kTaps - 1);
+  if (leastX >= touchX || leastY >= touchY) return Cover::outside;
+  return Cover::mixed;
+}
+
+template <std::size_t Bytes>
+struct WordOfBytes;
+template <>
+struct WordOfBytes<2> {
+  using type = std::uint16_t;
+};
+template <>
+struct WordOfBytes<4> {
+  using type = std::uint32_t;
+};
+template <>
+struct WordOfBytes<8> {
+  using type = std::uint64_t;
+};
+
+/// Two neighbouring elements in one word, and each of them.
+template <class T>
+using Pair = typename WordOfBytes<2 * sizeof(T)>::type;
+
+template <class T>
+T elementOf(Pair<T> pair, bool second) {
+  const auto bits = static_cast<typename std::conditional_t<
+      sizeof(T) == 1, std::uint8_t,
+      std::conditional_t<sizeof(T) == 2, std::uint16_t, std::uint32_t>>>(
+      second ? pair >> (8 * sizeof(T)) : pair);
+  return std::bit_cast<T>(bits);
+}
+
+/// A block of one channel whose taps are all inside, from pairs of neighbours.
+template <class Codec, class T>
+void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 1>>& in,
+                 char* out) {
+  alignas(64) Pair<T> upper[kBlock];
+  alignas(64) Pair<T> lower[kBlock];
+  for (int i = 0; i < kBlock; ++i) {
+    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
+    std::memcpy(&upper[i], from, sizeof upper[i]);
+    std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+  }
+  alignas(64) T made[kBlock];
+  for (int i = 0; i < kBlock; ++i) {
+    const float across[1] = {at.acrossFraction[i]};
+    const float down[1] = {at.downFraction[i]};
+    const float above[2] = {codec.load(elementOf<T>(upper[i], false)),
+                            codec.load(elementOf<T>(upper[i], true))};
+    const float below[2] = {codec.load(elementOf<T>(lower[i], false)),
+                            codec.load(elementOf<T>(lower[i], true))};
+    const float lines[2] = {Bilinear::blend(above, across), Bilinear::blend(below, across)};
+    made[i] = codec.store(Bilinear::blend(lines, down));
+  }
+  std::memcpy(out, made, sizeof made);
+}
+
+/// The same of three channels, in groups of four elements: the fourth is there to fill the vectors,
+/// and is the neighbour's first or what stands before the first.
+template <class Codec, class T>
+void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 3>>& in,
+                 char* out) {
+  constexpr int kGroup = 4;
+  constexpr std::size_t kGroupBytes = kGroup * sizeof(T);
+  constexpr int kElements = kBlock * kGroup;
+  // A pixel and its right neighbour are six elements: groups at the first and at the third of them.
+  // So the neighbour's first element is the second one of its group.
+  alignas(64) T upperLeft[kElements], lowerLeft[kElements];
+  alignas(64) T upperRight[kElements + 1], lowerRight[kElements + 1];
+  alignas(64) float across[kElements], down[kElements];
+  upperRight[kElements] = lowerRight[kElements] = T{};
+  for (int i = 0; i < kBlock; ++i) {
+    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{3 * sizeof(T)};
+    std::memcpy(upperLeft + i * kGroup, from, kGroupBytes);
+    std::memcpy(upperRight + i * kGroup, from + 2 * sizeof(T), kGroupBytes);
+    std::memcpy(lowerLeft + i * kGroup, from + in.pitch, kGroupBytes);
+    std::memcpy(lowerRight + i * kGroup, from + in.pitch + 2 * sizeof(T), kGroupBytes);
+  }
+  for (int i = 0; i < kBlock; ++i) {
+    for (int k = 0; k < kGroup; ++k) {
+      across[i * kGroup + k] = at.acrossFraction[i];
+      down[i * kGroup + k] = at.downFraction[i];
+    }
+  }
+  alignas(64) T made[kElements];
+  for (int e = 0; e < kElements; ++e) {
+    const float acrossWeights[1] = {across[e]};
+    const float downWeights[1] = {down[e]};
+    const float above[2] = {codec.load(upperLeft[e]), codec.load(upperRight[e + 1])};
+    const float below[2] = {codec.load(lowerLeft[e]), codec.load(lowerRight[e + 1])};
+    const float lines[2] = {Bilinear::blend(above, acrossWeights),
+                            Bilinear::blend(below, acrossWeights)};
+    made[e] = codec.store(Bilinear::blend(lines, downWeights));
+  }
+  // Each group's fourth element is overwritten by the next one; the last has no next one.
+  constexpr std::size_t kPixelBytes = 3 * sizeof(T);
+  for (int i = 0; i < kBlock - 1; ++i) {
+    std::memcpy(out + i * kPixelBytes, made + i * kGroup, kGroupBytes);
+  }
+  std::memcpy(out + (kBlock - 1) * kPixelBytes, made + (kBlock - 1) * kGroup, kPixelBytes);
+}
+
+/// A block of destination pixels at `out`.
+template <class Sampler, class Border, class Codec, class T, int C>
+void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
+                 char* out) {
+  const Cover cover = coverOf<Sampler>(at, in.width, in.height);
+  if constexpr (std::is_same_v<Sampler, Bilinear>) {
+    if (cover == Cover::inside) {
+      blendInside(codec, at, in, out);
+      return;
+    }
+  }
+  if (std::is_same_v<Border, ZeroBorder> && cover == Cover::outside) {
+    Pixel<T, C> zero;
+    for (T& element : zero.v) element = codec.store(0.0f);
+    for (int i = 0; i < kBlock; ++i) storeItem(out, i, zero);
+    return;
+  }
+  for (int i = 0; i < kBlock; ++i) {
+    const Position across{at.x[i], at.acrossFraction[i]};
+    const Position down{at.y[i], at.downFraction[i]};
+    storeItem(out, i, sample<Sampler, Border, false>(codec, in, across, down));
+  }
+}
+
+/// The destination pixels from x to `end` of row y. The last block begins early, so that it is a
+/// whole one; rows shorter than a block go pixel by pixel.
+template <class Sampler, class Border, class Map, class Codec, class T, int C>
+void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
+               const View<const Pixel<T, C>>& in, int x, int end, int y) {
+  char* row = rowBytes(out, y);
+  if (end < kBlock) {
+    for (; x < end; ++x) {
+      const Point point = map(x, y);
+      storeItem(row, x,
+                sample<Sampler, Border, false>(codec, in, Sampler::locate(point.x),
+                                               Sampler::locate(point.y)));
+    }
+    return;
+  }
+  BlockPositions at;
+  for (int left = x; left<end; left = end - left> kBlock ? left + kBlock : end) {
+    const int first = std::min(left, end - kBlock);
+    locate<Sampler>(map, first, y, at);
+    sampleBlock<Sampler, Border>(codec, at, in, row + first * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+  }
+}
+
+template <class Sampler, class Border, class Map, class Codec, class T, int C>
+void mapOnHost(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
+               const View<const Pixel<T, C>>& in) {
+  // A pixel costs as much as moving a good many bytes.
+  const auto work = static_cast<std::size_t>(out.width) * 8 * sizeof(Pixel<T, C>);
+  runtime::parallelRows(out.height, work, [&](int begin, int end) {
+    int bottom = begin;
+    for (int top = begin; top < end; top = bottom) {
+      bottom = top + std::min(kTileHeight, end - top);
+      int right = 0;
+      for (int left = 0; left < out.width; left = right) {
+        right = left + std::min(kTileWidth, out.width - left);
+        for (int y = top; y < bottom; ++y) {
+          sampleRow<Sampler, Border>(map, codec, out, in, left, right, y);
+        }
+      }
+    }
+  });
+}
+
+}  // namespace mirl::engine::resample

@@ -1,0 +1,277 @@
+#pragma once
+
+// The parts of resampling, where every destination pixel is sampled from a place in the source.
+// Four of them make an operation, and none knows of the others:
+//
+// - a map says where: a `Zoom`, whose columns and rows are independent of each other, or any
+// functor
+//   `Point operator()(int x, int y) const` in float. A pixel's centre is at its whole coordinates.
+// - a sampler (Nearest, Bilinear, Cubic) says which pixels take part and how they are blended: in
+//   float, along the rows first, then down the column.
+// - a border rule (EdgeBorder, ZeroBorder) says what stands outside the source.
+// - a codec turns elements into the floats that are blended, and the result into an element.
+//
+// They are in this header, with the sampling of a single pixel that they come to. resample.h runs
+// them over images.
+
+#include "engine/device_code.h"
+#include "engine/numbers.h"
+#include "engine/view.h"
+
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#if defined(__CUDACC__)
+#include "engine/vector_access.h"
+#endif
+
+namespace mirl::engine {
+
+/// A place in the source, a pixel's centre being at its whole coordinates.
+struct Point {
+  float x;
+  float y;
+};
+
+/// A coordinate along one axis: the pixel at or before it, and how far behind that it lies.
+struct Position {
+  int index;
+  float fraction;
+};
+
+/// The position of a float coordinate. Coordinates beyond 2^30, and NaN, count as that far out.
+MIRL_HD inline Position positionOf(float coordinate) {
+  const float below = std::floor(coordinate);
+  constexpr int kFar = 0x4E800000;  // the bits of 2^30
+#if defined(__CUDA_ARCH__)
+  const int bits = __float_as_int(below);
+#else
+  const int bits = std::bit_cast<int>(below);
+#endif
+  // As in truncateTo, integer comparisons are what becomes vector code.
+  const int magnitude = bits & 0x7FFFFFFF;
+  const int limited = (magnitude < kFar ? magnitude : kFar) | (bits & ~0x7FFFFFFF);
+#if defined(__CUDA_ARCH__)
+  return {static_cast<int>(__int_as_float(limited)), coordinate - below};
+#else
+  return {static_cast<int>(std::bit_cast<float>(limited)), coordinate - below};
+#endif
+}
+
+/// One axis of a zoom, `source` pixels becoming `destination` pixels: pixel x comes from
+/// (x + 0.5) * source / destination - 0.5. That is a ratio of whole numbers, and its floor is exact
+/// for every size; the fraction is rounded to float once.
+struct ZoomAxis {
+  std::uint64_t source;
+  std::uint64_t destination;
+  std::uint64_t reciprocal;  ///< (2^64 - 1) / (2 * destination), rounded down
+
+  MIRL_HD ZoomAxis(int source_, int destination_)
+      : source(static_cast<std::uint64_t>(source_)),
+        destination(static_cast<std::uint64_t>(destination_)),
+        reciprocal(~std::uint64_t{0} / (2 * destination)) {}
+
+  MIRL_HD Position at(int x) const {
+    std::uint64_t remainder = 0;
+    const std::uint64_t whole =
+        divide((2 * static_cast<std::uint64_t>(x) + 1) * source + destination, remainder);
+    // Both fit 32 bits, which GPUs convert faster.
+    const auto numerator = static_cast<float>(static_cast<std::uint32_t>(remainder));
+    const auto denominator = static_cast<float>(static_cast<std::uint32_t>(2 * destination));
+    return {static_cast<int>(whole) - 1, numerator / denominator};
+  }
+
+  /// floor((x + 0.5) * source / destination), the nearest pixel.
+  MIRL_HD int nearest(int x) const {
+    std::uint64_t remainder = 0;
+    return static_cast<int>(divide((2 * static_cast<std::uint64_t>(x) + 1) * source, remainder));
+  }
+
+ private:
+  /// number / (2 * destination).
+  MIRL_HD std::uint64_t divide(std::uint64_t number, std::uint64_t& remainder) const {
+#if defined(__CUDA_ARCH__)
+    // GPUs have no 64-bit division. This quotient is exact or one too small.
+    std::uint64_t quotient = __umul64hi(number, reciprocal);
+    remainder = number - quotient * (2 * destination);
+    if (remainder >= 2 * destination) {
+      ++quotient;
+      remainder -= 2 * destination;
+    }
+    return quotient;
+#else
+    remainder = number % (2 * destination);
+    return number / (2 * destination);
+#endif
+  }
+};
+
+/// The map of a resize.
+struct Zoom {
+  ZoomAxis x;
+  ZoomAxis y;
+};
+
+// A sampler has `kTaps` taps along each axis, the first one `kFirst` pixels from the position's
+// index; `weigh` makes the weights of a fraction, and `blend` is the sum. V is a float, or a vector
+// of them with the same operators.
+
+struct Nearest {
+  static constexpr int kTaps = 1;
+  static constexpr int kFirst = 0;
+  static constexpr int kWeights = 1;
+
+  MIRL_HD static Position locate(const ZoomAxis& axis, int x) { return {axis.nearest(x), 0.0f}; }
+  MIRL_HD static Position locate(float coordinate) {
+    return {positionOf(coordinate + 0.5f).index, 0.0f};
+  }
+  MIRL_HD static void weigh(float, float (&weights)[kWeights]) { weights[0] = 1.0f; }
+  template <class V>
+  MIRL_HD static V blend(const V (&taps)[kTaps], const V (&)[kWeights]) {
+    return taps[0];
+  }
+};
+
+/// a + f * (b - a), the product not rounded before the sum: equal neighbours give their own value.
+struct Bilinear {
+  static constexpr int kTaps = 2;
+  static constexpr int kFirst = 0;
+  static constexpr int kWeights = 1;
+
+  MIRL_HD static Position locate(const ZoomAxis& axis, int x) { return axis.at(x); }
+  MIRL_HD static Position locate(float coordinate) { return positionOf(coordinate); }
+  MIRL_HD static void weigh(float fraction, float (&weights)[kWeights]) { weights[0] = fraction; }
+  template <class V>
+  MIRL_HD static V blend(const V (&taps)[kTaps], const V (&weights)[kWeights]) {
+    return fusedMultiplyAdd(weights[0], taps[1] - taps[0], taps[0]);
+  }
+};
+
+/// The cubic through four neighbours (Lagrange), summed from the first on, each product but the
+/// first not rounded before its sum.
+struct Cubic {
+  static constexpr int kTaps = 4;
+  static constexpr int kFirst = -1;
+  static constexpr int kWeights = 4;
+
+  MIRL_HD static Position locate(const ZoomAxis& axis, int x) { return axis.at(x); }
+  MIRL_HD static Position locate(float coordinate) { return positionOf(coordinate); }
+  MIRL_HD static void weigh(float fraction, float (&weights)[kWeights]) {
+    const float before = fraction + 1.0f;
+    const float after = fraction - 1.0f;
+    const float last = fraction - 2.0f;
+    weights[0] = fraction * after * last * (-1.0f / 6.0f);
+    weights[1] = before * after * last * 0.5f;
+    weights[2] = before * fraction * last * -0.5f;
+    weights[3] = before * fraction * after * (1.0f / 6.0f);
+  }
+  template <class V>
+  MIRL_HD static V blend(const V (&taps)[kTaps], const V (&weights)[kWeights]) {
+    V sum = taps[0] * weights[0];
+    sum = fusedMultiplyAdd(taps[1], weights[1], sum);
+    sum = fusedMultiplyAdd(taps[2], weights[2], sum);
+    return fusedMultiplyAdd(taps[3], weights[3], sum);
+  }
+};
+
+// A border rule turns any index along an axis of n pixels into that of a pixel, or into -1 where
+// there is none and the value is 0.
+
+/// The edge pixel goes on for ever.
+struct EdgeBorder {
+  MIRL_HD static int limit(int index, int n) { return index < 0 ? 0 : index < n ? index : n - 1; }
+};
+
+/// There is 0 outside.
+struct ZeroBorder {
+  MIRL_HD static int limit(int index, int n) { return index < 0 || index >= n ? -1 : index; }
+};
+
+/// The codec of plain values: integers are rounded to nearest, halves up, and clamped (NaN gives
+/// 0); floats are stored as they are.
+template <class T>
+struct PlainElements {
+  MIRL_HD static float load(T element) { return toFloat(element); }
+  MIRL_HD static T store(float value) {
+    if constexpr (std::is_same_v<T, float>) {
+      return value;
+    } else {
+      // The float below 0.5: with 0.5 itself the sum would round up to 1 for that float.
+      return static_cast<T>(truncateTo(value + 0.49999997f, kGreatest<T>));
+    }
+  }
+};
+
+namespace resample {
+
+/// The bytes of a row, which may have any alignment.
+template <class T>
+MIRL_HD auto* rowBytes(const View<T>& view, std::int64_t y) {
+  using Byte = std::conditional_t<std::is_const_v<T>, const char, char>;
+  return reinterpret_cast<Byte*>(view.data) + y * view.pitch;
+}
+
+/// Item i of a row.
+template <class T>
+T loadItem(const char* row, std::ptrdiff_t i) {
+  T item;
+  std::memcpy(&item, row + i * std::ptrdiff_t{sizeof item}, sizeof item);
+  return item;
+}
+
+template <class T>
+void storeItem(char* row, std::ptrdiff_t i, const T& item) {
+  std::memcpy(row + i * std::ptrdiff_t{sizeof item}, &item, sizeof item);
+}
+
+/// One element; on a GPU an unaligned one takes a way of its own.
+template <bool Aligned, class T>
+MIRL_HD T loadElement(const char* at) {
+#if defined(__CUDA_ARCH__)
+  const auto* element = reinterpret_cast<const T*>(at);
+  if constexpr (Aligned) {
+    return __ldg(element);
+  } else {
+    return loadBytes(element);
+  }
+#else
+  return loadItem<T>(at, 0);
+#endif
+}
+
+/// One pixel, with every border checked: the definition of the result on all devices.
+template <class Sampler, class Border, bool Aligned, class Codec, class T, int C>
+MIRL_HD Pixel<T, C> sample(const Codec& codec, const View<const Pixel<T, C>>& in,
+                           const Position& across, const Position& down) {
+  float acrossWeights[Sampler::kWeights];
+  float downWeights[Sampler::kWeights];
+  Sampler::weigh(across.fraction, acrossWeights);
+  Sampler::weigh(down.fraction, downWeights);
+  float lines[C][Sampler::kTaps];
+  for (int j = 0; j < Sampler::kTaps; ++j) {
+    const int y = Border::limit(down.index + Sampler::kFirst + j, in.height);
+    const char* row = rowBytes(in, y < 0 ? 0 : y);
+    float taps[C][Sampler::kTaps];
+    for (int i = 0; i < Sampler::kTaps; ++i) {
+      const int x = Border::limit(across.index + Sampler::kFirst + i, in.width);
+      const bool none = x < 0 || y < 0;
+      const char* pixel = row + (none ? 0 : x) * std::ptrdiff_t{sizeof(T) * C};
+      for (int c = 0; c < C; ++c) {
+        taps[c][i] =
+            none ? 0.0f
+                 : codec.load(loadElement<Aligned, T>(pixel + c * std::ptrdiff_t{sizeof(T)}));
+      }
+    }
+    for (int c = 0; c < C; ++c) lines[c][j] = Sampler::blend(taps[c], acrossWeights);
+  }
+  Pixel<T, C> out;
+  for (int c = 0; c < C; ++c) out.v[c] = codec.store(Sampler::blend(lines[c], downWeights));
+  return out;
+}
+
+}  // namespace resample
+}  // namespace mirl::engine

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <mirl/export.h>
+#include <mirl/image.h>
+#include <mirl/records.h>
+#include <mirl/status.h>
+#include <mirl/stream.h>
+#include <mirl/types.h>
+
+/// Images in another size or position. All operations here take 8-bit, 16-bit and float images of 1
+/// or 3 channels, compute in single precision and give the same bits on every device. `dataBits`
+/// and `channelSeq` of the input aren't looked at unless an operation says so, and the sign of a
+/// live destination's elements isn't either: it gets elements of the source's type. The work is
+/// queued on the stream and no call waits for it.
+namespace mirl::geometryTransforms {
+
+/// Scales `source` to the size of `destination`, each axis by itself. Destination pixel x is
+/// sampled at (x + 0.5) * source width / destination width - 0.5, the pixels' centres being at the
+/// whole numbers; the floor of that is exact for every size, its fraction f is rounded to float
+/// once. What is read outside the source is the edge pixel.
+///
+/// - `MIRL_INTERPOLATION_NN`: pixel floor((x + 0.5) * source width / destination width).
+/// - `MIRL_INTERPOLATION_LINEAR`: a + f * (b - a) of the two neighbours, the product not rounded
+///   before the sum; along the row first, then the two results down the column.
+/// - `MIRL_INTERPOLATION_CUBIC`: the cubic through the four neighbours at offsets -1 to 2
+///   (Lagrange), likewise along the row and then down the column.
+///
+/// Integers are rounded to nearest, halves up, and clamped; floats are stored as they are. An
+/// infinity makes NaN of blended pixels that it takes part in. Enlarging by whole numbers and
+/// halving give what one expects: the linear half is the rounded mean of 2x2. Shrinking further
+/// leaves pixels out; nothing is averaged over them. Images of one size are copied, whatever the
+/// interpolation.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if either image is empty;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if they are one object; `MIRL_MISMATCH` if they differ in channels
+/// or depth, or in device, or the stream belongs to another one; `MIRL_INVALID_ARGUMENT` for a dead
+/// stream; `MIRL_TYPE_NOT_SUPPORTED` for other types of source; for images of one size
+/// `MIRL_COPY_D2D_FAILED`, for others `MIRL_NPP_FAILED` if `interpolation` is none of the three and
+/// `MIRL_DEVICE_ALLOC_FAILED` without memory for tables. The destination is written on success
+/// only.
+MIRL_API MirlStatus resize(const MirlImage& source, MirlImage& destination,
+                           MirlInterpolationType interpolation,
+                           const MirlStream& stream = MirlStream());
+
+/// Turns an image by `angle` degrees about the pixel `center`, counterclockwise as one sees it. The
+/// map from source to destination is, with the radians r = angle * 0.017453292 and c = cos r,
+/// s = sin r, all in float on the host:
+///
+///     x' =  c * x + s * y + (1 - c) * cx - cy * s
+///     y' = -s * x + c * y + cx * s + (1 - c) * cy
+///
+/// A destination pixel is sampled half a pixel up and left of the point that is mapped to it. A
+/// turn by 0 is therefore no copy: each pixel becomes the mean of itself and its three neighbours
+/// above and to the left, those outside the image being 0.
+///
+/// The sample at (X, Y), that half pixel taken off, is the blend of the four pixels around it with
+/// the fractions f = X - floor X and g = Y - floor Y: a + f * (b - a) in the upper row and in the
+/// lower one, then the same of these two with g; each product not rounded before its sum. Pixels
+/// outside the source count as 0. Integer elements are blended as element / 255 or / 65535 in float
+/// and stored as the result times 255 or 65535, that product exact, truncated toward zero; so an
+/// element may drop by one even among equals. Floats are stored as they are.
+///
+/// An empty destination is created with the source's size and type; a live one may have any size:
+/// pixels are mapped by its coordinates, with no scaling. It can't be the source.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_INVALID_ARGUMENT` if
+/// the centre lies outside the source or the angle is infinite or NaN;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` if a live
+/// destination differs in depth or channels, or in device, or the stream belongs to another one;
+/// `MIRL_INVALID_ARGUMENT` for a dead stream; what `create` returns for an empty destination;
+/// `MIRL_MISMATCH` for other types, an empty destination having been created by then.
+MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
+                           MirlPoint2D<int> center, const MirlStream& stream = MirlStream());
+
+/// Turns a rectangle of an image inside its own bounds, as `rotate` turns an image that holds the
+/// rectangle alone: `center` is relative to the rectangle, what leaves it is cut off, and what
+/// nothing comes to is 0. Around the rectangle the destination equals the source.
+///
+/// The destination becomes a copy of the source first, with its `channelSeq` and `dataBits`; a live
+/// one of another size is replaced. It may be the source itself, which then keeps all pixels
+/// outside the rectangle.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_MISMATCH` if a live
+/// destination differs in depth or channels; `MIRL_INVALID_ARGUMENT` if the rectangle has no
+/// pixels, a negative number or leaves the source, if the centre lies outside the rectangle, or if
+/// the angle is infinite or NaN; `MIRL_MISMATCH` for images or a stream of two devices and
+/// `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_DEVICE_ALLOC_FAILED` without memory for the
+/// copy, or for the turned rectangle if source and destination are one; `MIRL_COPY_D2D_FAILED`;
+/// `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a live destination held;
+/// `MIRL_MISMATCH` for other types. With any of these a live destination is as it was; an empty one
+/// is as well, but with the last has become a copy of the source.
+MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
+                           MirlPoint2D<int> center, const MirlRect& region,
+                           const MirlStream& stream = MirlStream());
+
+/// Turns an image about its middle, as `rotate` does, into a destination that holds all of it. The
+/// centre is (trunc(width / 2), trunc(height / 2)), and the result is moved by half of what the
+/// destination is larger.
+///
+/// The new size comes of the corners of the turned rectangle, computed in float about (0, 0): from
+/// the floor of the smallest coordinate to the ceiling of the largest one, and one more. Examples
+/// for 100 by 50: 0 degrees give 101 by 51; 90 degrees 53 by 101, because the cosine isn't quite 0;
+/// 45 degrees 109 by 109.
+///
+/// The destination gets that size and the source's type, whatever it held before, with the
+/// `channelSeq` and `dataBits` of a new image. It can't be the source.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_INVALID_ARGUMENT` if
+/// the angle is infinite or NaN or a side of the result is longer than 2147483647;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` for images or a
+/// stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; what `create` returns for
+/// the new destination; `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a live one
+/// held; `MIRL_MISMATCH` for other types, the destination having its new size and type by then.
+/// With any of the others the destination is as it was.
+MIRL_API MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float angle,
+                                 const MirlStream& stream = MirlStream());
+
+}  // namespace mirl::geometryTransforms

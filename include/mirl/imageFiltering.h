@@ -1,0 +1,47 @@
+#pragma once
+
+#include <mirl/export.h>
+#include <mirl/filter.h>
+#include <mirl/image.h>
+#include <mirl/records.h>
+#include <mirl/status.h>
+#include <mirl/stream.h>
+
+/// Filters over a neighbourhood.
+namespace mirl::imageFiltering {
+
+/// Correlates an image with a filter of up to 512 coefficients, for 8-bit, 16-bit and float images
+/// of 1 or 3 channels.
+///
+/// The result at (x, y) is the sum over i and j of the element at (x + anchor.x + i,
+/// y + anchor.y + j) times coefficient `i * height + j`, accumulated in float with fused
+/// multiply-adds, i outside and j inside. The coefficients are thus taken in the buffer's order
+/// with y running fastest: a square matrix acts transposed. Nothing is mirrored.
+///
+/// Beyond the image the rows of elements are continued by their nearest element: in a 1-channel
+/// image that replicates the edge, in a 3-channel image every channel sees the first element
+/// (channel 0) of the row to the left of it, and the last (channel 2) to the right. Integer results
+/// are limited to 0 to 2^dataBits - 1, the source's, and truncated toward zero, a NaN becoming 0;
+/// float results are stored as they are. A filter that isn't initialised gives zeros.
+///
+/// An empty destination is created with the source's size and type. The work is queued on the
+/// stream; the filter may be changed or destroyed as soon as the call returns.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_IN_PLACE_NOT_SUPPORTED` if source and
+/// destination are one image; `MIRL_MISMATCH` if a live destination differs in width, height, depth
+/// or channels; `MIRL_INVALID_ARGUMENT` for a filter of more than 512 coefficients or without a
+/// buffer; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a
+/// dead stream; what `create` returns for an empty destination; `MIRL_TYPE_NOT_SUPPORTED` for other
+/// types, an empty destination having been created by then.
+MIRL_API MirlStatus imageFilter(const MirlImage& source, MirlImage& destination,
+                                const MirlFilter& filter, const MirlStream& stream = MirlStream());
+
+/// The same inside a rectangle, whose filter windows read the whole source. Outside it the source's
+/// pixels are copied if `copyOutside` is true, else the destination keeps what it held, or stays
+/// unset where it was created. The rectangle is cut to the image; without pixels in the image all
+/// of it is outside. Further status: `MIRL_COPY_D2D_FAILED` if copying failed.
+MIRL_API MirlStatus imageFilter(const MirlImage& source, MirlImage& destination,
+                                const MirlRect& region, const MirlFilter& filter, bool copyOutside,
+                                const MirlStream& stream = MirlStream());
+
+}  // namespace mirl::imageFiltering

@@ -1,0 +1,185 @@
+#!/usr/bin/env bash
+# Builds mirl and runs what comes with it. `./mirl.sh` alone says how.
+set -euo pipefail
+
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+photos=/usr/share/doc/opencv-doc/examples/data
+PATH=$PATH:/usr/local/cuda/bin
+
+usage() {
+  cat <<'TEXT'
+usage: ./mirl.sh COMMAND
+
+  demo [photo ...]     show every operation on photos, yours or some from Debian: gallery/index.html
+  test [option ...]    build everything and run the tests; options go to ctest
+  bench [option ...]   measure every operation; options go to the bench program
+  gpu-test             build with CUDA for the GPU that is there, run tests and benches on it
+  packages             install what is needed to build, nothing else
+
+What is missing is installed with apt-get, as root or through sudo. Builds stand in build/.
+TEXT
+}
+
+say() { printf 'mirl: %s\n' "$*" >&2; }
+die() {
+  say "$1"
+  exit "${2:-1}"
+}
+
+# --- what is needed -------------------------------------------------------------------------------
+
+# Whether the C++ compiler finds a header.
+has_header() {
+  local folder
+  local -a search=(-I/usr/include/opencv4 -I/usr/local/include/opencv4
+    -I/usr/include/eigen3 -I/usr/local/include/eigen3)
+  local IFS=:
+  for folder in ${CMAKE_PREFIX_PATH:-}; do
+    search+=("-I$folder/include" "-I$folder/include/opencv4" "-I$folder/include/eigen3")
+  done
+  "${CXX:-c++}" "${search[@]}" -E -x c++ - <<<"#include <$1>" >/dev/null 2>&1
+}
+
+# Packages, and how to see that they are there whichever way they were installed.
+is_there() {
+  case $1 in
+    g++) command -v "${CXX:-c++}" ;;
+    cmake) command -v cmake ;;
+    ninja-build) command -v ninja ;;
+    pkg-config) command -v pkg-config ;;
+    libgtest-dev) has_header gtest/gtest.h ;;
+    libbenchmark-dev) has_header benchmark/benchmark.h ;;
+    libhwy-dev) has_header hwy/highway.h ;;
+    libopencv-dev) has_header opencv2/imgcodecs.hpp && has_header opencv2/imgproc.hpp ;;
+    opencv-doc) test -e "$photos/fruits.jpg" ;;
+    *) false ;;
+  esac >/dev/null 2>&1
+}
+
+all_packages=(g++ cmake ninja-build pkg-config libgtest-dev libbenchmark-dev libhwy-dev
+  libopencv-dev opencv-doc)
+
+# Sets `missing` to those of the given packages that aren't there.
+find_missing() {
+  local package
+  missing=()
+  for package in "$@"; do
+    is_there "$package" || missing+=("$package")
+  done
+}
+
+as_root() {
+  if [[ $EUID -eq 0 ]]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+# Installs packages; false if that can't be done here.
+install_packages() {
+  command -v apt-get >/dev/null || return 1
+  [[ $EUID -eq 0 ]] || command -v sudo >/dev/null || return 1
+  say "installing with apt-get: $*"
+  as_root apt-get update -q >&2 || say "apt-get update failed, trying with the lists that are there"
+  # Slim systems leave out documentation, where the photos are.
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends \
+    --reinstall -o Dpkg::Options::=--path-include='/usr/share/doc/opencv-doc/*' "$@" >&2
+}
+
+# Everything that the given packages bring is there afterwards, or this is the end.
+need() {
+  find_missing "$@"
+  if ((${#missing[@]})); then
+    install_packages "${missing[@]}" || true
+    find_missing "$@"
+    if ((${#missing[@]})); then
+      die "please install these packages and run this again: ${missing[*]}"
+    fi
+  fi
+  local version
+  version=$(cmake --version | sed -n '1s/[^0-9]*\([0-9]*\.[0-9]*\).*/\1/p')
+  if [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -1) != 3.25 ]]; then
+    die "cmake is $version: please install 3.25 or newer"
+  fi
+}
+
+# --- building -------------------------------------------------------------------------------------
+
+# configure PRESET [option ...], quietly if nothing is wrong.
+configure() {
+  local log
+  if ! log=$(cd "$root" && cmake --preset "$@" 2>&1); then
+    printf '%s\n' "$log" >&2
+    die "the configuration failed, see above; removing build/$1 starts afresh"
+  fi
+  sed -n '/^-- mirl /,/^--   tests/s/^-- //p' <<<"$log"
+}
+
+build() {
+  cmake --build "$root/build/$1" "${@:2}" || die "the build failed, see above"
+}
+
+run_tests() {
+  (cd "$root/build/$1" && exec ctest --output-on-failure --no-tests=error "${@:2}")
+}
+
+run_bench() {
+  "$root/build/$1/bench/mirl_bench" "${@:2}"
+}
+
+# --- commands -------------------------------------------------------------------------------------
+
+demo() {
+  need "${all_packages[@]}"
+  configure release
+  build release --target mirl_gallery
+  "$root/build/release/examples/gallery/mirl_gallery" --out "$root/gallery" "$@"
+}
+
+run_test() {
+  need "${all_packages[@]}"
+  configure release
+  build release
+  run_tests release "$@"
+}
+
+bench() {
+  need "${all_packages[@]}"
+  configure release
+  build release --target mirl_bench
+  run_bench release "$@"
+}
+
+gpu_test() {
+  [[ $(nvidia-smi -L 2>/dev/null) == *"GPU 0"* ]] ||
+    die "there is no GPU here (nvidia-smi sees none), nothing to test" 3
+  command -v nvcc >/dev/null ||
+    die "there is no CUDA compiler: install the CUDA toolkit or put its nvcc on PATH"
+
+  find_missing "${all_packages[@]}"
+  # All or none at once: if one of them can't be had, `need` tries again with what must be there.
+  if ((${#missing[@]})); then install_packages "${missing[@]}" || true; fi
+  need g++ cmake libgtest-dev
+  find_missing "${all_packages[@]}"
+  if ((${#missing[@]})); then say "going on without: ${missing[*]}"; fi
+  local -a options=()
+  is_there ninja-build || options+=(-G "Unix Makefiles")
+  is_there libbenchmark-dev || options+=(-DMIRL_BENCH=OFF)
+
+  configure cuda "${options[@]}"
+  build cuda -j "$(nproc)"
+  run_tests cuda
+  if is_there libbenchmark-dev; then run_bench cuda; fi
+}
+
+case ${1:-} in
+  demo) demo "${@:2}" ;;
+  test) run_test "${@:2}" ;;
+  bench) bench "${@:2}" ;;
+  gpu-test) gpu_test ;;
+  packages) need "${all_packages[@]}" ;;
+  -h | --help | help) usage ;;
+  "") usage >&2 && exit 2 ;;
+  *) die "unknown command $1; ./mirl.sh --help lists them" 2 ;;
+esac

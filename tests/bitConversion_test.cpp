@@ -1,0 +1,234 @@
+// bitConversion.
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+#include "support.h"
+
+namespace mirl::test {
+namespace {
+
+using dataExchange::bitConversion;
+using Byte = std::uint8_t;
+using Word = std::uint16_t;
+
+class BitConversion : public DeviceTest {};
+
+constexpr unsigned char kGuard = 0xA5;
+
+template <class D, class S>
+Pixels<D> expected(const Pixels<S>& source, int sourceBits, int resultBits) {
+  const double sourceMaximum = std::exp2(sourceBits) - 1, resultMaximum = std::exp2(resultBits) - 1;
+  const auto ratio = static_cast<float>(resultMaximum / sourceMaximum);
+  Pixels<D> result(source.width, source.height, source.channels);
+  for (std::size_t i = 0; i < result.values.size(); ++i) {
+    const double value = std::min<double>(source.values[i], sourceMaximum);
+    const double scaled = static_cast<float>(value * ratio);
+    result.values[i] = sourceBits == 0 ? D{0} : static_cast<D>(std::min(scaled, resultMaximum));
+  }
+  return result;
+}
+
+template <class S>
+MirlImage toImageOfBits(const Pixels<S>& pixels, int bits, int pitch = 0) {
+  MirlImage image = toImage(pixels, pitch);
+  EXPECT_EQ(image.setDataBits(bits), MIRL_SUCCESS);
+  return image;
+}
+
+/// Converts into a live image of the type, and compares all of it, padding included.
+template <class D, class S>
+void check(const Pixels<S>& source, int sourceBits, int resultBits, int sourcePitch = 0,
+           int resultPitch = 0) {
+  SCOPED_TRACE(testing::Message() << sourceBits << " bits of " << 8 * sizeof(S) << " to "
+                                  << resultBits << " of " << 8 * sizeof(D));
+  MirlImage result = toImageOfBits(Pixels<D>(source.width, source.height, source.channels),
+                                   resultBits, resultPitch);
+  fillBlock(result, kGuard);
+  ASSERT_EQ(bitConversion(toImageOfBits(source, sourceBits, sourcePitch), result), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(result, expected<D>(source, sourceBits, resultBits)));
+  EXPECT_TRUE(paddingUntouched(result, kGuard));
+  EXPECT_EQ(result.dataBits(), resultBits);
+}
+
+template <class Visit>
+void forEachPair(const Visit& visit) {
+  visit(Byte{}, Byte{});
+  visit(Byte{}, Word{});
+  visit(Word{}, Byte{});
+  visit(Word{}, Word{});
+}
+
+TEST_P(BitConversion, LiteralExamples) {
+  const auto run = [](const auto& source, int sourceBits, int resultBits, const auto& result) {
+    MirlImage out = toImageOfBits(result, resultBits);
+    fillBlock(out, kGuard);
+    EXPECT_EQ(bitConversion(toImageOfBits(source, sourceBits), out), MIRL_SUCCESS);
+    EXPECT_TRUE(holds(out, result)) << sourceBits << " bits to " << resultBits;
+  };
+  run(Pixels<Byte>(1, {0, 1, 128, 255}), 8, 16, Pixels<Word>(1, {0, 257, 32896, 65535}));
+  run(Pixels<Word>(1, {0, 257, 32768, 65535}), 16, 8, Pixels<Byte>(1, {0, 1, 127, 255}));
+  // A ratio of 16.003662: 4095 of them are 65534.996.
+  run(Pixels<Word>(1, {1, 4095, 65535}), 12, 16, Pixels<Word>(1, {16, 65534, 65534}));
+  run(Pixels<Word>(1, {1023, 1}), 10, 16, Pixels<Word>(1, {65535, 64}));
+  // Stray bits above the tenth count as 1023; 2 is 0.4985 and 514 is 128.12.
+  run(Pixels<Word>(1, {1023, 2, 514, 2000}), 10, 8, Pixels<Byte>(1, {255, 0, 128, 255}));
+  run(Pixels<Byte>(1, {0, 1, 2, 255}), 1, 8, Pixels<Byte>(1, {0, 255, 255, 255}));
+  run(Pixels<Byte>(1, {0, 254, 255}), 8, 1, Pixels<Byte>(1, {0, 0, 1}));
+  run(Pixels<Word>(1, {0, 1, 65535}), 0, 16, Pixels<Word>(1, {0, 0, 0}));
+  run(Pixels<Word>(1, {0, 1, 65535}), 16, 0, Pixels<Word>(1, {0, 0, 0}));
+}
+
+TEST_P(BitConversion, EveryValueAtManyWidths) {
+  forEachPair([]<class S, class D>(S, D) {
+    const int values = 1 << 8 * sizeof(S);
+    Pixels<S> source(256, values / 256, 1);
+    for (std::size_t i = 0; i < source.values.size(); ++i) source.values[i] = static_cast<S>(i);
+    for (const int sourceBits : {0, 1, 2, 4, 7, 8, 9, 10, 12, 14, 15, 16}) {
+      for (const int resultBits : {0, 1, 5, 8, 10, 12, 16}) {
+        if (sourceBits > 8 * static_cast<int>(sizeof(S))) continue;
+        if (resultBits > 8 * static_cast<int>(sizeof(D))) continue;
+        check<D>(source, sourceBits, resultBits);
+      }
+    }
+  });
+}
+
+TEST_P(BitConversion, EverySizePitchAndChannels) {
+  forEachPair([]<class S, class D>(S, D) {
+    for (const int channels : {1, 2, 3, 4}) {
+      for (const MirlSize& size : awkwardSizes()) {
+        check<D>(randomPixels<S>(size.width, size.height, channels, 1), 7, 8);
+      }
+      const auto source = randomPixels<S>(61, 7, channels, 2);
+      const int resultRow = 61 * channels * static_cast<int>(sizeof(D));
+      for (int odd = 1; odd < 4; ++odd) {
+        check<D>(source, 8, 8, odd & 1 ? source.rowBytes() + 1 : 0, odd & 2 ? resultRow + 1 : 0);
+      }
+    }
+  });
+  check<Word>(randomPixels<Byte>(4096, 4096, 1, 3), 8, 16);
+  check<Byte>(randomPixels<Word>(1, 600011, 1, 4), 12, 8, 2, 1);
+}
+
+// The bytes of an image are what counts, not its sign.
+TEST_P(BitConversion, SignedElementsAreReadAsUnsigned) {
+  const Pixels<Word> source(2, {0, 1, 0x7FFF, 0x8000, 0xFFFE, 0xFFFF});
+  const auto want = expected<Byte>(source, 16, 8);
+  MirlImage from(3, 1, MIRL_16S_C2), to(3, 1, MIRL_8S_C2);
+  ASSERT_EQ(from.upload(source.values.data(), source.rowBytes()), MIRL_SUCCESS);
+  ASSERT_EQ(bitConversion(from, to), MIRL_SUCCESS);
+  Pixels<Byte> got(3, 1, 2);
+  ASSERT_EQ(to.download(got.values.data(), got.rowBytes()), MIRL_SUCCESS);
+  EXPECT_EQ(got.values, want.values);
+}
+
+TEST_P(BitConversion, InPlace) {
+  const auto words = randomPixels<Word>(257, 67, 3, 1);
+  MirlImage image = toImageOfBits(words, 10);
+  image.setChannelSequence(MIRL_CHANNELSEQ_RGB);
+  ASSERT_EQ(bitConversion(image, image), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(image, expected<Word>(words, 10, 10)));
+  EXPECT_EQ(image.channelSeq(), MIRL_CHANNELSEQ_RGB);
+}
+
+// Elements count, not pixels: 6 one-channel pixels are 2 of three channels.
+TEST_P(BitConversion, LargerDestinationKeepsItsRest) {
+  const auto source = randomPixels<Byte>(2, 3, 3, 1);
+  for (const int channels : {1, 2, 3, 4}) {
+    for (const int more : {0, 1, 30}) {
+      const int width = (6 + channels - 1) / channels + more;
+      MirlImage result(width, 3 + more, 16, channels);
+      fillBlock(result, kGuard);
+      ASSERT_EQ(bitConversion(toImageOfBits(source, 8), result), MIRL_SUCCESS);
+      Pixels<Word> got(width, 3 + more, channels), want(width, 3 + more, channels, 0xA5A5);
+      const auto converted = expected<Word>(source, 8, 16);
+      for (std::size_t y = 0; y < 3; ++y) {
+        const std::size_t row = static_cast<std::size_t>(width * channels);
+        std::copy_n(converted.values.begin() + static_cast<std::ptrdiff_t>(6 * y), 6,
+                    want.values.begin() + static_cast<std::ptrdiff_t>(row * y));
+      }
+      EXPECT_TRUE(holds(result, want)) << channels << " channels";
+      EXPECT_TRUE(paddingUntouched(result, kGuard));
+    }
+  }
+}
+
+TEST_P(BitConversion, OrderOfChecks) {
+  const MirlImage empty, good(4, 3, MIRL_8U_C1), words(4, 3, MIRL_16U_C1), real(4, 3, MIRL_32F_C1),
+      whole(4, 3, MIRL_32S_C1), narrow(3, 3, MIRL_8U_C1), flat(4, 2, MIRL_8U_C1),
+      two(2, 3, MIRL_8U_C2), three(1, 3, MIRL_8U_C3), dbl(4, 3, MIRL_64F_C1);
+  // Only a conversion in place can leave more significant bits than there are.
+  MirlImage tooMany(words);
+  ASSERT_EQ(tooMany.convertTo(tooMany, MIRL_8U_C1, 1, 0), MIRL_SUCCESS);
+  ASSERT_EQ(tooMany.dataBits(), 16);
+  MirlStream dead(true);
+  dead.destroy();
+  const MirlStream ok;
+  const struct {
+    const char* what;
+    const MirlImage& source;
+    const MirlImage& result;
+    const MirlStream& stream;
+    MirlStatus status;
+  } cases[] = {
+      {"no source", empty, real, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"no result", real, empty, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"depth of the source", real, tooMany, dead, MIRL_DEPTH_NOT_SUPPORTED},
+      {"depth of the result", tooMany, whole, dead, MIRL_DEPTH_NOT_SUPPORTED},
+      {"depth of both", dbl, dbl, ok, MIRL_DEPTH_NOT_SUPPORTED},
+      {"bits of the source", tooMany, narrow, dead, MIRL_INVALID_ARGUMENT},
+      {"bits of the result", words, tooMany, dead, MIRL_INVALID_ARGUMENT},
+      {"row", good, narrow, dead, MIRL_MISMATCH},
+      {"row of pixels", two, three, ok, MIRL_MISMATCH},
+      {"rows", good, flat, dead, MIRL_MISMATCH},
+      {"stream", good, words, dead, MIRL_INVALID_ARGUMENT},
+      {"nothing", good, words, ok, MIRL_SUCCESS},
+      {"nothing: four elements a row", good, two, ok, MIRL_SUCCESS},
+  };
+  for (const auto& c : cases) {
+    MirlImage result(c.result);
+    if (result.isInitialized()) fillBlock(result, kGuard);
+    EXPECT_EQ(bitConversion(c.source, result, c.stream), c.status) << "wrong: " << c.what;
+    EXPECT_EQ(result.isInitialized(), c.result.isInitialized());
+    if (c.status != MIRL_SUCCESS && result.isInitialized()) {
+      EXPECT_TRUE(untouchedOutside(result, 0, 0, kGuard)) << "wrong: " << c.what;
+    }
+  }
+}
+
+TEST_P(BitConversion, RunsOnStreamsAndThreads) {
+  const auto work = [&](unsigned seed) {
+    ASSERT_EQ(device::setCurrentDevice(GetParam()), MIRL_SUCCESS);
+    const auto source = randomPixels<Byte>(701, 301, 3, seed);
+    const MirlImage image = toImage(source);
+    const MirlStream stream(true);
+    for (int round = 0; round < 10; ++round) {
+      MirlImage wide(701, 301, MIRL_16U_C3), back(701, 301, MIRL_8U_C3);
+      EXPECT_EQ(bitConversion(image, wide, stream), MIRL_SUCCESS);
+      EXPECT_EQ(bitConversion(wide, back, stream), MIRL_SUCCESS);
+      stream.sync();
+      EXPECT_TRUE(holds(back, source)) << "a factor of 257 there and back loses nothing";
+    }
+  };
+  std::thread other(work, 1u);
+  work(2u);
+  other.join();
+}
+
+TEST_P(BitConversion, ImagesOfTwoDevices) {
+  if (device::getDeviceCount() < 2) GTEST_SKIP() << "there is one device";
+  const MirlImage here(4, 3, MIRL_8U_C1), alsoHere(here);
+  ASSERT_EQ(device::setCurrentDevice((GetParam() + 1) % device::getDeviceCount()), MIRL_SUCCESS);
+  const MirlImage there(4, 3, MIRL_8U_C1);
+  const MirlStream stream(true);
+  EXPECT_EQ(bitConversion(here, there), MIRL_MISMATCH);
+  EXPECT_EQ(bitConversion(here, alsoHere, stream), MIRL_MISMATCH);
+  EXPECT_EQ(bitConversion(here, alsoHere), MIRL_SUCCESS);
+}
+
+MIRL_TEST_ON_ALL_DEVICES(BitConversion);
+
+}  // namespace
+}  // namespace mirl::test

@@ -1,0 +1,269 @@
+// mirl::device, what a reset leaves, and the timer.
+
+#include "core/cores.h"
+#include "support.h"
+
+#include <chrono>
+#include <climits>
+#include <memory>
+
+namespace mirl::test {
+namespace {
+
+class Device : public DeviceTest {
+ protected:
+  long heldBlocks() const { return runtime::live().deviceBlocks - before_.deviceBlocks; }
+  long heldStreams() const { return runtime::live().streams - before_.streams; }
+
+ private:
+  runtime::Live before_ = runtime::live();
+};
+
+TEST_P(Device, IsCurrentForItsThread) {
+  EXPECT_EQ(device::getCurentDevice(), GetParam());
+  EXPECT_GE(device::getDeviceCount(), 1);
+  for (const int number : {-1, device::getDeviceCount(), INT_MIN, INT_MAX}) {
+    EXPECT_EQ(device::setCurrentDevice(number), MIRL_SET_DEVICE_FAILED) << number;
+    EXPECT_EQ(device::getCurentDevice(), GetParam());
+  }
+  std::thread([] {
+    EXPECT_EQ(device::getCurentDevice(), 0) << "where a thread starts";
+    for (const int id : allDevices()) {
+      EXPECT_EQ(device::setCurrentDevice(id), MIRL_SUCCESS);
+      EXPECT_EQ(device::getCurentDevice(), id);
+      EXPECT_EQ(MirlImage(2, 2, MIRL_8U_C1).device(), id);
+    }
+  }).join();
+  EXPECT_EQ(device::getCurentDevice(), GetParam()) << "other threads don't matter";
+  EXPECT_EQ(device::syncCurrentDevice(), MIRL_SUCCESS);
+}
+
+TEST_P(Device, Properties) {
+  MirlDeviceProperties properties;
+  std::memset(&properties, 0x5a, sizeof properties);
+  ASSERT_EQ(device::getDeviceProperties(GetParam(), properties), MIRL_SUCCESS);
+  ASSERT_NE(std::memchr(properties.name, 0, sizeof properties.name), nullptr);
+  EXPECT_NE(properties.name[0], '\0');
+  EXPECT_GE(properties.multiProcessorCount, 1);
+  EXPECT_EQ(properties.coreCount,
+            properties.multiProcessorCount * properties.coresPerMultiProcessor);
+  EXPECT_GE(properties.totalGlobalMemory, std::size_t{64} << 20);
+  EXPECT_GE(properties.clockRate, 0);
+  const std::size_t alignment = properties.textureAlignment;
+  ASSERT_GT(alignment, 0u);
+  EXPECT_EQ(alignment & (alignment - 1), 0u);
+
+  const bool host = GetParam() == device::getDeviceCount() - 1;
+  if (host) {
+    EXPECT_EQ(properties.coresPerMultiProcessor, 1);
+    EXPECT_EQ(properties.computeCapability, 0.0f);
+    EXPECT_EQ(properties.asyncEngineCount, 0);
+    EXPECT_EQ(properties.totalConstantMemory, 0u);
+    const MirlImage image(5, 3, MIRL_8U_C3);
+    EXPECT_EQ(static_cast<std::size_t>(image.pitch()) % alignment, 0u);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(image.ptr()) % alignment, 0u);
+  } else {
+    const int tenths = static_cast<int>(properties.computeCapability * 10.0f + 0.5f);
+    EXPECT_GE(tenths, 50);
+    const int known = core::coresPerMultiProcessor(tenths / 10, tenths % 10);
+    EXPECT_EQ(properties.coresPerMultiProcessor, known != 0 ? known : 0x5a5a5a5a);
+    EXPECT_GE(properties.totalConstantMemory, 65536u);
+  }
+
+  MirlDeviceProperties untouched = properties;
+  for (const int number : {-1, device::getDeviceCount(), INT_MIN, INT_MAX}) {
+    EXPECT_EQ(device::getDeviceProperties(number, untouched), MIRL_INVALID_ARGUMENT) << number;
+    EXPECT_EQ(std::memcmp(&untouched, &properties, sizeof properties), 0);
+  }
+}
+
+// From the vendor's table of throughput by compute capability.
+TEST(Cores, OfEveryComputeCapability) {
+  struct Row {
+    int major, minor, cores;
+  };
+  const Row rows[] = {
+      {1, 0, 8},    {1, 3, 8},    {2, 0, 32},  {2, 1, 48},   {3, 0, 192},  {3, 5, 192},
+      {3, 7, 192},  {5, 0, 128},  {5, 2, 128}, {5, 3, 128},  {6, 0, 64},   {6, 1, 128},
+      {6, 2, 128},  {7, 0, 64},   {7, 2, 64},  {7, 5, 64},   {8, 0, 64},   {8, 6, 128},
+      {8, 7, 128},  {8, 9, 128},  {9, 0, 128}, {10, 0, 128}, {10, 3, 128}, {11, 0, 128},
+      {12, 0, 128}, {12, 1, 128}, {0, 0, 0},   {4, 0, 0},    {99, 0, 0},   {-1, 0, 0},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(core::coresPerMultiProcessor(row.major, row.minor), row.cores)
+        << row.major << "." << row.minor;
+  }
+}
+
+TEST_P(Device, ResetKillsImages) {
+  MirlImage dead = noiseImage({9, 4}, 8, 3, 1);
+  const auto fields = fieldsOf(dead);
+  Bytes memory(64 * 1024);
+  EXPECT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
+  EXPECT_EQ(heldBlocks(), 0) << "the device holds nothing";
+  EXPECT_EQ(device::getCurentDevice(), GetParam());
+
+  const MirlImage live = noiseImage({9, 4}, 8, 3, 2);
+  const Bytes bytes = bytesOf(live);
+  const MirlRect part(0, 0, 3, 3);
+  MirlImage out;
+  const MirlStatus refused[] = {
+      dead.upload(memory.data()),
+      dead.upload(memory.data(), 27),
+      dead.upload(memory.data(), part, 27, {0, 0}),
+      dead.download(memory.data()),
+      dead.download(memory.data(), 27),
+      dead.download(memory.data(), {0, 0}, 27, part),
+      dead.copyTo(out, {0, 0}, part),
+      live.copyTo(dead, {0, 0}, part),
+      dead.set(0, 0, 0, 1.0),
+      dead.set(0, 0, MirlScalar(1)),
+      dead.convertTo(out, MIRL_32F_C3, 1.0f, 0.0f),
+      arithmeticLogical::add(dead, live, out),
+      arithmeticLogical::add(live, dead, out),
+      arithmeticLogical::add(live, live, dead),
+  };
+  for (std::size_t i = 0; i < std::size(refused); ++i) {
+    EXPECT_EQ(refused[i], MIRL_IMAGE_NOT_INITIALIZED) << i;
+  }
+  EXPECT_FALSE(out.isInitialized());
+  EXPECT_EQ(dead.get(0, 0, 0), 0.0);
+  EXPECT_EQ(dead.get(0, 0)[2], 0.0);
+  EXPECT_EQ(dead.release(), MIRL_DEVICE_FREE_FAILED);
+  EXPECT_EQ(fieldsOf(dead), fields);
+  EXPECT_FALSE(MirlImage(dead).isInitialized()) << "there is nothing to copy";
+  out = live;
+  out = dead;
+  EXPECT_EQ(bytesOf(out), bytes);
+  EXPECT_EQ(bytesOf(live), bytes);
+}
+
+// The memory of a dead image may be another image's by the time its destructor runs.
+TEST_P(Device, DeadImagesFreeNothing) {
+  std::vector<MirlImage> dead;
+  for (unsigned i = 0; i < 8; ++i) dead.push_back(noiseImage({33, 17}, 16, 3, i));
+  ASSERT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
+  std::vector<MirlImage> live;
+  for (unsigned i = 0; i < 8; ++i) live.push_back(noiseImage({33, 17}, 16, 3, 100 + i));
+  dead.clear();
+  EXPECT_EQ(heldBlocks(), 8);
+  const MirlImage another(33, 17, 16, 3);
+  for (unsigned i = 0; i < 8; ++i) {
+    EXPECT_NE(live[i].ptr(), another.ptr());
+    EXPECT_EQ(bytesOf(live[i]), bytesOf(noiseImage({33, 17}, 16, 3, 100 + i)));
+  }
+}
+
+TEST_P(Device, ResetKillsStreams) {
+  auto stream = std::make_unique<MirlStream>(true);
+  MirlStream copy(*stream);
+  const runtime::Live before = runtime::live();
+  EXPECT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
+  EXPECT_EQ(runtime::live().streams, before.streams - 1);
+
+  MirlStream fresh(true);
+  MirlImage image = noiseImage({9, 4}, 8, 3, 1);
+  Bytes memory(9 * 4 * 3);
+  const MirlStream* both[] = {stream.get(), &copy};
+  for (const MirlStream* dead : both) {
+    EXPECT_EQ(image.download(memory.data(), 27, *dead), MIRL_INVALID_ARGUMENT);
+    EXPECT_EQ(image.upload(memory.data(), 27, *dead), MIRL_INVALID_ARGUMENT);
+    MirlImage out;
+    EXPECT_EQ(image.copyTo(out, {0, 0}, {0, 0, 9, 4}, *dead), MIRL_INVALID_ARGUMENT);
+    EXPECT_EQ(arithmeticLogical::add(image, image, out, *dead), MIRL_INVALID_ARGUMENT);
+    EXPECT_FALSE(out.isInitialized());
+    EXPECT_TRUE(dead->finished());
+    dead->sync();
+  }
+  copy.destroy();
+  stream.reset();
+  EXPECT_EQ(heldStreams(), 1) << "the fresh one";
+  EXPECT_EQ(image.download(memory.data(), 27, fresh), MIRL_SUCCESS);
+  fresh.sync();
+  EXPECT_EQ(memory, bytesOf(image));
+}
+
+// Scalars live in page-locked memory, which a reset of the device unlocks.
+TEST_P(Device, ResetLeavesScalars) {
+  const MirlScalar scalar(1.5, 2.5, 3.5, 4.5);
+  ASSERT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
+  EXPECT_EQ(scalar[0], 1.5);
+  EXPECT_EQ(scalar[3], 4.5);
+  const MirlScalar fresh(scalar);
+  MirlImage image(1, 1, MIRL_64F_C4);
+  const MirlStream stream(true);
+  ASSERT_EQ(image.upload(fresh.vals(), 32, stream), MIRL_SUCCESS);
+  MirlScalar back;
+  ASSERT_EQ(image.download(back.vals(), 32, stream), MIRL_SUCCESS);
+  stream.sync();
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(back[i], scalar[i]);
+}
+
+TEST_P(Device, ResetLeavesOtherDevices) {
+  if (device::getDeviceCount() < 2) GTEST_SKIP() << "needs a second device";
+  for (const int other : allDevices()) {
+    if (other == GetParam()) continue;
+    ASSERT_EQ(device::setCurrentDevice(other), MIRL_SUCCESS);
+    const MirlImage image = noiseImage({9, 4}, 8, 3, 1);
+    const MirlStream stream(true);
+    const Bytes bytes = bytesOf(image);
+    ASSERT_EQ(device::setCurrentDevice(GetParam()), MIRL_SUCCESS);
+    ASSERT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
+    EXPECT_EQ(bytesOf(image), bytes);
+    Bytes queued(bytes.size());
+    EXPECT_EQ(image.download(queued.data(), 27, stream), MIRL_SUCCESS);
+    stream.sync();
+    EXPECT_EQ(queued, bytes);
+  }
+}
+
+MIRL_TEST_ON_ALL_DEVICES(Device);
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+TEST(Timer, AddsUpIntervals) {
+  constexpr auto kNap = std::chrono::milliseconds(20);
+  MirlTimer timer;
+  EXPECT_EQ(timer.GetElapsedTime(), 0.0);
+  double wall = 0.0;
+  for (int i = 1; i <= 3; ++i) {
+    const Clock::time_point start = Clock::now();
+    timer.Start();
+    std::this_thread::sleep_for(kNap);
+    timer.Stop();
+    wall += secondsSince(start);
+    EXPECT_GE(timer.GetElapsedTime(), 0.020 * i);
+    EXPECT_LE(timer.GetElapsedTime(), wall);
+    std::this_thread::sleep_for(kNap);  // not between Start and Stop, so it doesn't count
+  }
+  const double sum = timer.GetElapsedTime();
+  timer.Start();
+  std::this_thread::sleep_for(kNap);
+  EXPECT_EQ(timer.GetElapsedTime(), sum) << "a running interval isn't in it";
+  timer.Reset();
+  EXPECT_EQ(timer.GetElapsedTime(), 0.0);
+  std::this_thread::sleep_for(kNap);
+  timer.Stop();
+  EXPECT_GE(timer.GetElapsedTime(), 0.040) << "a reset leaves the running interval";
+  timer.Reset();
+  EXPECT_EQ(timer.GetElapsedTime(), 0.0);
+}
+
+TEST(Timer, StopWithoutStartAddsTheCounter) {
+  MirlTimer timer;
+  timer.Stop();
+  const double counter = timer.GetElapsedTime();
+  EXPECT_GT(counter, 0.0);
+  timer.Start();
+  timer.Stop();
+  EXPECT_GE(timer.GetElapsedTime(), counter);
+  timer.Stop();
+  EXPECT_GE(timer.GetElapsedTime(), 2.0 * counter) << "Stop took the start away";
+}
+
+}  // namespace
+}  // namespace mirl::test

@@ -1,0 +1,251 @@
+// imageFilter against a loop written from its formula, exactly.
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include "support.h"
+
+namespace mirl::test {
+namespace {
+
+using imageFiltering::imageFilter;
+
+class ImageFilter : public DeviceTest {};
+
+template <class T>
+T stored(float sum, int dataBits) {
+  if constexpr (std::is_same_v<T, float>) {
+    return sum;
+  } else {
+    const float limit = static_cast<float>((1 << dataBits) - 1);
+    if (0.0f > sum) return 0;
+    if (limit < sum) return static_cast<T>(limit);
+    return std::isnan(sum) ? T{0} : static_cast<T>(sum);
+  }
+}
+
+template <class T>
+Pixels<T> filtered(const Pixels<T>& in, const MirlFilter& filter, int dataBits) {
+  Pixels<T> out = in;
+  const long plane = long{in.width} * in.channels;
+  for (int y = 0; y < in.height; ++y) {
+    for (int x = 0; x < in.width; ++x) {
+      for (int c = 0; c < in.channels; ++c) {
+        float sum = 0.0f;
+        int k = 0;
+        for (int i = 0; i < filter.width(); ++i) {
+          for (int j = 0; j < filter.height(); ++j) {
+            const long column = (long{x} + filter.anchor().x + i) * in.channels + c;
+            const long row = long{y} + filter.anchor().y + j;
+            const long at = std::clamp(row, 0L, long{in.height} - 1) * plane +
+                            std::clamp(column, 0L, plane - 1);
+            const float element = static_cast<float>(in.values[static_cast<std::size_t>(at)]);
+            sum = std::fma(element, filter.coeffs()[k++], sum);
+          }
+        }
+        out.at(x, y, c) = stored<T>(sum, dataBits);
+      }
+    }
+  }
+  return out;
+}
+
+MirlFilter randomFilter(int width, int height, unsigned seed) {
+  MirlFilter filter(width, height);
+  const Pixels<float> values = randomPixels<float>(width, height, 1, seed);
+  for (int k = 0; k < width * height; ++k) {
+    filter[k] = values.values[static_cast<std::size_t>(k)] / 300.0f /
+                std::sqrt(1.0f + static_cast<float>(k));
+  }
+  return filter;
+}
+
+template <class T>
+void expectFiltered(const Pixels<T>& in, const MirlFilter& filter, int pitch = 0) {
+  const MirlImage source = toImage(in, pitch);
+  MirlImage out;
+  ASSERT_EQ(imageFilter(source, out, filter), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(out, filtered(in, filter, source.depth())))
+      << "filter " << filter.width() << "x" << filter.height();
+}
+
+TEST_P(ImageFilter, EqualsTheFormulaOnEverySizeAndType) {
+  const MirlSize filters[] = {{1, 1}, {3, 3}, {5, 5}, {7, 7}, {2, 4}, {1, 9}, {9, 1}, {6, 11}};
+  unsigned seed = 1;
+  for (const MirlSize& size : awkwardSizes()) {
+    for (const MirlSize& taps : filters) {
+      if (size.width > 200 && taps.width * taps.height > 25) continue;
+      const MirlFilter filter = randomFilter(taps.width, taps.height, ++seed);
+      for (const int channels : {1, 3}) {
+        expectFiltered(randomPixels<std::uint8_t>(size.width, size.height, channels, seed), filter);
+        expectFiltered(randomPixels<std::uint16_t>(size.width, size.height, channels, seed),
+                       filter);
+        expectFiltered(randomPixels<float>(size.width, size.height, channels, seed), filter);
+      }
+    }
+  }
+}
+
+TEST_P(ImageFilter, TakesAnyPitchAnchorAndLength) {
+  const auto bytes = randomPixels<std::uint8_t>(61, 23, 3, 5);
+  const auto words = randomPixels<std::uint16_t>(61, 23, 1, 6);
+  const auto floats = randomPixels<float>(2100, 5, 1, 7);  // longer than a strip of the host's
+  expectFiltered(bytes, randomFilter(3, 3, 8), 61 * 3 + 4);
+  expectFiltered(words, randomFilter(5, 5, 9), 61 * 2 + 1);
+  expectFiltered(floats, randomFilter(3, 5, 10), 2100 * 4 + 3);
+  expectFiltered(words, randomFilter(512, 1, 11));
+  expectFiltered(bytes, randomFilter(1, 512, 12));
+  expectFiltered(bytes, randomFilter(16, 32, 13));
+  const int far = INT_MAX;
+  for (const auto& [x, y] :
+       {std::pair{2, 3}, {-7, 0}, {100, -100}, {far, far}, {INT_MIN, INT_MIN}}) {
+    MirlFilter filter(3, 2, MirlPoint2D<int>(x, y), randomFilter(3, 2, 14).coeffs());
+    expectFiltered(bytes, filter);
+  }
+}
+
+TEST_P(ImageFilter, TruncatesAndLimitsToDataBits) {
+  const Pixels<std::uint8_t> white(20, 20, 1, 255);
+  MirlImage out;
+  ASSERT_EQ(imageFilter(toImage(white), out, MirlSpecialFilters::average(MirlSize(3, 3))),
+            MIRL_SUCCESS);
+  EXPECT_TRUE(holds(out, Pixels<std::uint8_t>(20, 20, 1, 254)));
+
+  const auto words = randomPixels<std::uint16_t>(19, 8, 1, 3);
+  MirlImage source = toImage(words);
+  const MirlFilter filter = randomFilter(3, 3, 4);
+  for (const int bits : {12, 1, 0, 16}) {
+    ASSERT_EQ(source.setDataBits(bits), MIRL_SUCCESS);
+    MirlImage limited;
+    ASSERT_EQ(imageFilter(source, limited, filter), MIRL_SUCCESS);
+    EXPECT_TRUE(holds(limited, filtered(words, filter, bits))) << bits;
+    EXPECT_EQ(limited.dataBits(), 16);
+  }
+
+  Pixels<float> special(1, {NAN, 1.0f, -INFINITY, 2.0f, -5.0f, 1e38f, 3.0f, 4.0f});
+  expectFiltered(special, MirlSpecialFilters::sobel());
+  MirlImage bytes = toImage(Pixels<std::uint8_t>(4, 4, 1, 9));
+  MirlFilter notANumber(1, 1);
+  notANumber[0] = NAN;
+  MirlImage zeros;
+  ASSERT_EQ(imageFilter(bytes, zeros, notANumber), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(zeros, Pixels<std::uint8_t>(4, 4, 1, 0)));
+}
+
+TEST_P(ImageFilter, ActsTransposedAndUnmirrored) {
+  const Pixels<float> ramp(1, {0, 1, 4, 9, 16});
+  MirlImage out;
+  ASSERT_EQ(imageFilter(toImage(ramp), out, MirlSpecialFilters::sobel()), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(out, Pixels<float>(1, {-4, -16, -32, -48, -28})));
+}
+
+TEST_P(ImageFilter, RestrictsItselfToARegion) {
+  const auto in = randomPixels<std::uint8_t>(40, 30, 3, 21);
+  const MirlImage source = toImage(in);
+  const MirlFilter filter = randomFilter(3, 5, 22);
+  const Pixels<std::uint8_t> all = filtered(in, filter, 8);
+  const auto old = randomPixels<std::uint8_t>(40, 30, 3, 23);
+  const MirlRect regions[] = {{5, 6, 20, 10},
+                              {0, 0, 40, 30},
+                              {30, 20, 100, 100},
+                              {-5, -5, 15, 9},
+                              {3, 3, 0, 5},
+                              {3, 3, -2, -2},
+                              {50, 3, 4, 4},
+                              {39, 29, 1, 1},
+                              {INT_MAX, 0, INT_MAX, 4},
+                              {INT_MIN, INT_MIN, INT_MAX, INT_MAX}};
+  for (const MirlRect& region : regions) {
+    for (const bool copyOutside : {true, false}) {
+      Pixels<std::uint8_t> expected = copyOutside ? in : old;
+      for (int y = 0; y < in.height; ++y) {
+        for (int x = 0; x < in.width; ++x) {
+          const bool inside = x >= region.x && y >= region.y && x < long{region.x} + region.width &&
+                              y < long{region.y} + region.height;
+          for (int c = 0; c < 3 && inside; ++c) expected.at(x, y, c) = all.at(x, y, c);
+        }
+      }
+      MirlImage out = toImage(old);
+      ASSERT_EQ(imageFilter(source, out, region, filter, copyOutside), MIRL_SUCCESS);
+      EXPECT_TRUE(holds(out, expected)) << region.x << " " << region.y << " " << region.width;
+    }
+  }
+}
+
+TEST_P(ImageFilter, GivesZerosWithoutAMatrix) {
+  MirlImage floats = toImage(Pixels<float>(1, {NAN, 1, 2}));
+  MirlImage out;
+  ASSERT_EQ(imageFilter(floats, out, MirlFilter()), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(out, Pixels<float>(1, {0, 0, 0})));
+}
+
+TEST_P(ImageFilter, ChecksInOrder) {
+  const MirlFilter filter = MirlSpecialFilters::sobel();
+  const MirlFilter tooLong(513, 1);
+  MirlImage empty, image(8, 8, MIRL_8U_C1), four(8, 8, MIRL_8U_C4), out;
+  EXPECT_EQ(imageFilter(empty, empty, tooLong), MIRL_IMAGE_NOT_INITIALIZED);
+  EXPECT_EQ(imageFilter(image, image, tooLong), MIRL_IN_PLACE_NOT_SUPPORTED);
+  for (const MirlType type : {MIRL_16U_C1, MIRL_8U_C3}) {
+    MirlImage other(8, 8, type);
+    EXPECT_EQ(imageFilter(image, other, tooLong), MIRL_MISMATCH);
+  }
+  for (const MirlSize& size : {MirlSize(9, 8), MirlSize(8, 9)}) {
+    MirlImage other(size, MIRL_8U_C1);
+    EXPECT_EQ(imageFilter(image, other, filter), MIRL_MISMATCH);
+  }
+  EXPECT_EQ(imageFilter(four, out, tooLong), MIRL_INVALID_ARGUMENT);
+  EXPECT_EQ(imageFilter(image, out, MirlRect(0, 0, 1, 1), tooLong, true), MIRL_INVALID_ARGUMENT);
+  EXPECT_FALSE(out.isInitialized());
+  EXPECT_EQ(imageFilter(four, out, filter), MIRL_TYPE_NOT_SUPPORTED);
+  EXPECT_EQ(out.type(), MIRL_8U_C4);
+  for (const MirlType type : {MIRL_8U_C2, MIRL_8S_C1, MIRL_32S_C1, MIRL_64F_C3, MIRL_32F_C4}) {
+    MirlImage created;
+    EXPECT_EQ(imageFilter(MirlImage(8, 8, type), created, filter), MIRL_TYPE_NOT_SUPPORTED);
+  }
+  image.setChannelSequence(MIRL_CHANNELSEQ_RGB);
+  MirlImage made;
+  EXPECT_EQ(imageFilter(image, made, filter), MIRL_SUCCESS);
+  EXPECT_EQ(made.channelSeq(), MIRL_CHANNELSEQ_NONE);
+}
+
+TEST_P(ImageFilter, FailsCleanly) {
+  const MirlImage image = toImage(randomPixels<std::uint8_t>(64, 64, 1, 1));
+  const MirlFilter filter = MirlSpecialFilters::sobel();
+  MirlImage out;
+  runtime::failNth(runtime::Call::allocate, 1);
+  EXPECT_EQ(imageFilter(image, out, filter), MIRL_DEVICE_ALLOC_FAILED);
+  EXPECT_FALSE(out.isInitialized());
+  MirlImage copied(64, 64, MIRL_8U_C1);
+  runtime::failNth(runtime::Call::copy, 2);
+  EXPECT_EQ(imageFilter(image, copied, MirlRect(1, 1, 5, 5), filter, true), MIRL_COPY_D2D_FAILED);
+  runtime::failNth(runtime::Call::copy, 0);
+}
+
+TEST_P(ImageFilter, RunsOnTwoThreadsAndStreamsAtOnce) {
+  const int device = GetParam();
+  const auto work = [device](unsigned seed) {
+    device::setCurrentDevice(device);
+    const MirlStream stream(true);
+    const auto in = randomPixels<std::uint16_t>(300, 200, 1, seed);
+    const MirlFilter filter = randomFilter(5, 3, seed);
+    const Pixels<std::uint16_t> expected = filtered(in, filter, 16);
+    const MirlImage source = toImage(in);
+    for (int repeat = 0; repeat < 5; ++repeat) {
+      MirlImage out;
+      EXPECT_EQ(imageFilter(source, out, filter, stream), MIRL_SUCCESS);
+      stream.sync();
+      EXPECT_TRUE(holds(out, expected));
+    }
+  };
+  std::thread other(work, 1);
+  work(2);
+  other.join();
+}
+
+MIRL_TEST_ON_ALL_DEVICES(ImageFilter);
+
+}  // namespace
+}  // namespace mirl::test

@@ -1,0 +1,384 @@
+// The pixels engine and its numbers, beneath all operations. Compiled as CUDA this runs on every
+// device, else on the host device: plain C++ can't launch kernels.
+
+#include "engine/pixels.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "engine/numbers.h"
+#include "support.h"
+
+namespace mirl::test {
+namespace {
+
+using engine::Pixel;
+using engine::View;
+using Byte = std::uint8_t;
+using Word = std::uint16_t;
+
+class PixelsEngine : public DeviceTest {
+ protected:
+  runtime::Queue queue() const { return {runtime::device(GetParam()), nullptr}; }
+};
+
+template <class T>
+struct ElementOf {
+  using type = T;
+};
+template <class T, int N>
+struct ElementOf<Pixel<T, N>> {
+  using type = T;
+};
+
+/// Rows of items at any address and distance: bytes on the host, and their copy on a device.
+template <class T>
+class Plane {
+  using Element = typename ElementOf<T>::type;
+
+ public:
+  Plane(const runtime::Queue& queue, int width, int height, int offset = 0, int padding = 0)
+      : device_(queue.device), width_(width), height_(height), offset_(offset) {
+    constexpr int kItemBytes = static_cast<int>(sizeof(T));
+    pitch_ = width * kItemBytes + padding;
+    bytes_.assign(static_cast<std::size_t>(offset) + size(pitch_) * size(height) + 32, 0xA5);
+    // Small numbers, so that float results are exact in any order.
+    unsigned next = static_cast<unsigned>(width + offset);
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        Element elements[sizeof(T) / sizeof(Element)];
+        for (auto& element : elements) element = static_cast<Byte>((next = next * 5 + 1) >> 8);
+        set(x, y, std::bit_cast<T>(elements));
+      }
+    }
+    EXPECT_TRUE(device_->allocate(bytes_.size(), data_));
+  }
+  Plane(const runtime::Queue& queue, const std::vector<T>& row)
+      : Plane(queue, static_cast<int>(row.size()), 1) {
+    for (int x = 0; x < width_; ++x) set(x, 0, row[size(x)]);
+  }
+  ~Plane() { device_->free(data_); }
+  Plane(const Plane&) = delete;
+  Plane& operator=(const Plane&) = delete;
+
+  template <class V>
+  View<V> view() const {
+    return {reinterpret_cast<V*>(static_cast<char*>(data_) + offset_), pitch_, width_, height_};
+  }
+  int width() const { return width_; }
+  int height() const { return height_; }
+
+  T get(int x, int y) const {
+    T item;
+    std::memcpy(&item, &bytes_[at(x, y)], sizeof item);
+    return item;
+  }
+  void set(int x, int y, const T& item) { std::memcpy(&bytes_[at(x, y)], &item, sizeof item); }
+
+  void upload() const { move(data_, bytes_.data(), runtime::Direction::hostToDevice); }
+
+  /// Whether the device has the bytes of the host, also those that belong to no item.
+  testing::AssertionResult agrees() const {
+    std::vector<unsigned char> actual(bytes_.size());
+    move(actual.data(), data_, runtime::Direction::deviceToHost);
+    const auto [got, want] = std::mismatch(actual.begin(), actual.end(), bytes_.begin());
+    if (got == actual.end()) return testing::AssertionSuccess();
+    const auto byte = got - actual.begin() - offset_;
+    return testing::AssertionFailure()
+           << "first difference in row " << byte / pitch_ << ", byte " << byte % pitch_ << ": "
+           << +*got << ", expected " << +*want << " (" << width_ << "x" << height_ << " items of "
+           << sizeof(T) << " bytes, pitch " << pitch_ << ", offset " << offset_ << ")";
+  }
+
+ private:
+  static std::size_t size(int value) { return static_cast<std::size_t>(value); }
+  std::size_t at(int x, int y) const {
+    return size(offset_) + size(y) * size(pitch_) + size(x) * sizeof(T);
+  }
+  void move(void* dst, const void* src, runtime::Direction direction) const {
+    const std::size_t all = bytes_.size();
+    EXPECT_TRUE(device_->copy({dst, all, src, all, all, 1, direction}));
+  }
+
+  runtime::Device* device_;
+  int width_, height_, offset_, pitch_ = 0;
+  std::vector<unsigned char> bytes_;
+  void* data_ = nullptr;
+};
+
+/// Runs something on the device, does the same on the host with `reference`, and compares all
+/// bytes. An input may be the output.
+template <class Run, class Reference, class Out, class... In>
+void checkRun(const Run& run, const Reference& reference, Plane<Out>& out, const Plane<In>&... in) {
+  out.upload();
+  (in.upload(), ...);
+  run();
+  for (int y = 0; y < out.height(); ++y) {
+    for (int x = 0; x < out.width(); ++x) {
+      out.set(x, y, static_cast<Out>(reference(in.get(x, y)...)));
+    }
+  }
+  EXPECT_TRUE(out.agrees());
+  EXPECT_TRUE((in.agrees() && ...));
+}
+
+template <class F, class Reference, class Out, class... In>
+void check(const runtime::Queue& queue, const F& f, const Reference& reference, Plane<Out>& out,
+           const Plane<In>&... in) {
+  const auto run = [&] {
+    engine::map(queue, f, out.template view<Out>(), in.template view<const In>()...);
+    EXPECT_TRUE(queue.device->synchronize(nullptr));
+  };
+  checkRun(run, reference, out, in...);
+}
+
+/// Calls visit(offset, padding) on and off the boundaries of every word size.
+template <class Visit>
+void forEachAlignment(const Visit& visit) {
+  for (const int offset : {0, 1, 2, 4, 8, 16}) {
+    for (const int padding : {0, 1, 2, 7, 16}) visit(offset, padding);
+  }
+}
+
+/// An item of N channels, and one of them.
+template <class T, int N>
+using Item = std::conditional_t<N == 1, T, Pixel<T, N>>;
+
+template <class T>
+MIRL_HD T& channel(T& element, int) {
+  return element;
+}
+template <class T, int N>
+MIRL_HD T& channel(Pixel<T, N>& pixel, int c) {
+  return pixel.v[c];
+}
+
+/// Every channel of the result from another one of the input.
+template <class Out, int N, class In, int M>
+struct kernel_turn {
+  MIRL_HD Item<Out, N> operator()(Item<In, M> in) const {
+    Item<Out, N> out{};
+    for (int c = 0; c < N; ++c) {
+      channel(out, c) = static_cast<Out>(channel(in, (c + 1) % M) / In{2} + static_cast<In>(c));
+    }
+    return out;
+  }
+};
+
+template <class Out, int N, class In, int M>
+void checkTurn(const runtime::Queue& queue) {
+  constexpr kernel_turn<Out, N, In, M> kTurn;
+  forEachAlignment([&](int offset, int padding) {
+    for (const int width : {1, 2, 3, 15, 16, 17, 31, 64, 97, 4099}) {
+      if (width > 1000 && offset + padding > 3) continue;
+      const Plane<Item<In, M>> in(queue, width, 3, offset, padding), aligned(queue, width, 3);
+      Plane<Item<Out, N>> out(queue, width, 3, offset, padding), alignedOut(queue, width, 3);
+      check(queue, kTurn, kTurn, out, in);
+      check(queue, kTurn, kTurn, out, aligned);
+      check(queue, kTurn, kTurn, alignedOut, in);
+    }
+  });
+}
+
+TEST_P(PixelsEngine, PixelsOfAnyChannelsAndAlignment) {
+  checkTurn<Byte, 3, Byte, 3>(queue());
+  checkTurn<Byte, 1, Byte, 3>(queue());
+  checkTurn<Byte, 4, Byte, 1>(queue());
+  checkTurn<Byte, 2, Word, 4>(queue());
+  checkTurn<Byte, 3, float, 2>(queue());
+  checkTurn<Word, 3, Word, 3>(queue());
+  checkTurn<Word, 2, Byte, 2>(queue());
+  checkTurn<float, 3, Byte, 3>(queue());
+  checkTurn<float, 1, Word, 3>(queue());
+  checkTurn<float, 4, float, 4>(queue());
+}
+
+struct kernel_threeElements {
+  MIRL_HD float operator()(Byte a, Word b, float c) const {
+    return static_cast<float>(a) + static_cast<float>(b) * 2.0f - c;
+  }
+};
+
+struct kernel_pixelAndElement {
+  MIRL_HD Pixel<Word, 3> operator()(const Pixel<Byte, 3>& a, Byte b) const {
+    return {{static_cast<Word>(a.v[2] * b), static_cast<Word>(a.v[1] + b), b}};
+  }
+};
+
+TEST_P(PixelsEngine, SeveralInputs) {
+  forEachAlignment([&](int offset, int padding) {
+    for (const int width : {1, 17, 97}) {
+      const Plane<Byte> bytes(queue(), width, 3, offset, 3);
+      const Plane<Word> words(queue(), width, 3, 0, padding);
+      const Plane<float> floats(queue(), width, 3, offset);
+      const Plane<Pixel<Byte, 3>> pixels(queue(), width, 3, 1, padding);
+      Plane<float> sum(queue(), width, 3, 0, padding);
+      Plane<Pixel<Word, 3>> mixed(queue(), width, 3, offset, padding);
+      check(queue(), kernel_threeElements{}, kernel_threeElements{}, sum, bytes, words, floats);
+      check(queue(), kernel_pixelAndElement{}, kernel_pixelAndElement{}, mixed, pixels, bytes);
+    }
+  });
+}
+
+/// Not its own inverse, so that an item that is left out or done twice shows.
+template <class T, int N>
+struct kernel_step {
+  MIRL_HD Item<T, N> operator()(Item<T, N> in) const {
+    Item<T, N> out{};
+    for (int c = 0; c < N; ++c) channel(out, c) = static_cast<T>(channel(in, N - 1 - c) + T{1});
+    return out;
+  }
+};
+
+template <class T, int N>
+void checkInPlace(const runtime::Queue& queue, int width, int height, int offset, int padding) {
+  Plane<Item<T, N>> plane(queue, width, height, offset, padding);
+  check(queue, kernel_step<T, N>{}, kernel_step<T, N>{}, plane, plane);
+}
+
+// The large ones are shared out over threads, and are wider or higher than a grid of blocks.
+TEST_P(PixelsEngine, InPlaceSmallAndLarge) {
+  forEachAlignment([&](int offset, int padding) {
+    checkInPlace<Byte, 3>(queue(), 113, 5, offset, padding);
+    checkInPlace<float, 1>(queue(), 113, 5, offset, padding);
+  });
+  checkInPlace<Byte, 1>(queue(), 4099, 2053, 0, 1);
+  checkInPlace<Word, 3>(queue(), 1301, 1031, 2, 0);
+  checkInPlace<float, 4>(queue(), 1301, 307, 1, 3);
+  checkInPlace<Byte, 4>(queue(), 3000017, 1, 4, 0);
+  checkInPlace<Byte, 3>(queue(), 1, 600011, 0, 0);
+}
+
+/// A single row as images are written that no cache holds, here in any size.
+template <class Out, int N, class In, int M>
+void checkPastCaches(int width, int offset) {
+  constexpr kernel_turn<Out, N, In, M> kTurn;
+  const runtime::Queue host{&runtime::hostDevice(), nullptr};
+  const Plane<Item<In, M>> in(host, width, 1, offset / 2);
+  Plane<Item<Out, N>> out(host, width, 1, offset);
+  const auto run = [&] {
+    engine::pixels::mapRow(kTurn, width, true, out.template view<Item<Out, N>>().data,
+                           in.template view<const Item<In, M>>().data);
+    runtime::finishStreamCopies();
+  };
+  checkRun(run, kTurn, out, in);
+}
+
+TEST_P(PixelsEngine, RowsPastTheCaches) {
+  for (const int width : {1, 17, 63, 64, 65, 1024, 4095, 4096, 4097, 9001}) {
+    for (const int offset : {0, 1, 2, 3, 31, 63}) {
+      checkPastCaches<Byte, 1, Byte, 1>(width, offset);
+      checkPastCaches<float, 1, Word, 3>(width, offset);
+      checkPastCaches<Word, 3, Byte, 3>(width, offset);
+      checkPastCaches<Byte, 4, float, 2>(width, offset);
+    }
+  }
+}
+
+struct kernel_truncateTo {
+  float limit;
+  MIRL_HD unsigned operator()(float value) const { return engine::truncateTo(value, limit); }
+};
+
+template <class T>
+struct kernel_fromFloat {
+  MIRL_HD T operator()(float value) const { return engine::fromFloat<T>(value); }
+};
+
+template <class T>
+struct kernel_toFloat {
+  MIRL_HD float operator()(T value) const { return engine::toFloat(value); }
+};
+
+/// One NaN for all, whose bits differ between devices.
+struct kernel_fusedMultiplyAdd {
+  MIRL_HD float operator()(float a, float b, float c) const {
+    const float result = engine::fusedMultiplyAdd(a, b, c);
+    return result == result ? result : 12345.0f;
+  }
+};
+
+/// The integer part, from the bits of the number.
+unsigned truncated(float value, unsigned limit) {
+  const auto bits = std::bit_cast<std::uint32_t>(value);
+  const std::uint32_t exponent = bits >> 23 & 0xFF, mantissa = bits & 0x7FFFFF;
+  const bool isNan = exponent == 0xFF && mantissa != 0;
+  if (bits >> 31 != 0 || isNan || exponent < 127) return 0;
+  if (exponent >= 127 + 23) return limit;
+  return std::min((mantissa | 0x800000) >> (127 + 23 - exponent), limit);
+}
+
+TEST_P(PixelsEngine, FloatsBecomeIntegers) {
+  std::vector<float> values;
+  for (std::uint32_t high = 0; high < 0x10000; ++high) {  // every sign and exponent, infinity, NaN
+    for (const std::uint32_t low : {0x0000u, 0x0001u, 0x8000u, 0xFFFFu}) {
+      values.push_back(std::bit_cast<float>(high << 16 | low));
+    }
+  }
+  for (int i = 0; i <= 0x10000; ++i) {
+    const auto whole = static_cast<float>(i);
+    values.insert(values.end(),
+                  {std::nextafter(whole, -1.0f), whole, whole + 0.5f, std::nextafter(whole, 1e6f)});
+  }
+  const Plane<float> in(queue(), values);
+  Plane<Byte> bytes(queue(), in.width(), 1);
+  Plane<Word> words(queue(), in.width(), 1);
+  Plane<unsigned> limited(queue(), in.width(), 1);
+  const auto to = [](unsigned limit) {
+    return [limit](float value) { return truncated(value, limit); };
+  };
+  check(queue(), kernel_fromFloat<Byte>{}, to(255), bytes, in);
+  check(queue(), kernel_fromFloat<Word>{}, to(65535), words, in);
+  for (const unsigned limit : {0u, 1u, 1023u, 4095u, 65535u, 8388607u}) {
+    check(queue(), kernel_truncateTo{static_cast<float>(limit)}, to(limit), limited, in);
+  }
+}
+
+template <class T>
+void checkToFloat(const runtime::Queue& queue) {
+  std::vector<T> values;
+  for (int i = 0; i <= std::numeric_limits<T>::max(); ++i) values.push_back(static_cast<T>(i));
+  Plane<float> out(queue, static_cast<int>(values.size()), 1);
+  int next = 0;  // the values come in order
+  check(
+      queue, kernel_toFloat<T>{}, [&](T) { return static_cast<float>(next++); }, out,
+      Plane<T>(queue, values));
+}
+
+TEST_P(PixelsEngine, IntegersBecomeFloats) {
+  checkToFloat<Byte>(queue());
+  checkToFloat<Word>(queue());
+}
+
+TEST_P(PixelsEngine, ProductAndSumAreRoundedOnce) {
+  const std::vector<float> some = awkwardValues<float>();
+  std::vector<float> a, b, c;
+  for (std::size_t i = 0; i < some.size() * some.size() * some.size(); ++i) {
+    a.push_back(some[i % some.size()]);
+    b.push_back(some[i / some.size() % some.size()]);
+    c.push_back(some[i / some.size() / some.size()]);
+  }
+  // Here rounding the product first would give 0.
+  a.push_back(1 + 0x1p-12f);
+  b.push_back(1 + 0x1p-12f);
+  c.push_back(-1 - 0x1p-11f);
+  Plane<float> out(queue(), static_cast<int>(a.size()), 1);
+  const auto reference = [](float x, float y, float z) {
+    const float result = std::fma(x, y, z);
+    return std::isnan(result) ? 12345.0f : result;
+  };
+  check(queue(), kernel_fusedMultiplyAdd{}, reference, out, Plane<float>(queue(), a),
+        Plane<float>(queue(), b), Plane<float>(queue(), c));
+  EXPECT_EQ(out.get(out.width() - 1, 0), 0x1p-24f);
+}
+
+#if defined(__CUDACC__)
+MIRL_TEST_ON_ALL_DEVICES(PixelsEngine);
+#else
+INSTANTIATE_TEST_SUITE_P(Devices, PixelsEngine, testing::Values(device::getDeviceCount() - 1),
+                         [](const auto& info) { return deviceName(info.param); });
+#endif
+
+}  // namespace
+}  // namespace mirl::test

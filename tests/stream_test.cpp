@@ -1,0 +1,280 @@
+// MirlStream: queues, who owns them, and what happens to operations on dead ones.
+
+#include "support.h"
+
+#include <set>
+
+namespace mirl::test {
+namespace {
+
+class Stream : public DeviceTest {
+ protected:
+  long held() const { return runtime::live().streams - before_; }
+
+ private:
+  long before_ = runtime::live().streams;
+};
+
+/// The id that the next stream will get, found by making one.
+int nextId() {
+  return MirlStream(true).id();
+}
+
+/// Whether operations accept a stream: their status, which must be one for all of them.
+MirlStatus usedInOperations(const MirlStream& stream) {
+  const Pixels<std::uint8_t> pixels = randomPixels<std::uint8_t>(9, 4, 3, 1);
+  MirlImage image = toImage(pixels);
+  MirlImage copied;
+  MirlImage sum;
+  MirlImage converted;
+  Bytes bytes = bytesOf(image);
+  const int row = rowBytes(image);
+  Bytes block(static_cast<std::size_t>(image.pitch()) * 4);
+  const MirlRect all(0, 0, 9, 4);
+  const MirlStatus statuses[] = {
+      image.upload(bytes.data(), row, stream),
+      image.upload(bytes.data(), all, row, {0, 0}, stream),
+      image.download(bytes.data(), row, stream),
+      image.download(bytes.data(), {0, 0}, row, all, stream),
+      image.download(block.data(), stream),
+      image.upload(block.data(), stream),
+      image.copyTo(copied, {0, 0}, all, stream),
+      arithmeticLogical::add(image, image, sum, stream),
+      image.convertTo(converted, MIRL_32F_C3, 1.0f, 0.0f, stream),
+  };
+  stream.sync();
+  for (const MirlStatus status : statuses) EXPECT_EQ(status, statuses[0]);
+  const bool accepted = statuses[0] == MIRL_SUCCESS;
+  EXPECT_TRUE(holds(image, pixels));
+  EXPECT_EQ(copied.isInitialized(), accepted);
+  EXPECT_EQ(sum.isInitialized(), accepted);
+  EXPECT_EQ(converted.isInitialized(), accepted);
+  if (accepted) {
+    EXPECT_TRUE(holds(copied, pixels));
+  }
+  return statuses[0];
+}
+
+TEST_P(Stream, DefaultStaysDefault) {
+  MirlStream stream;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(stream.isDefault());
+    EXPECT_EQ(stream.id(), 0);
+    EXPECT_EQ(stream.ptr(), nullptr);
+    EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+    EXPECT_TRUE(stream.finished());
+    EXPECT_EQ(held(), 0);
+    stream.create();
+    stream.destroy();
+  }
+}
+
+TEST_P(Stream, CreatedHasAQueueAndTheNextId) {
+  const int first = nextId();
+  {
+    const MirlStream a(true);
+    MirlStream b(true);
+    EXPECT_FALSE(a.isDefault());
+    EXPECT_NE(a.ptr(), nullptr);
+    EXPECT_NE(a.ptr(), b.ptr());
+    EXPECT_EQ(a.id(), first);
+    EXPECT_EQ(b.id(), first + 1);
+    const void* handle = b.ptr();
+    b.create();
+    EXPECT_EQ(b.ptr(), handle) << "a second create does nothing";
+    EXPECT_EQ(usedInOperations(a), MIRL_SUCCESS);
+    EXPECT_EQ(usedInOperations(b), MIRL_SUCCESS);
+    EXPECT_TRUE(a.finished());
+    EXPECT_EQ(held(), 2);
+  }
+  EXPECT_EQ(nextId(), first) << "each destructor takes the counter one back";
+}
+
+TEST_P(Stream, DestroyedIsDeadUntilCreatedAgain) {
+  const int first = nextId();
+  MirlStream stream(true);
+  stream.destroy();
+  EXPECT_EQ(held(), 0);
+  EXPECT_FALSE(stream.isDefault());
+  EXPECT_TRUE(stream.finished());
+  stream.sync();
+  EXPECT_EQ(usedInOperations(stream), MIRL_INVALID_ARGUMENT);
+
+  stream.create();
+  EXPECT_EQ(held(), 1);
+  EXPECT_EQ(stream.id(), first);
+  EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+}
+
+// A stream that was destroyed by hand counts once more when its destructor runs.
+TEST_P(Stream, EveryDestroyTakesTheCounterBack) {
+  const int first = nextId();
+  {
+    MirlStream stream(true);
+    stream.destroy();
+    EXPECT_EQ(nextId(), first);
+    stream.destroy();
+    EXPECT_EQ(nextId(), first - 1);
+  }
+  EXPECT_EQ(nextId(), first - 2);
+}
+
+TEST_P(Stream, CopiesShareTheQueue) {
+  for (const bool destroyOriginal : {false, true}) {
+    const int first = nextId();
+    {
+      MirlStream original(true);
+      MirlStream copy(original);
+      MirlStream assigned;
+      assigned = copy;
+      EXPECT_EQ(copy.ptr(), original.ptr());
+      EXPECT_EQ(assigned.ptr(), original.ptr());
+      EXPECT_EQ(assigned.id(), original.id());
+      EXPECT_EQ(held(), 1);
+      EXPECT_EQ(usedInOperations(assigned), MIRL_SUCCESS);
+
+      (destroyOriginal ? original : copy).destroy();
+      EXPECT_EQ(held(), 0);
+      for (const MirlStream* dead : {&original, &copy, &assigned}) {
+        EXPECT_TRUE(dead->finished());
+        dead->sync();
+        EXPECT_EQ(usedInOperations(*dead), MIRL_INVALID_ARGUMENT);
+      }
+      // So that the counter is where it was: the destructor of this one counts a second time.
+      (destroyOriginal ? original : copy).create();
+      EXPECT_EQ(held(), 1);
+    }
+    EXPECT_EQ(held(), 0);
+    EXPECT_EQ(nextId(), first);
+  }
+}
+
+TEST_P(Stream, MovesHandTheQueueOver) {
+  MirlStream a(true);
+  const void* handle = a.ptr();
+  const int id = a.id();
+  MirlStream b(std::move(a));
+  EXPECT_TRUE(a.isDefault());  // NOLINT(bugprone-use-after-move)
+  EXPECT_EQ(a.ptr(), nullptr);
+  EXPECT_EQ(a.id(), 0);
+  EXPECT_EQ(b.ptr(), handle);
+  EXPECT_EQ(b.id(), id);
+
+  MirlStream c(true);
+  EXPECT_EQ(held(), 2);
+  c = std::move(b);
+  EXPECT_EQ(held(), 1) << "the queue that was assigned over is given back";
+  EXPECT_EQ(c.ptr(), handle);
+  MirlStream& itself = c;
+  c = std::move(itself);
+  EXPECT_EQ(c.ptr(), handle);
+  EXPECT_EQ(usedInOperations(a), MIRL_SUCCESS);
+  EXPECT_EQ(usedInOperations(c), MIRL_SUCCESS);
+
+  std::vector<MirlStream> many;
+  for (int i = 0; i < 20; ++i) many.emplace_back(true);
+  EXPECT_EQ(held(), 21);
+  for (const MirlStream& stream : many) EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+}
+
+TEST_P(Stream, FailedCreationWorksAsDefault) {
+  const int first = nextId();
+  const FailNth fail(runtime::Call::stream);
+  MirlStream stream(true);
+  EXPECT_TRUE(stream.isDefault());
+  EXPECT_EQ(stream.ptr(), nullptr);
+  EXPECT_EQ(stream.id(), 0);
+  EXPECT_TRUE(stream.finished());
+  EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+  EXPECT_EQ(held(), 0);
+
+  stream.create();
+  EXPECT_FALSE(stream.isDefault());
+  EXPECT_EQ(stream.id(), first) << "a failed attempt draws no id";
+  EXPECT_EQ(held(), 1);
+}
+
+TEST_P(Stream, FailedDestroyLeavesItAlive) {
+  const int first = nextId();
+  {
+    MirlStream stream(true);
+    const FailNth fail(runtime::Call::stream);
+    stream.destroy();
+    EXPECT_EQ(held(), 1);
+    EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+    EXPECT_EQ(MirlStream(true).id(), first + 1);
+  }
+  EXPECT_EQ(held(), 0);
+  EXPECT_EQ(nextId(), first);
+}
+
+TEST_P(Stream, WorkRunsInOrder) {
+  const MirlSize size(1024, 600);
+  const MirlStream stream(true);
+  const MirlImage first = noiseImage(size, 8, 4, 1);
+  const Bytes last = randomBytes(1024 * 4 * 600, 2);
+  MirlImage image(size, 8, 4);
+  MirlImage out(size, 8, 4);
+  Bytes early(last.size());
+  Bytes late(last.size());
+  const MirlRect all(0, 0, 1024, 600);
+  EXPECT_EQ(first.copyTo(image, {0, 0}, all, stream), MIRL_SUCCESS);
+  EXPECT_EQ(image.download(early.data(), 4096, stream), MIRL_SUCCESS);
+  EXPECT_EQ(image.upload(last.data(), 4096, stream), MIRL_SUCCESS);
+  EXPECT_EQ(image.copyTo(out, {0, 0}, all, stream), MIRL_SUCCESS);
+  EXPECT_EQ(out.download(late.data(), 4096, stream), MIRL_SUCCESS);
+  stream.sync();
+  EXPECT_TRUE(stream.finished());
+  EXPECT_EQ(early, bytesOf(first));
+  EXPECT_EQ(late, last);
+}
+
+TEST_P(Stream, ThreadsMakeStreamsWithTheirOwnIds) {
+  constexpr int kEach = 50;
+  const int first = nextId();
+  std::vector<MirlStream> made[2];
+  onThreads(2, [&](int thread) {
+    for (int i = 0; i < kEach; ++i) made[thread].emplace_back(true);
+  });
+  std::set<int> ids;
+  for (const auto& list : made) {
+    for (const MirlStream& stream : list) ids.insert(stream.id());
+  }
+  EXPECT_EQ(ids.size(), 2u * kEach);
+  EXPECT_EQ(*ids.begin(), first);
+  EXPECT_EQ(*ids.rbegin(), first + 2 * kEach - 1);
+  onThreads(2, [&](int thread) { made[thread].clear(); });
+  EXPECT_EQ(nextId(), first);
+}
+
+TEST_P(Stream, OneStreamServesTwoThreads) {
+  const MirlStream stream(true);
+  onThreads(2, [&](int) {
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
+  });
+  EXPECT_TRUE(stream.finished());
+  // Whichever copy comes first destroys it, and only one of them does.
+  MirlStream copies[2] = {stream, stream};
+  onThreads(2, [&](int thread) { copies[thread].destroy(); });
+  EXPECT_EQ(held(), 0);
+}
+
+TEST_P(Stream, OfAnotherDeviceIsAMismatch) {
+  if (device::getDeviceCount() < 2) GTEST_SKIP() << "needs a second device";
+  for (const int other : allDevices()) {
+    if (other == GetParam()) continue;
+    device::setCurrentDevice(other);
+    MirlStream stream(true);
+    device::setCurrentDevice(GetParam());
+    EXPECT_EQ(usedInOperations(stream), MIRL_MISMATCH);
+    stream.destroy();
+    EXPECT_EQ(usedInOperations(stream), MIRL_MISMATCH) << "its device is looked at first";
+    stream.create();
+    EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS) << "created anew on the current device";
+  }
+}
+
+MIRL_TEST_ON_ALL_DEVICES(Stream);
+
+}  // namespace
+}  // namespace mirl::test
