@@ -29,14 +29,15 @@ struct BlockPositions {
 };
 
 template <class Sampler, class Map>
-void locate(const Map& map, int x, int y, BlockPositions& at) {
+void locate(const Map map, int x, int y, BlockPositions& at) {
   for (int i = 0; i < kBlock; ++i) {
-    const Point point = map(x + i, y);
-    const Position across = Sampler::locate(point.x);
-    const Position down = Sampler::locate(point.y);
+    const Position across = Sampler::locate(map(x + i, y).x);
     at.x[i] = across.index;
-    at.y[i] = down.index;
     at.acrossFraction[i] = across.fraction;
+  }
+  for (int i = 0; i < kBlock; ++i) {
+    const Position down = Sampler::locate(map(x + i, y).y);
+    at.y[i] = down.index;
     at.downFraction[i] = down.fraction;
   }
 }

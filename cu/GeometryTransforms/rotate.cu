@@ -50,7 +50,7 @@ struct NormalizedElements {
     }
   }
 
-  /// The exact product of value and greatest, truncated.
+  /// The exact product of value and greatest, truncated. Blends of 0 to 1 stay within that.
   MIRL_HD static T store(float value) {
     if constexpr (std::is_same_v<T, float>) {
       return value;
@@ -61,10 +61,9 @@ struct NormalizedElements {
 #else
       // The rounded product may have reached a whole number that the exact one doesn't: the sign of
       // the difference tells.
-      const auto whole = static_cast<int>(engine::truncateTo(value * kGreatest, kGreatest));
+      const auto whole = static_cast<int>(value * kGreatest);
       const float beyond = engine::fusedMultiplyAdd(value, kGreatest, -static_cast<float>(whole));
-      const int corrected = whole + (std::bit_cast<int>(beyond) >> 31);
-      return static_cast<T>(corrected > 0 ? corrected : 0);
+      return static_cast<T>(whole + (std::bit_cast<int>(beyond) >> 31));
 #endif
     }
   }

@@ -3,10 +3,12 @@
 #include "stage.h"
 
 #include <span>
+#include <vector>
 
 namespace gallery {
 
-/// One thing that the gallery shows.
+/// One thing that the gallery shows. A new operation is a new entry in the table of its family: the
+/// picture runs it once through Stage::run, which keeps its time, and returns what is to be seen.
 struct Show {
   const char* section;    ///< the heading that it stands under
   const char* operation;  ///< its name in the library
@@ -17,7 +19,11 @@ struct Show {
   MirlImage (*picture)(Stage&);
 };
 
+/// The tables, one for each family.
+std::span<const Show> basicShows();
+std::span<const Show> filteringShows();
+
 /// All of them, in the order of the page.
-std::span<const Show> shows();
+std::vector<Show> shows();
 
 }  // namespace gallery

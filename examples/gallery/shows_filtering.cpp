@@ -1,0 +1,63 @@
+#include "shows.h"
+
+// Linear filters.
+
+namespace gallery {
+namespace {
+
+constexpr const char* kFilters = "Linear filtering";
+
+/// The photo through a filter.
+MirlImage through(Stage& s, const MirlImage& image, const MirlFilter& filter) {
+  return s.run(
+      [&](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+        return mirl::imageFiltering::imageFilter(in, out, filter, stream);
+      },
+      image);
+}
+
+/// A derivative of the gray photo in float, gray standing for 0.
+MirlImage derivative(Stage& s, const MirlFilter& filter, float gain) {
+  const MirlImage gray = s.in(MIRL_32F_C1, s.gray, 1);
+  return s.in(MIRL_8U_C1, through(s, gray, filter), gain, 128);
+}
+
+const Show kShows[] = {
+    {kFilters, "imageFilter", "average of 9x9", "building", false,
+     [](Stage& s) { return through(s, s.photo, MirlSpecialFilters::average(MirlSize(9, 9))); }},
+    {kFilters, "imageFilter", "Gaussian of 15x15, sigma 3", "building", false,
+     [](Stage& s) {
+       return through(s, s.photo, MirlSpecialFilters::gaussian(MirlSize(15, 15), 3));
+     }},
+    {kFilters, "imageFilter", "unsharp, alpha 0.2", "fruits", false,
+     [](Stage& s) { return through(s, s.photo, MirlSpecialFilters::unsharp(0.2f)); }},
+    {kFilters, "imageFilter", "Laplacian, alpha 0.2, x 2; gray is 0", "building", false,
+     [](Stage& s) { return derivative(s, MirlSpecialFilters::laplacian(0.2f), 2); }},
+    {kFilters, "imageFilter", "Sobel along x; gray is 0", "building", false,
+     [](Stage& s) { return derivative(s, MirlSpecialFilters::sobel(), 0.5f); }},
+    {kFilters, "imageFilter", "Scharr along x; gray is 0", "building", false,
+     [](Stage& s) { return derivative(s, MirlSpecialFilters::scharr(), 0.125f); }},
+    {kFilters, "imageFilter", "Prewitt along x; gray is 0", "building", false,
+     [](Stage& s) { return derivative(s, MirlSpecialFilters::prewitt(), 0.67f); }},
+    {kFilters, "imageFilter", "motion of 31 pixels, a filter of one row", "fruits", false,
+     [](Stage& s) { return through(s, s.photo, MirlSpecialFilters::average(MirlSize(31, 1))); }},
+    {kFilters, "imageFilter", "a Gaussian inside a region only", "baboon", false,
+     [](Stage& s) {
+       const MirlRect region(s.photo.width() / 4, s.photo.height() / 4, s.photo.width() / 2,
+                             s.photo.height() / 2);
+       const MirlFilter filter = MirlSpecialFilters::gaussian(MirlSize(21, 21), 5);
+       return s.run(
+           [&](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+             return mirl::imageFiltering::imageFilter(in, out, region, filter, true, stream);
+           },
+           s.photo);
+     }},
+};
+
+}  // namespace
+
+std::span<const Show> filteringShows() {
+  return kShows;
+}
+
+}  // namespace gallery
