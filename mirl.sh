@@ -169,6 +169,9 @@ gpu_test() {
 
   configure cuda "${options[@]}"
   build cuda -j "$(nproc)"
+  # Without this the tests would pass on the host device alone.
+  [[ $("$root/build/cuda/tests/arithmetic_test" --gtest_list_tests) == *"/Gpu0"* ]] ||
+    die "nvidia-smi sees a GPU but the library doesn't: is the driver as new as the CUDA toolkit?"
   run_tests cuda
   if is_there libbenchmark-dev; then run_bench cuda; fi
 }

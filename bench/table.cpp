@@ -29,7 +29,7 @@ TableReporter::Row& TableReporter::rowOf(const std::string& operation, const std
   for (Row& row : rows_) {
     if (row.operation == operation && row.size == size && row.device == device) return row;
   }
-  rows_.push_back({operation, size, device, 0, {}});
+  rows_.push_back({operation, size, device, 0, 0, {}});
   return rows_.back();
 }
 
@@ -39,6 +39,7 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
     const std::vector<std::string> parts = split(run.run_name.function_name, '|');
     const std::vector<std::string> who = split(parts[2], ' ');
     Row& row = rowOf(parts[0], parts[1], who[0]);
+    row.pixels = run.counters.at("pixels");
     row.bytes = run.counters.at("bytes");
     const std::string what = who.size() > 1 ? who[1] : "";
     double& best = row.milliseconds[what];
@@ -50,15 +51,16 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void TableReporter::printTable() const {
   std::fprintf(stderr, "\r\033[K");
-  std::printf("\n%-28s %10s %5s %9s %8s %7s   %s\n", "operation", "size", "dev", "ms", "GB/s",
-              "of copy", "peer: its ms, times as fast as it");
+  std::printf("\n%-28s %10s %5s %9s %8s %8s %7s   %s\n", "operation", "size", "dev", "ms", "ns/px",
+              "GB/s", "of copy", "peer: its ms, times as fast as it");
   double logSum = 0;
   int peers = 0;
   for (const Row& row : rows_) {
     const auto ours = row.milliseconds.find("");
     if (ours == row.milliseconds.end()) continue;
-    std::printf("%-28s %10s %5s %9.4f %8.1f", row.operation.c_str(), row.size.c_str(),
-                row.device.c_str(), ours->second, row.bytes / ours->second / 1e6);
+    std::printf("%-28s %10s %5s %9.4f %8.4f %8.1f", row.operation.c_str(), row.size.c_str(),
+                row.device.c_str(), ours->second, 1e6 * ours->second / row.pixels,
+                row.bytes / ours->second / 1e6);
     for (const auto& [what, time] : row.milliseconds) {
       if (what == "copy") std::printf(" %6.0f%%", 100.0 * time / ours->second);
     }

@@ -21,6 +21,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
     std::string operation;
     std::string size;
     std::string device;
+    double pixels = 0;
     double bytes = 0;
     std::map<std::string, double> milliseconds;  // "" is ours, else "copy", "OpenCV", "NPP"
   };

@@ -37,11 +37,19 @@ MIRL_HD inline float toFloat(T element) {
 #endif
 }
 
+/// A float that is known to lie between 0 and 2^23 - 1, truncated.
+MIRL_HD inline unsigned truncateInRange(float value) {
+#if defined(__CUDA_ARCH__)
+  return __float_as_uint(__fadd_rz(value, 8388608.0f)) & 0x007FFFFFu;
+#else
+  return static_cast<unsigned>(static_cast<int>(value));
+#endif
+}
+
 /// A float limited to 0 to `limit` (at most 2^23 - 1) and truncated toward zero; NaN gives 0.
 MIRL_HD inline unsigned truncateTo(float value, float limit) {
 #if defined(__CUDA_ARCH__)
-  const float limited = fminf(fmaxf(value, 0.0f), limit);
-  return __float_as_uint(__fadd_rz(limited, 8388608.0f)) & 0x007FFFFFu;
+  return truncateInRange(fminf(fmaxf(value, 0.0f), limit));
 #else
   // Floats from 0 up are ordered as their bits are, and integer comparisons are what compilers turn
   // into vector minima and maxima. What is above the bits of infinity is a NaN.
@@ -50,7 +58,7 @@ MIRL_HD inline unsigned truncateTo(float value, float limit) {
   const int positive = number > 0 ? number : 0;
   const int limitBits = std::bit_cast<int>(limit);
   const int limited = positive < limitBits ? positive : limitBits;
-  return static_cast<unsigned>(static_cast<int>(std::bit_cast<float>(limited)));
+  return truncateInRange(std::bit_cast<float>(limited));
 #endif
 }
 

@@ -47,9 +47,12 @@ auto* itemAt(T* row, std::ptrdiff_t x) {
   return reinterpret_cast<Byte*>(row) + x * std::ptrdiff_t{sizeof(T)};
 }
 
-/// Items of a row that the host works on at a time: few enough for the nearest cache.
+/// Items of a row that the host works on at a time. The planes of pixels, twice as many channels and
+/// what they come from and go to, must fit the nearest cache together.
 template <class... Items>
-inline constexpr std::ptrdiff_t kPiece = 4096 / std::max({kElementBytes<Items>...});
+inline constexpr std::ptrdiff_t kPiece =
+    (((sizeof(Items) > kElementBytes<Items>) || ...) ? 1024 : 4096) /
+    std::max({kElementBytes<Items>...});
 
 /// Reads and writes the items of a piece. Pixels stand there in planes, so that the code that
 /// computes one pixel becomes vector code for many.
@@ -138,6 +141,17 @@ void mapPiece(const F f, int x, int count, const Cursor<Out> out, const Cursor<I
   for (int i = 0; i < count; ++i) out.put(i, call(f, x + i, in.get(i)...));
 }
 
+/// What a functor does of a piece with explicit vectors of its own, as `vectors(count, out, in...)`:
+/// it returns how many of the first items those were.
+template <class F, class... In>
+std::ptrdiff_t mapVectors(const F& f, std::ptrdiff_t count, char* out, const In*... in) {
+  if constexpr (requires { f.vectors(count, out, in...); }) {
+    return f.vectors(count, out, in...);
+  } else {
+    return 0;
+  }
+}
+
 template <class F, class Out, class... In>
 void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const In*... in) {
   constexpr std::ptrdiff_t kCapacity = kPiece<Out, In...>;
@@ -147,14 +161,17 @@ void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const I
   for (std::ptrdiff_t x = 0; x < width; x += kCapacity) {
     const std::ptrdiff_t count = std::min(kCapacity, width - x);
     char* const target = pastCaches ? piece : itemAt(out, x);
-    const Cursor<Out> cursor = prepare(outPlanes, target);
+    const std::ptrdiff_t done = mapVectors(f, count, target, itemAt(in, x)...);
+    const std::ptrdiff_t rest = count - done;
+    char* const restTarget = target + done * std::ptrdiff_t{sizeof(Out)};
+    const Cursor<Out> cursor = prepare(outPlanes, restTarget);
     std::apply(
         [&](auto&... planes) {
-          mapPiece(f, static_cast<int>(x), static_cast<int>(count), cursor,
-                   fetch(planes, itemAt(in, x), count)...);
+          mapPiece(f, static_cast<int>(x + done), static_cast<int>(rest), cursor,
+                   fetch(planes, itemAt(in, x + done), rest)...);
         },
         inPlanes);
-    deliver(cursor, target, count);
+    deliver(cursor, restTarget, rest);
     if (pastCaches) {
       runtime::streamCopy(itemAt(out, x), piece, static_cast<std::size_t>(count) * sizeof(Out));
     }

@@ -9,16 +9,14 @@
 #include "engine/numbers.h"
 #include "engine/select.h"
 
-#include <bit>
-
 namespace mirl::engine {
 
 /// `value` unless it is above `limit`, a positive number. Integers because compilers know vector
 /// minima of those: the bits of negative floats are negative integers.
 MIRL_HD inline float limitedTo(float value, float limit) {
-  const int bits = std::bit_cast<int>(value);
-  const int limitBits = std::bit_cast<int>(limit);
-  return std::bit_cast<float>(bits < limitBits ? bits : limitBits);
+  const int bits = static_cast<int>(bitsOf(value));
+  const int limitBits = static_cast<int>(bitsOf(limit));
+  return floatOf(static_cast<unsigned>(bits < limitBits ? bits : limitBits));
 }
 
 /// The root or power of what isn't finite is that itself: `result` for other `x` above 0.

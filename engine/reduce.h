@@ -190,15 +190,24 @@ class HostLanes {
     }
   }
 
-  void addWhole(const char* run, int times) {
+  /// A lane takes several elements at a time, so that it is fetched and put back less often.
+  template <int Times>
+  void addTimes(const char*& run, int& times) {
     const R reducer = reducer_;
-    Lane lanes[kLanes];  // nothing else points here, so they may stay in registers
-    std::copy_n(lanes_, kLanes, lanes);
-    for (; times > 0; --times, run += kLanes * sizeof(Element)) {
+    for (; times >= Times; times -= Times, run += Times * kLanes * sizeof(Element)) {
 #pragma GCC ivdep
-      for (int i = 0; i < kLanes; ++i) lanes[i] = added(reducer, lanes[i], elementAt(run, i), i);
+      for (int i = 0; i < kLanes; ++i) {
+        Lane lane = lanes_[i];
+        for (int k = 0; k < Times; ++k) lane = added(reducer, lane, elementAt(run, i + k * kLanes), i);
+        lanes_[i] = lane;
+      }
     }
-    std::copy_n(lanes, kLanes, lanes_);
+  }
+
+  void addWhole(const char* run, int times) {
+    addTimes<8>(run, times);
+    addTimes<4>(run, times);
+    addTimes<1>(run, times);
   }
 
   void addPart(const char* run, int count, int first) {

@@ -5,6 +5,7 @@
 // wholly inside the source, or wholly outside: the first are fetched without tests and blended in
 // vector loops, and only those in between go pixel by pixel.
 
+#include "engine/element_pairs.h"
 #include "engine/samplers.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -18,7 +19,8 @@ namespace mirl::engine::resample {
 /// Pixels of a block: two of the longest vectors.
 inline constexpr int kBlock = 32;
 inline constexpr int kTileWidth = 256;
-inline constexpr int kTileHeight = 32;
+inline constexpr int kTileHeight = 64;
+inline constexpr int kRowsAhead = 4;
 
 /// Where the pixels of a block come from.
 struct BlockPositions {
@@ -68,34 +70,6 @@ Cover coverOf(const BlockPositions& at, int width, int height) {
   return Cover::mixed;
 }
 
-template <std::size_t Bytes>
-struct WordOfBytes;
-template <>
-struct WordOfBytes<2> {
-  using type = std::uint16_t;
-};
-template <>
-struct WordOfBytes<4> {
-  using type = std::uint32_t;
-};
-template <>
-struct WordOfBytes<8> {
-  using type = std::uint64_t;
-};
-
-/// Two neighbouring elements in one word, and each of them.
-template <class T>
-using Pair = typename WordOfBytes<2 * sizeof(T)>::type;
-
-template <class T>
-T elementOf(Pair<T> pair, bool second) {
-  const auto bits = static_cast<typename std::conditional_t<
-      sizeof(T) == 1, std::uint8_t,
-      std::conditional_t<sizeof(T) == 2, std::uint16_t, std::uint32_t>>>(
-      second ? pair >> (8 * sizeof(T)) : pair);
-  return std::bit_cast<T>(bits);
-}
-
 /// A block of one channel whose taps are all inside, from pairs of neighbours.
 template <class Codec, class T>
 void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 1>>& in,
@@ -111,10 +85,8 @@ void blendInside(const Codec& codec, const BlockPositions& at, const View<const 
   for (int i = 0; i < kBlock; ++i) {
     const float across[1] = {at.acrossFraction[i]};
     const float down[1] = {at.downFraction[i]};
-    const float above[2] = {codec.load(elementOf<T>(upper[i], false)),
-                            codec.load(elementOf<T>(upper[i], true))};
-    const float below[2] = {codec.load(elementOf<T>(lower[i], false)),
-                            codec.load(elementOf<T>(lower[i], true))};
+    const float above[2] = {codec.load(firstOf<T>(upper[i])), codec.load(secondOf<T>(upper[i]))};
+    const float below[2] = {codec.load(firstOf<T>(lower[i])), codec.load(secondOf<T>(lower[i]))};
     const float lines[2] = {Bilinear::blend(above, across), Bilinear::blend(below, across)};
     made[i] = codec.store(Bilinear::blend(lines, down));
   }
@@ -213,6 +185,22 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
   }
 }
 
+/// Asks for what a row further down will read. A turned source is no stream that the processor
+/// would recognise by itself.
+template <class Map, class T, int C>
+void prefetchRow(const Map& map, const View<const Pixel<T, C>>& in, int x, int end, int y) {
+  constexpr int kLine = 64;
+  constexpr int kStep = kLine / static_cast<int>(sizeof(Pixel<T, C>)) < kBlock
+                            ? kLine / static_cast<int>(sizeof(Pixel<T, C>))
+                            : kBlock;
+  for (; end - x > kStep; x += kStep) {
+    const Point point = map(x, y);
+    const int column = EdgeBorder::limit(positionOf(point.x).index, in.width);
+    const int row = EdgeBorder::limit(positionOf(point.y).index, in.height);
+    __builtin_prefetch(rowBytes(in, row) + column * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+  }
+}
+
 template <class Sampler, class Border, class Map, class Codec, class T, int C>
 void mapOnHost(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
                const View<const Pixel<T, C>>& in) {
@@ -226,6 +214,7 @@ void mapOnHost(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
       for (int left = 0; left < out.width; left = right) {
         right = left + std::min(kTileWidth, out.width - left);
         for (int y = top; y < bottom; ++y) {
+          if (bottom - y > kRowsAhead) prefetchRow(map, in, left, right, y + kRowsAhead);
           sampleRow<Sampler, Border>(map, codec, out, in, left, right, y);
         }
       }

@@ -4,6 +4,7 @@
 // kept as long as destination rows need them, and destination rows are blended of those lines. What
 // columns have in common is tabled once for the call.
 
+#include "engine/element_pairs.h"
 #include "engine/resample_windows.h"
 #include "engine/samplers.h"
 #include "engine/view.h"
@@ -290,9 +291,11 @@ void halveRows(const Codec& codec, const char* above, const char* below, std::pt
   if constexpr (C == 1) {
 #pragma GCC ivdep
     for (std::ptrdiff_t x = 0; x < count; ++x) {
-      const auto upper = loadItem<Pixel<T, 2>>(above, x);
-      const auto lower = loadItem<Pixel<T, 2>>(below, x);
-      storeItem(out, x, meanOf(codec, upper.v[0], upper.v[1], lower.v[0], lower.v[1]));
+      const auto upper = loadItem<Pair<T>>(above, x);
+      const auto lower = loadItem<Pair<T>>(below, x);
+      storeItem(out, x,
+                meanOf(codec, firstOf<T>(upper), secondOf<T>(upper), firstOf<T>(lower),
+                       secondOf<T>(lower)));
     }
   } else {
     // The means of all neighbours, one next to the other, and every second pixel of them.

@@ -43,22 +43,29 @@ struct Position {
   float fraction;
 };
 
-/// The position of a float coordinate. Coordinates beyond 2^30, and NaN, count as that far out.
+/// The position of a float coordinate. Coordinates beyond 2^30 count as that far out, and NaN as
+/// far out to the left.
 MIRL_HD inline Position positionOf(float coordinate) {
-  const float below = std::floor(coordinate);
+#if defined(__CUDA_ARCH__)
+  constexpr float kFar = 1073741824.0f;
+  const float limited = fminf(fmaxf(coordinate, -kFar), kFar);
+  const int whole = __float2int_rd(limited);
+  return {whole, limited - static_cast<float>(whole)};
+#else
+  // As in truncateTo, arithmetic on integers is what becomes vector code; and so are conversions to
+  // whole numbers, where the usual floor isn't.
   constexpr int kFar = 0x4E800000;  // the bits of 2^30
-#if defined(__CUDA_ARCH__)
-  const int bits = __float_as_int(below);
-#else
-  const int bits = std::bit_cast<int>(below);
-#endif
-  // As in truncateTo, integer comparisons are what becomes vector code.
+  constexpr int kInfinity = 0x7F800000;
+  const int bits = std::bit_cast<int>(coordinate);
   const int magnitude = bits & 0x7FFFFFFF;
-  const int limited = (magnitude < kFar ? magnitude : kFar) | (bits & ~0x7FFFFFFF);
-#if defined(__CUDA_ARCH__)
-  return {static_cast<int>(__int_as_float(limited)), coordinate - below};
-#else
-  return {static_cast<int>(std::bit_cast<float>(limited)), coordinate - below};
+  const int isNan = (kInfinity - magnitude) >> 31;  // all bits or none
+  const int sign = (bits | isNan) & ~0x7FFFFFFF;
+  const auto limited = std::bit_cast<float>((magnitude < kFar ? magnitude : kFar) | sign);
+  const int whole = static_cast<int>(limited);
+  // Truncation has gone one too far up if what remains is negative; + 0 makes 0 of -0.
+  const float rest = limited - static_cast<float>(whole) + 0.0f;
+  const int step = std::bit_cast<int>(rest) >> 31;
+  return {whole + step, rest - static_cast<float>(step)};
 #endif
 }
 

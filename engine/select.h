@@ -12,10 +12,18 @@
 namespace mirl::engine {
 
 MIRL_HD inline float floatOf(unsigned bits) {
+#if defined(__CUDA_ARCH__)
+  return __uint_as_float(bits);
+#else
   return std::bit_cast<float>(bits);
+#endif
 }
 MIRL_HD inline unsigned bitsOf(float value) {
+#if defined(__CUDA_ARCH__)
+  return __float_as_uint(value);
+#else
   return std::bit_cast<unsigned>(value);
+#endif
 }
 
 /// `chosen ? a : b` for floats and unsigned integers.

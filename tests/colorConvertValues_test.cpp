@@ -54,8 +54,8 @@ void check(const Convert& convert, const Pixels<T>& source, MirlChannelSeq seque
   for (int y = 0; y < source.height; ++y) {
     for (int x = 0; x < source.width; ++x) {
       const Values<T> values = expected(&source.values[source.index(x, y, 0)], x);
-      std::copy_n(values.begin(), channels, want.values.begin() +
-                  static_cast<std::ptrdiff_t>(want.index(x, y, 0)));
+      std::copy_n(values.begin(), channels,
+                  want.values.begin() + static_cast<std::ptrdiff_t>(want.index(x, y, 0)));
     }
   }
   MirlImage out = toImage(Pixels<T>(source.width, source.height, channels), outPitch);
@@ -155,7 +155,9 @@ TEST_P(ColorConvertValues, Gray) {
   checkType(Word{});
   checkType(float{});
   check(gray, Pixels<Byte>(3, {255, 255, 255, 0, 0, 0, 0, 0, 255}), MIRL_CHANNELSEQ_BGR, 1,
-        [](const Byte*, int x) { return Values<Byte>{std::array<Byte, 3>{255, 0, 76}[size_t(x)]}; });
+        [](const Byte*, int x) {
+          return Values<Byte>{std::array<Byte, 3>{255, 0, 76}[size_t(x)]};
+        });
   check(gray, Pixels<Word>(4, {65535, 65535, 65535, 9}), MIRL_CHANNELSEQ_RGBA, 1,
         [](const Word*, int) { return Values<Word>{65535}; });
 }
@@ -168,8 +170,9 @@ TEST_P(ColorConvertValues, GrayOfEveryColour) {
 }
 
 TEST_P(ColorConvertValues, GrayWithWeights) {
-  const double weights[][3] = {{0.2126, 0.7152, 0.0722}, {1, 1, 1},     {-1, 0.5, 2},
-                               {0, 0, 0},                {1e39, -1, 0}, {0.1, 0.2, std::nan("")}};
+  const double weights[][3] = {
+      {0.2126, 0.7152, 0.0722}, {1, 1, 1}, {-1, 0.5, 2}, {0, 0, 0}, {1e39, -1, 0},
+      {0.1, 0.2, std::nan("")}};
   for (const auto& [red, green, blue] : weights) {
     const Convert gray = of<MirlScalar>(rgb2gray, MirlScalar(red, green, blue));
     const auto r = static_cast<float>(red), g = static_cast<float>(green),
@@ -289,7 +292,7 @@ TEST_P(ColorConvertValues, Uyvy) {
 TEST_P(ColorConvertValues, Ycbcr) {
   const auto checkType = [&]<class T>(T) {
     const float white = std::is_same_v<T, float> ? 1.0f : float(std::numeric_limits<T>::max());
-    const auto apply = [](const float (&table)[3][4], float k, float m, float a, float b, float d,
+    const auto apply = [](const float(&table)[3][4], float k, float m, float a, float b, float d,
                           bool blueFirst) {
       float rows[3];
       for (int i = 0; i < 3; ++i) {
@@ -306,7 +309,8 @@ TEST_P(ColorConvertValues, Ycbcr) {
                                       {-37.797f, -74.203f, 112, 128},
                                       {112, -93.786f, -18.214f, 128}};
       const float c0 = p[0], c2 = p[2];
-      return apply(kTable, 1.0f / 255, m, blueFirst ? c2 : c0, p[1], blueFirst ? c0 : c2, blueFirst);
+      return apply(kTable, 1.0f / 255, m, blueFirst ? c2 : c0, p[1], blueFirst ? c0 : c2,
+                   blueFirst);
     };
     const auto back = [&](const T* p, bool blueFirst) {
       constexpr float kTable[3][4] = {{0.0045662f, 0, 0.0062589f, -0.8742024f},
@@ -363,12 +367,18 @@ Values<Byte> bgrOf(int h, int s, int v) {
   const int p = (v * (255 - s)) >> 8, q = (v * (255 - ((s * remainder) >> 8))) >> 8,
             t = (v * (255 - ((s * (255 - remainder)) >> 8))) >> 8;
   switch (region) {
-    case 0: return bytes(p, t, v);
-    case 1: return bytes(p, v, q);
-    case 2: return bytes(t, v, p);
-    case 3: return bytes(v, q, p);
-    case 4: return bytes(v, p, t);
-    default: return bytes(q, p, v);
+    case 0:
+      return bytes(p, t, v);
+    case 1:
+      return bytes(p, v, q);
+    case 2:
+      return bytes(t, v, p);
+    case 3:
+      return bytes(v, q, p);
+    case 4:
+      return bytes(v, p, t);
+    default:
+      return bytes(q, p, v);
   }
 }
 
@@ -413,9 +423,7 @@ double linear(double v) {
 /// L, a and b of red, green and blue from 0 to 1.
 std::array<double, 3> labOf(double red, double green, double blue) {
   const double r = linear(red), g = linear(green), b = linear(blue);
-  const auto f = [](double v) {
-    return v > 0.008856 ? std::cbrt(v) : 7.787 * v + 16.0 / 116;
-  };
+  const auto f = [](double v) { return v > 0.008856 ? std::cbrt(v) : 7.787 * v + 16.0 / 116; };
   const double x = f((0.412453 * r + 0.35758 * g + 0.180423 * b) / 95.047),
                y = f((0.212671 * r + 0.71516 * g + 0.072169 * b) / 100),
                z = f((0.019334 * r + 0.119193 * g + 0.950227 * b) / 108.883);
@@ -428,8 +436,7 @@ std::array<double, 3> rgbOf(double lightness, double a, double b) {
   const auto value = [](double f) {
     return f * f * f > 0.008856 ? f * f * f : (f - 16.0 / 116) / 7.787;
   };
-  const double x = value(a / 500 + fy) * 0.95047, y = value(fy),
-               z = value(fy - b / 200) * 1.08883;
+  const double x = value(a / 500 + fy) * 0.95047, y = value(fy), z = value(fy - b / 200) * 1.08883;
   const auto companded = [](double v) {
     return v > 0.0031308 ? 1.055 * std::pow(v, 1 / 2.4) - 0.055 : 12.92 * v;
   };

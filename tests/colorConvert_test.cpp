@@ -39,20 +39,56 @@ constexpr MirlStatus kNoDepth = MIRL_DEPTH_NOT_SUPPORTED;
 constexpr MirlStatus kNoType = MIRL_TYPE_NOT_SUPPORTED;
 
 const Rule kRules[] = {
-    {"rgb2gray", rgb2gray, false, {3, 4},
-     {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3}, 1, kNoChannels, MIRL_MISMATCH},
-    {"rgb2gray with weights", weightedGray, false, {3}, {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3}, 1,
-     kNoChannels, MIRL_MISMATCH},
+    {"rgb2gray",
+     rgb2gray,
+     false,
+     {3, 4},
+     {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3},
+     1,
+     kNoChannels,
+     MIRL_MISMATCH},
+    {"rgb2gray with weights",
+     weightedGray,
+     false,
+     {3},
+     {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3},
+     1,
+     kNoChannels,
+     MIRL_MISMATCH},
     {"gray2rgb", gray2rgb, false, {1}, {MIRL_8U_C1, MIRL_16U_C1, MIRL_32F_C1}, 3, kNoType, kNoType},
     // Of these two the depth alone decides: signed elements are read as unsigned.
-    {"rgb2yuv", rgb2yuv, true, {3}, {MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3}, 3,
-     MIRL_MISMATCH, kNoDepth},
-    {"yuv2rgb", yuv2rgb, true, {3}, {MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3}, 3,
-     MIRL_MISMATCH, kNoDepth},
+    {"rgb2yuv",
+     rgb2yuv,
+     true,
+     {3},
+     {MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3},
+     3,
+     MIRL_MISMATCH,
+     kNoDepth},
+    {"yuv2rgb",
+     yuv2rgb,
+     true,
+     {3},
+     {MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3},
+     3,
+     MIRL_MISMATCH,
+     kNoDepth},
     {"rgb2yuv422", rgb2yuv422, true, {3}, {MIRL_8U_C3}, 2, MIRL_MISMATCH, kNoType},
-    {"rgb2ycbcr", rgb2ycbcr, true, {3}, {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3}, 3, MIRL_MISMATCH,
+    {"rgb2ycbcr",
+     rgb2ycbcr,
+     true,
+     {3},
+     {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3},
+     3,
+     MIRL_MISMATCH,
      kNoType},
-    {"ycbcr2rgb", ycbcr2rgb, true, {3}, {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3}, 3, MIRL_MISMATCH,
+    {"ycbcr2rgb",
+     ycbcr2rgb,
+     true,
+     {3},
+     {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3},
+     3,
+     MIRL_MISMATCH,
      kNoType},
     {"rgb2hsv", rgb2hsv, true, {3}, {MIRL_8U_C3, MIRL_32F_C3}, 3, MIRL_MISMATCH, kNoDepth},
     {"hsv2rgb", hsv2rgb, true, {3}, {MIRL_8U_C3, MIRL_32F_C3}, 3, MIRL_MISMATCH, kNoDepth},
@@ -96,8 +132,8 @@ TEST_P(ColorConvert, EveryPairOfTypes) {
     SCOPED_TRACE(rule.name);
     int successes = 0;
     for (int from = 0; from < 28; ++from) {
-      const MirlImage source = noiseImage({5, 3}, allFormats()[static_cast<std::size_t>(from)].depth,
-                                          from % 4 + 1, 1);
+      const MirlImage source =
+          noiseImage({5, 3}, allFormats()[static_cast<std::size_t>(from)].depth, from % 4 + 1, 1);
       for (int to = 0; to < 28; ++to) {
         MirlImage out(5, 3, static_cast<MirlType>(to));
         fillBlock(out, kGuard);
@@ -146,8 +182,8 @@ TEST_P(ColorConvert, SequencesThatMeanNothingWriteNothing) {
     for (const MirlType type : rule.served) {
       for (const MirlChannelSeq from : anySequence()) {
         for (const MirlChannelSeq to : anySequence()) {
-          SCOPED_TRACE(testing::Message() << rule.name << ", type " << type << ", sequences " << from
-                                          << ", " << to);
+          SCOPED_TRACE(testing::Message()
+                       << rule.name << ", type " << type << ", sequences " << from << ", " << to);
           MirlImage source = noiseImage({5, 3}, allFormats()[static_cast<std::size_t>(type)].depth,
                                         type % 4 + 1, 1);
           MirlImage out(5, 3, source.depth(), rule.outChannels);
@@ -163,7 +199,8 @@ TEST_P(ColorConvert, SequencesThatMeanNothingWriteNothing) {
         }
       }
       MirlImage source = noiseImage({5, 3}, allFormats()[static_cast<std::size_t>(type)].depth,
-                                    type % 4 + 1, 1), made;
+                                    type % 4 + 1, 1),
+                made;
       source.setChannelSequence(MIRL_CHANNELSEQ_UNSET);
       EXPECT_EQ(rule.run(source, made, MirlStream()), MIRL_SUCCESS) << rule.name;
       EXPECT_TRUE(made.isInitialized()) << rule.name;
@@ -238,7 +275,10 @@ TEST_P(ColorConvert, OrderOfChecks) {
         {"channels", two, {}, dead, kNoChannels},
         {"stream", source, {9, 9, 8, 2}, dead, MIRL_INVALID_ARGUMENT},
         {"stream", source, {}, dead, MIRL_INVALID_ARGUMENT},
-        {"channels of the destination, before its size", source, {9, 9, 8, 4}, ok,
+        {"channels of the destination, before its size",
+         source,
+         {9, 9, 8, 4},
+         ok,
          isGray2rgb(rule) ? MIRL_MISMATCH : rule.otherOutChannels},
         {"width", source, {5, 3, depth, rule.outChannels}, ok, MIRL_MISMATCH},
         {"height", source, {4, 4, depth, rule.outChannels}, ok, MIRL_MISMATCH},

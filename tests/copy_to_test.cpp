@@ -145,7 +145,7 @@ TEST_P(CopyTo, Statuses) {
       {{0, 0, 2, 2}, {INT_MIN, INT_MIN}, kBad, kBad},
       {{0, 0, 2, 2}, {INT_MAX, 0}, kBad, kBad},
       {{0, 0, 2, 2}, {0, INT_MAX}, kBad, kBad},
-      {{0, 0, 2, 2}, {0x55555555, 0}, kBad, kBad},  // 3 * that is 2^32 - 1
+      {{0, 0, 2, 2}, {0x55555556, 0}, kBad, kBad},  // 3 * that is 2^32 + 2
       {{-1, 0, 2, 2}, {0, 0}, kBad, kBad},
       {{0, -1, 2, 2}, {0, 0}, kBad, kBad},
       {{0, 0, -1, 2}, {0, 0}, kBad, kBad},

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <climits>
-#include <memory>
 
 namespace mirl::test {
 namespace {
@@ -154,35 +153,38 @@ TEST_P(Device, DeadImagesFreeNothing) {
   }
 }
 
+// Several of each, so that a fresh stream may well have the handle of a dead one.
 TEST_P(Device, ResetKillsStreams) {
-  auto stream = std::make_unique<MirlStream>(true);
-  MirlStream copy(*stream);
-  const runtime::Live before = runtime::live();
+  std::vector<MirlStream> dead;
+  for (int i = 0; i < 8; ++i) dead.emplace_back(true);
+  std::vector<MirlStream> copies(dead);
+  EXPECT_EQ(heldStreams(), 8);
   EXPECT_EQ(device::resetCurrentDevice(), MIRL_SUCCESS);
-  EXPECT_EQ(runtime::live().streams, before.streams - 1);
+  EXPECT_EQ(heldStreams(), 0);
 
-  // Several, so that one of them may well have the handle of the dead one.
   std::vector<MirlStream> fresh;
   for (int i = 0; i < 8; ++i) fresh.emplace_back(true);
   MirlImage image = noiseImage({9, 4}, 8, 3, 1);
   Bytes memory(9 * 4 * 3);
-  const MirlStream* both[] = {stream.get(), &copy};
-  for (const MirlStream* dead : both) {
-    EXPECT_EQ(image.download(memory.data(), 27, *dead), MIRL_INVALID_ARGUMENT);
-    EXPECT_EQ(image.upload(memory.data(), 27, *dead), MIRL_INVALID_ARGUMENT);
-    MirlImage out;
-    EXPECT_EQ(image.copyTo(out, {0, 0}, {0, 0, 9, 4}, *dead), MIRL_INVALID_ARGUMENT);
-    EXPECT_EQ(arithmeticLogical::add(image, image, out, *dead), MIRL_INVALID_ARGUMENT);
-    EXPECT_FALSE(out.isInitialized());
-    EXPECT_TRUE(dead->finished());
-    dead->sync();
+  for (const std::vector<MirlStream>* streams : {&dead, &copies}) {
+    for (const MirlStream& stream : *streams) {
+      EXPECT_EQ(image.download(memory.data(), 27, stream), MIRL_INVALID_ARGUMENT);
+      EXPECT_EQ(image.upload(memory.data(), 27, stream), MIRL_INVALID_ARGUMENT);
+      MirlImage out;
+      EXPECT_EQ(image.copyTo(out, {0, 0}, {0, 0, 9, 4}, stream), MIRL_INVALID_ARGUMENT);
+      EXPECT_EQ(arithmeticLogical::add(image, image, out, stream), MIRL_INVALID_ARGUMENT);
+      EXPECT_FALSE(out.isInitialized());
+      EXPECT_TRUE(stream.finished());
+      stream.sync();
+    }
   }
-  copy.destroy();
-  stream.reset();
+  for (MirlStream& stream : copies) stream.destroy();
+  copies.clear();
+  dead.clear();
   EXPECT_EQ(heldStreams(), 8) << "the fresh ones";
-  for (const MirlStream& alive : fresh) {
-    EXPECT_EQ(image.download(memory.data(), 27, alive), MIRL_SUCCESS);
-    alive.sync();
+  for (const MirlStream& stream : fresh) {
+    EXPECT_EQ(image.download(memory.data(), 27, stream), MIRL_SUCCESS);
+    stream.sync();
     EXPECT_EQ(memory, bytesOf(image));
   }
 }
@@ -245,6 +247,7 @@ TEST(Timer, AddsUpIntervals) {
     std::this_thread::sleep_for(kNap);  // not between Start and Stop, so it doesn't count
   }
   const double sum = timer.GetElapsedTime();
+  const Clock::time_point start = Clock::now();
   timer.Start();
   std::this_thread::sleep_for(kNap);
   EXPECT_EQ(timer.GetElapsedTime(), sum) << "a running interval isn't in it";
@@ -253,6 +256,7 @@ TEST(Timer, AddsUpIntervals) {
   std::this_thread::sleep_for(kNap);
   timer.Stop();
   EXPECT_GE(timer.GetElapsedTime(), 0.040) << "a reset leaves the running interval";
+  EXPECT_LE(timer.GetElapsedTime(), secondsSince(start));
   timer.Reset();
   EXPECT_EQ(timer.GetElapsedTime(), 0.0);
 }

@@ -115,11 +115,12 @@ TEST_P(Rotate, LiteralExamples) {
   numbers.values = {4, 8, 12, 16, 20, 24};
   EXPECT_EQ(turned(numbers, 0, {0, 0}), (std::vector<float>{1, 3, 5, 5, 12, 16}));
   EXPECT_EQ(turned(numbers, 0, {2, 1}), (std::vector<float>{1, 3, 5, 5, 12, 16}));
-  // 200 / 255 is a little more in float, 51 / 255 exactly 0.2 and so a little more too; 13 / 255 is
-  // a little less.
   EXPECT_EQ(turned(Pixels<Byte>(2, 2, 1, Byte{200}), 0, {0, 0}),
             (std::vector<Byte>{50, 100, 100, 200}));
-  EXPECT_EQ(turned(Pixels<Byte>(2, 2, 1, Byte{13}), 0, {0, 0}).back(), 12);
+  // 1 / 65535 is a little less in float, so that the product stays below 1; 65535 / 65535 is 1.
+  EXPECT_EQ(turned(Pixels<Word>(2, 2, 1, Word{1}), 0, {0, 0}).back(), 0);
+  EXPECT_EQ(turned(Pixels<Word>(2, 2, 1, Word{65535}), 0, {0, 0}),
+            (std::vector<Word>{16383, 32767, 32767, 65535}));
   // Counterclockwise: what stood to the right of the centre stands above it, half a pixel over.
   Pixels<float> dot(9, 9, 1);
   dot.at(6, 4) = 1;

@@ -81,6 +81,13 @@ TEST_P(Runtime, RefusesWhatCantBeHad) {
   EXPECT_FALSE(device().allocatePitched(1, 0, data, pitch));
   EXPECT_FALSE(runtime::Scratch({&device(), nullptr}, 0).ok());
   EXPECT_EQ(runtime::live(), before);
+
+  int notOfTheDevice = 0;
+  EXPECT_FALSE(device().free(&notOfTheDevice));
+  ASSERT_TRUE(device().allocate(64, data));
+  EXPECT_TRUE(device().free(data));
+  EXPECT_FALSE(device().free(data)) << "a second time";
+  EXPECT_EQ(runtime::live(), before);
 }
 
 // Lengths on either side of the pieces that a block is cut into, and of what one thread does.

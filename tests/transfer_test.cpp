@@ -192,7 +192,8 @@ const BadRow kRectangles[] = {
     {{2, 1, 4, 2}, 0, -1, 30, MIRL_INVALID_ARGUMENT},
     {{2, 1, 4, 2}, INT_MIN, INT_MIN, 30, MIRL_INVALID_ARGUMENT},
     {{2, 1, 4, 2}, INT_MAX, 0, 30, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, 0x2AAAAAAA, 0, INT_MAX, MIRL_INVALID_ARGUMENT},
+    {{2, 1, 4, 2}, 0x2AAAAAAA, 0, INT_MAX, MIRL_INVALID_ARGUMENT},  // 3 * that is 2^31 - 2
+    {{2, 1, 4, 2}, 0x55555556, 0, 30, MIRL_INVALID_ARGUMENT},       // and 2^32 + 2
     {{0, 0, 11, 6}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
     {{0, 0, 10, 7}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
     {{1, 0, 10, 6}, 0, 0, 60, MIRL_INVALID_ARGUMENT},

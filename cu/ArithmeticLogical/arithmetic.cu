@@ -76,13 +76,12 @@ MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const Mir
   const MirlStatus found = core::findQueue(stream, a, {&b, &out}, queue);
   if (found != MIRL_SUCCESS) return found;
 
-  if (out.isInitialized()) {
-    if (!core::sameSize(a, out) || a.channels() != out.channels()) return MIRL_MISMATCH;
-  } else {
-    const MirlStatus created = ImageAccess::create(out, *queue.device, a.width(), a.height(),
-                                                   std::max(a.depth(), b.depth()), a.channels());
-    if (created != MIRL_SUCCESS) return created;
+  if (out.isInitialized() && (!core::sameSize(a, out) || a.channels() != out.channels())) {
+    return MIRL_MISMATCH;
   }
+  const MirlStatus created = ImageAccess::create(out, *queue.device, a.width(), a.height(),
+                                                 std::max(a.depth(), b.depth()), a.channels());
+  if (created != MIRL_SUCCESS) return created;
 
   if (a.channels() != 1 && a.channels() != 3) return MIRL_MISMATCH;
   const bool served = engine::visitCombination(

@@ -4,6 +4,7 @@
 
 #include "core/access.h"
 #include "engine/dispatch.h"
+#include "engine/mix.h"
 #include "engine/numbers.h"
 #include "engine/pixels.h"
 
@@ -13,7 +14,9 @@ namespace mirl::colorOperations {
 
 using engine::Combination;
 using engine::Combinations;
+using engine::MixRow;
 using engine::Pixel;
+using engine::weightedSum;
 
 /// What a conversion asks of its images.
 struct Contract {
@@ -76,27 +79,10 @@ void mapColours(const runtime::Queue& queue, const Kernel& kernel, const MirlIma
               engine::pixelsOf<const T, 3>(source));
 }
 
-/// Factors of three channels in their order in memory, and what is added.
-struct Row {
-  float factor[3];
-  float offset;
-};
-
 /// From factors of red, green and blue.
 template <class Order>
-MIRL_HD constexpr Row inMemoryOrder(const Row& row) {
+MIRL_HD constexpr MixRow inMemoryOrder(const MixRow& row) {
   return {{row.factor[Order::kRed], row.factor[1], row.factor[Order::kBlue]}, row.offset};
-}
-
-/// The one order of summation of all conversions.
-MIRL_HD inline float weightedSum(float c0, float c1, float c2, const Row& row) {
-  const float sum = engine::fusedMultiplyAdd(c0, row.factor[0], c1 * row.factor[1]);
-  return engine::fusedMultiplyAdd(c2, row.factor[2], sum);
-}
-template <class T, int N>
-MIRL_HD float weightedSum(const Pixel<T, N>& pixel, const Row& row) {
-  return weightedSum(engine::toFloat(pixel.v[0]), engine::toFloat(pixel.v[1]),
-                     engine::toFloat(pixel.v[2]), row);
 }
 
 }  // namespace mirl::colorOperations

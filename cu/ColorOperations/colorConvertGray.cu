@@ -6,15 +6,26 @@ namespace {
 /// The weights of red, green and blue. Their sum can't leave an integer's range.
 template <class T, int N, class Order>
 struct kernel_rgb2gray {
+  static constexpr MixRow kWeights = inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0});
+
   MIRL_HD T operator()(const Pixel<T, N>& in) const {
-    return engine::fromFloat<T>(
-        weightedSum(in, inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0})));
+    const float gray = weightedSum(in, kWeights);
+    if constexpr (std::is_same_v<T, float>) {
+      return gray;
+    } else {
+      return static_cast<T>(engine::truncateInRange(gray));
+    }
+  }
+
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const
+      requires(std::is_same_v<T, std::uint8_t>&& N == 3) {
+    return engine::mixBytes<1>({kWeights}, in, count, out);
   }
 };
 
 template <class T>
 struct kernel_grayscale {
-  Row weights;
+  MixRow weights;
 
   MIRL_HD T operator()(const Pixel<T, 3>& in) const {
     return engine::fromFloat<T>(weightedSum(in, weights));
@@ -72,9 +83,9 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
   const MirlStatus ready = prepare(source, destination, stream, kToGrayByWeights, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const Row row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
-                    static_cast<float>(weights[2])},
-                   0};
+  const MixRow row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
+                       static_cast<float>(weights[2])},
+                      0};
   const bool served = engine::visitCombination(
       AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {

@@ -19,12 +19,14 @@ MIRL_HD T larger(T a, T b) {
   return select(a > b, a, b);
 }
 
-/// Division by 255, correctly rounded: the quotient by the reciprocal is off by so little that one
-/// correction from the exact residue makes it right.
-MIRL_HD inline float dividedBy255(float value) {
-  constexpr float kReciprocal = 1.0f / 255.0f;
+/// Division by a small whole number, correctly rounded from 2^-126 up: the product with the
+/// reciprocal is off by so little that one correction from its exact residue makes it right.
+template <int divisor>
+MIRL_HD float dividedBy(float value) {
+  constexpr auto kDivisor = static_cast<float>(divisor);
+  constexpr float kReciprocal = 1.0f / kDivisor;
   const float quotient = value * kReciprocal;
-  const float residue = engine::fusedMultiplyAdd(-quotient, 255.0f, value);
+  const float residue = engine::fusedMultiplyAdd(-quotient, kDivisor, value);
   return engine::fusedMultiplyAdd(residue, kReciprocal, quotient);
 }
 
@@ -33,7 +35,7 @@ MIRL_HD float toUnit(T element) {
   if constexpr (std::is_same_v<T, float>) {
     return element;
   } else {
-    return dividedBy255(engine::toFloat(element));
+    return dividedBy<255>(engine::toFloat(element));
   }
 }
 
@@ -67,7 +69,7 @@ struct kernel_rgb2hsv {
     const float spread = value - toUnit(least);
     const float saturation = spread / value;
     const auto shift = [&](T channel) {
-      return ((value - toUnit(channel)) / 6.0f + spread / 2.0f) / spread;
+      return (dividedBy<6>(value - toUnit(channel)) + spread / 2.0f) / spread;
     };
     float hue = start + shift(forward) - shift(back);
     hue = select(hue < 0.0f, hue + 1.0f, hue);
@@ -99,7 +101,7 @@ struct kernel_hsv2bgr {
   }
   MIRL_HD static T fromByte(Byte element) {
     if constexpr (isFloat) {
-      return dividedBy255(engine::toFloat(element));
+      return dividedBy<255>(engine::toFloat(element));
     } else {
       return element;
     }
@@ -122,10 +124,8 @@ struct kernel_hsv2bgr {
 
     const Byte red = select(region == 1, q,
                             select(region == 2 || region == 3, p, select(region == 4, t, value)));
-    const Byte green =
-        select(region == 0, t, select(region == 3, q, select(region > 3, p, value)));
-    const Byte blue =
-        select(region < 2, p, select(region == 2, t, select(region == 5, q, value)));
+    const Byte green = select(region == 0, t, select(region == 3, q, select(region > 3, p, value)));
+    const Byte blue = select(region < 2, p, select(region == 2, t, select(region == 5, q, value)));
     const bool isGray = saturation == 0;
     return {fromByte(select(isGray, value, blue)), fromByte(select(isGray, value, green)),
             fromByte(select(isGray, value, red))};
@@ -162,12 +162,12 @@ MirlStatus hsv2rgb(const MirlImage& source, MirlImage& destination, const MirlSt
   const MirlStatus ready = prepare(source, destination, stream, contractOf(source), queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      PairsOfElements{}, 3, std::array{source.type(), destination.type()},
-      [&]<class T>(Combination<T, T>) {
-        using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
-        mapColours<T>(queue, Kernel{}, source, destination);
-      });
+  const bool served =
+      engine::visitCombination(PairsOfElements{}, 3, std::array{source.type(), destination.type()},
+                               [&]<class T>(Combination<T, T>) {
+                                 using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
+                                 mapColours<T>(queue, Kernel{}, source, destination);
+                               });
   return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
 }
 

@@ -56,7 +56,7 @@ struct kernel_rgb2lab {
     const float c0 = light(0);
     const float c1 = light(1);
     const float c2 = light(2);
-    const auto mixed = [&](const Row& row) {
+    const auto mixed = [&](const MixRow& row) {
       return weightedSum(c0, c1, c2, inMemoryOrder<Order>(row));
     };
     const float fx = toRootScale(mixed({{0.412453f, 0.35758f, 0.180423f}, 0}) / 95.047f);
@@ -82,7 +82,7 @@ struct kernel_lab2rgb {
     const float x = fromRootScale(fx) * 0.95047f;
     const float y = fromRootScale(fy);
     const float z = fromRootScale(fz) * 1.08883f;
-    const auto mixed = [&](const Row& row) {
+    const auto mixed = [&](const MixRow& row) {
       const float light = weightedSum(x, y, z, row);
       return engine::fromFloat<T>(companded(light) * Scale<T>::kWhite);
     };

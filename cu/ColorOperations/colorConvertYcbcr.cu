@@ -4,13 +4,13 @@ namespace mirl::colorOperations {
 namespace {
 
 struct Table {
-  Row row[3];
+  MixRow row[3];
 };
 
 /// Every factor times `factors` and every offset times `offsets`.
 Table scaled(const Table& table, float factors, float offsets) {
   Table result = table;
-  for (Row& row : result.row) {
+  for (MixRow& row : result.row) {
     for (float& factor : row.factor) factor *= factors;
     row.offset *= offsets;
   }
@@ -30,7 +30,7 @@ template <class T>
 constexpr float kWhite = std::is_same_v<T, float> ? 1.0f : static_cast<float>(engine::kGreatest<T>);
 
 template <class T>
-MIRL_HD T applied(const Row& row, const Pixel<T, 3>& in) {
+MIRL_HD T applied(const MixRow& row, const Pixel<T, 3>& in) {
   return engine::fromFloat<T>(weightedSum(in, row) + row.offset);
 }
 
@@ -42,6 +42,14 @@ struct kernel_rgb2YCbCr {
     return {applied(inMemoryOrder<Order>(ycbcr.row[0]), in),
             applied(inMemoryOrder<Order>(ycbcr.row[1]), in),
             applied(inMemoryOrder<Order>(ycbcr.row[2]), in)};
+  }
+
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
+                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
+    return engine::mixBytes<3>(
+        {inMemoryOrder<Order>(ycbcr.row[0]), inMemoryOrder<Order>(ycbcr.row[1]),
+         inMemoryOrder<Order>(ycbcr.row[2])},
+        in, count, out);
   }
 };
 
@@ -55,6 +63,13 @@ struct kernel_YCbCr2rgb {
     out.v[1] = applied(ycbcr.row[1], in);
     out.v[Order::kBlue] = applied(ycbcr.row[2], in);
     return out;
+  }
+
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
+                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
+    const int first = Order::kRed;
+    return engine::mixBytes<3>({ycbcr.row[first], ycbcr.row[1], ycbcr.row[2 - first]}, in, count,
+                               out);
   }
 };
 

@@ -109,8 +109,7 @@ MirlStatus yuv2rgb(const MirlImage& source, MirlImage& destination, const MirlSt
 
 MirlStatus rgb2yuv422(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready =
-      prepare(source, destination, stream, {.channels = 2, .depth = 8}, queue);
+  const MirlStatus ready = prepare(source, destination, stream, {.channels = 2, .depth = 8}, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   if (source.type() != MIRL_8U_C3) return MIRL_TYPE_NOT_SUPPORTED;

@@ -35,20 +35,15 @@ struct kernel_convert_scale {
 MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float scale, float shift,
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  const bool created = !destination.isInitialized();
-  if (!created &&
+  if (destination.isInitialized() &&
       (!core::sameSize(source, destination) || source.channels() != destination.channels())) {
     return MIRL_MISMATCH;
   }
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
-  if (created) {
-    const MirlStatus status =
-        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                            core::signedDepth(source), source.channels());
-    if (status != MIRL_SUCCESS) return status;
-  }
+  const MirlStatus created = core::createLike(destination, source, *queue.device);
+  if (created != MIRL_SUCCESS) return created;
 
   if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const bool served = engine::visitCombination(

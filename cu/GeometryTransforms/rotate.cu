@@ -35,18 +35,17 @@ struct kernel_rotate {
 /// Integers as 0 to 1, truncated on their way back; floats as they are.
 template <class T>
 struct NormalizedElements {
-  /// element / greatest, rounded to nearest: the product with the rounded reciprocal, and a step
-  /// that takes its error off (Markstein). It gives the bits of the division for every element.
+  /// element / greatest, rounded to nearest as a division would: the product with the reciprocal,
+  /// whose own rounding error is the second term.
   MIRL_HD static float load(T element) {
     if constexpr (std::is_same_v<T, float>) {
       return element;
     } else {
-      constexpr float kGreatest = engine::kGreatest<T>;
-      constexpr float kReciprocal = 1.0f / kGreatest;
+      constexpr double kReciprocal = 1.0 / engine::kGreatest<T>;
+      constexpr auto kHigh = static_cast<float>(kReciprocal);
+      constexpr auto kLow = static_cast<float>(kReciprocal - static_cast<double>(kHigh));
       const float value = engine::toFloat(element);
-      const float quotient = value * kReciprocal;
-      const float error = engine::fusedMultiplyAdd(-kGreatest, quotient, value);
-      return engine::fusedMultiplyAdd(error, kReciprocal, quotient);
+      return engine::fusedMultiplyAdd(value, kHigh, value * kLow);
     }
   }
 

@@ -81,21 +81,17 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
                const MirlRect* region, bool copyOutside, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  const bool created = !destination.isInitialized();
-  if (!created && (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
-                   source.channels() != destination.channels())) {
+  if (destination.isInitialized() &&
+      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
+       source.channels() != destination.channels())) {
     return MIRL_MISMATCH;
   }
   if (!fitsTaps(filter)) return MIRL_INVALID_ARGUMENT;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
-  if (created) {
-    const MirlStatus status =
-        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                            core::signedDepth(source), source.channels());
-    if (status != MIRL_SUCCESS) return status;
-  }
+  const MirlStatus created = core::createLike(destination, source, *queue.device);
+  if (created != MIRL_SUCCESS) return created;
 
   if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const engine::Taps taps = tapsOf(filter, source);

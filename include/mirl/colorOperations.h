@@ -116,7 +116,8 @@ MIRL_API MirlStatus rgb2yuv422(const MirlImage& source, MirlImage& destination,
 MIRL_API MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination,
                               const MirlStream& stream = MirlStream());
 
-/// Colour from Y, Cb and Cr, for 8U, 16U and 32F with 3 channels; the destination's sequence counts:
+/// Colour from Y, Cb and Cr, for 8U, 16U and 32F with 3 channels; the destination's sequence
+/// counts:
 ///
 ///     R = 0.0045662 Y                + 0.0062589 Cr - 0.8742024
 ///     G = 0.0045662 Y - 0.0015363 Cb - 0.0031881 Cr + 0.5316682
@@ -161,9 +162,9 @@ MIRL_API MirlStatus hsv2rgb(const MirlImage& source, MirlImage& destination,
 MIRL_API MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination,
                             const MirlStream& stream = MirlStream());
 
-/// sRGB from CIE L*a*b*, the reverse of `rgb2Lab`, for 8U and 32F with 3 channels; the destination's
-/// sequence counts. 8-bit results are clamped and truncated, float results nominally 0 to 1. Other
-/// types are `MIRL_DEPTH_NOT_SUPPORTED`.
+/// sRGB from CIE L*a*b*, the reverse of `rgb2Lab`, for 8U and 32F with 3 channels; the
+/// destination's sequence counts. 8-bit results are clamped and truncated, float results nominally
+/// 0 to 1. Other types are `MIRL_DEPTH_NOT_SUPPORTED`.
 MIRL_API MirlStatus Lab2rgb(const MirlImage& source, MirlImage& destination,
                             const MirlStream& stream = MirlStream());
 

@@ -1,0 +1,36 @@
+#pragma once
+
+// Weighted sums of the channels of a pixel, in one order of summation for the whole library: the
+// channel in the middle, the first, the last, then the offset.
+
+#include "engine/device_code.h"
+#include "engine/numbers.h"
+#include "engine/view.h"
+
+#include <cstddef>
+
+namespace mirl::engine {
+
+/// Factors of three channels in their order in memory, and what is added.
+struct MixRow {
+  float factor[3];
+  float offset;
+};
+
+/// The sum without the offset.
+MIRL_HD inline float weightedSum(float c0, float c1, float c2, const MixRow& row) {
+  const float sum = fusedMultiplyAdd(c0, row.factor[0], c1 * row.factor[1]);
+  return fusedMultiplyAdd(c2, row.factor[2], sum);
+}
+template <class T, int N>
+MIRL_HD float weightedSum(const Pixel<T, N>& pixel, const MixRow& row) {
+  return weightedSum(toFloat(pixel.v[0]), toFloat(pixel.v[1]), toFloat(pixel.v[2]), row);
+}
+
+/// On the host, for pixels of three bytes: M sums with their offsets, clamped to a byte and
+/// truncated, for as many pixels as explicit vectors can do, which may be none. Returns how many
+/// those were. Results must stay below 2^31. The output may be the input.
+template <int M>
+std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t count, void* out);
+
+}  // namespace mirl::engine
