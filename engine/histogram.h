@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #if defined(__CUDACC__)
 #include "engine/vector_access.h"
@@ -41,9 +42,10 @@ void addOnHost(const View<const std::uint8_t>& in, std::uint32_t* bins) {
       for (; x + kAtOnce <= in.width; x += kAtOnce) {
         std::uint64_t words[kAtOnce / 8];
         std::memcpy(words, row + x, kAtOnce);
-        for (int i = 0; i < kAtOnce; ++i) {
-          ++counts[i % kTables][words[i / 8] >> (8 * (i % 8)) & 255u];
+        [&]<std::size_t... I>(std::index_sequence<I...>) {
+          (++counts[I % kTables][words[I / 8] >> (8 * (I % 8)) & 255u], ...);
         }
+        (std::make_index_sequence<kAtOnce>{});
       }
       for (; x < in.width; ++x) ++counts[x % C][row[x]];
     }

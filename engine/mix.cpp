@@ -8,8 +8,8 @@
 
 namespace mirl::engine {
 
-// For x86 with fused multiply-adds: vectors of 8 or 16 pixels, and loads of parts of them.
-#if MIRL_WITH_HIGHWAY && defined(__FMA__)
+// For x86 from AVX2 up, which has fused multiply-adds and loads of parts of a vector.
+#if MIRL_WITH_HIGHWAY && HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
 
 namespace {
 
@@ -21,11 +21,12 @@ using Bytes = hn::Repartition<std::uint8_t, Floats>;
 using Vector = hn::Vec<Words>;
 
 constexpr std::uint8_t kZero = 0x80;
-/// A channel of four pixels from the first 12 bytes of a block to four words.
-template <int c>
-HWY_ALIGN constexpr std::uint8_t kSpread[16] = {c,     kZero, kZero, kZero, c + 3, kZero,
-                                                kZero, kZero, c + 6, kZero, kZero, kZero,
-                                                c + 9, kZero, kZero, kZero};
+/// A channel of the four pixels of N bytes in a block to four words.
+template <int N, int c>
+HWY_ALIGN constexpr std::uint8_t kSpread[16] = {c,         kZero, kZero, kZero,  //
+                                                c + N,     kZero, kZero, kZero,  //
+                                                c + 2 * N, kZero, kZero, kZero,  //
+                                                c + 3 * N, kZero, kZero, kZero};
 /// Four bytes of each of three channels to pixels.
 HWY_ALIGN constexpr std::uint8_t kInterleave[16] = {0,  4, 8, 1,  5,     9,     2,     6,
                                                     10, 3, 7, 11, kZero, kZero, kZero, kZero};
@@ -78,9 +79,9 @@ struct Factors {
 
 }  // namespace
 
-template <int M>
+template <int N, int M>
 std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t count, void* out) {
-  static_assert(M == 1 || M == 3);
+  static_assert((N == 3 && M == 3) || M == 1);
   const Floats df;
   const Words dw;
   const Bytes db;
@@ -92,6 +93,11 @@ std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t 
   // No more than the words of these pixels are read and written: what follows may be another row,
   // or input that is still needed.
   const auto pixelWords = hn::FirstN(dw, static_cast<std::size_t>(pixels * 3 / 4));
+  const auto load = [&](const std::uint8_t* at) {
+    if constexpr (N == 4) return hn::LoadU(db, at);
+    const auto words = hn::MaskedLoad(pixelWords, dw, reinterpret_cast<const std::int32_t*>(at));
+    return hn::BitCast(db, hn::TableLookupLanes(words, apart));
+  };
   const auto spread = [&](hn::Vec<Bytes> blocks, const std::uint8_t* order) {
     const auto words = hn::TableLookupBytesOr0(blocks, hn::LoadDup128(db, order));
     return hn::ConvertTo(df, hn::BitCast(dw, words));
@@ -102,12 +108,10 @@ std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t 
   auto* to = static_cast<std::uint8_t*>(out);
   std::ptrdiff_t i = 0;
   for (; i + pixels <= count; i += pixels) {
-    const auto loaded =
-        hn::MaskedLoad(pixelWords, dw, reinterpret_cast<const std::int32_t*>(from + i * 3));
-    const auto blocks = hn::BitCast(db, hn::TableLookupLanes(loaded, apart));
-    const auto c0 = spread(blocks, kSpread<0>);
-    const auto c1 = spread(blocks, kSpread<1>);
-    const auto c2 = spread(blocks, kSpread<2>);
+    const auto blocks = load(from + i * N);
+    const auto c0 = spread(blocks, kSpread<N, 0>);
+    const auto c1 = spread(blocks, kSpread<N, 1>);
+    const auto c2 = spread(blocks, kSpread<N, 2>);
     if constexpr (M == 1) {
       storeBytes(row0.sum(c0, c1, c2), to + i);
     } else {
@@ -122,14 +126,15 @@ std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t 
 
 #else
 
-template <int M>
+template <int N, int M>
 std::ptrdiff_t mixBytes(const MixRow (&)[M], const void*, std::ptrdiff_t, void*) {
   return 0;
 }
 
 #endif
 
-template std::ptrdiff_t mixBytes<1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
-template std::ptrdiff_t mixBytes<3>(const MixRow (&)[3], const void*, std::ptrdiff_t, void*);
+template std::ptrdiff_t mixBytes<3, 1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
+template std::ptrdiff_t mixBytes<4, 1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
+template std::ptrdiff_t mixBytes<3, 3>(const MixRow (&)[3], const void*, std::ptrdiff_t, void*);
 
 }  // namespace mirl::engine

@@ -27,10 +27,10 @@ MIRL_HD float weightedSum(const Pixel<T, N>& pixel, const MixRow& row) {
   return weightedSum(toFloat(pixel.v[0]), toFloat(pixel.v[1]), toFloat(pixel.v[2]), row);
 }
 
-/// On the host, for pixels of three bytes: M sums with their offsets, clamped to a byte and
-/// truncated, for as many pixels as explicit vectors can do, which may be none. Returns how many
-/// those were. Results must stay below 2^31. The output may be the input.
-template <int M>
+/// On the host, for pixels of N bytes, 3 or 4 with one sum: M sums with their offsets, clamped to a
+/// byte and truncated, for as many pixels as explicit vectors can do, which may be none. Returns
+/// how many those were. Results must stay below 2^31. The output may be the input.
+template <int N, int M>
 std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t count, void* out);
 
 }  // namespace mirl::engine

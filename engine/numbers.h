@@ -83,4 +83,13 @@ MIRL_HD inline float fusedMultiplyAdd(float a, float b, float c) {
 #endif
 }
 
+/// value / divisor for a constant divisor, with the bits of a division where the quotient is finite
+/// and no less than 2^-126: the product with the reciprocal is off by so little that one correction
+/// from its exact residue makes it right.
+MIRL_HD inline float dividedBy(float value, float divisor) {
+  const float reciprocal = 1.0f / divisor;
+  const float quotient = value * reciprocal;
+  return fusedMultiplyAdd(fusedMultiplyAdd(-quotient, divisor, value), reciprocal, quotient);
+}
+
 }  // namespace mirl::engine

@@ -9,6 +9,7 @@
 // loop that the compiler turns into vector code.
 
 #include "engine/device_code.h"
+#include "engine/functor.h"
 #include "engine/planes.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -47,12 +48,12 @@ auto* itemAt(T* row, std::ptrdiff_t x) {
   return reinterpret_cast<Byte*>(row) + x * std::ptrdiff_t{sizeof(T)};
 }
 
-/// Items of a row that the host works on at a time. The planes of pixels, twice as many channels and
-/// what they come from and go to, must fit the nearest cache together.
+/// Items of a row that the host works on at a time. All planes of pixels, and what they come from
+/// and go to, must fit the nearest cache together.
 template <class... Items>
-inline constexpr std::ptrdiff_t kPiece =
-    (((sizeof(Items) > kElementBytes<Items>) || ...) ? 1024 : 4096) /
-    std::max({kElementBytes<Items>...});
+inline constexpr std::ptrdiff_t kPiece = (((sizeof(Items) > kElementBytes<Items>) || ...) ? 1024
+                                                                                          : 4096) /
+                                         std::max({kElementBytes<Items>...});
 
 /// Reads and writes the items of a piece. Pixels stand there in planes, so that the code that
 /// computes one pixel becomes vector code for many.
@@ -138,11 +139,11 @@ void deliver(const Cursor<Pixel<T, N>>& cursor, char* at, std::ptrdiff_t count) 
 template <class F, class Out, class... In>
 void mapPiece(const F f, int x, int count, const Cursor<Out> out, const Cursor<In>... in) {
 #pragma GCC ivdep
-  for (int i = 0; i < count; ++i) out.put(i, call(f, x + i, in.get(i)...));
+  for (int i = 0; i < count; ++i) out.put(i, call(f, tableOf(f), x + i, in.get(i)...));
 }
 
-/// What a functor does of a piece with explicit vectors of its own, as `vectors(count, out, in...)`:
-/// it returns how many of the first items those were.
+/// What a functor does of a piece with explicit vectors of its own, as `vectors(count, out,
+/// in...)`: it returns how many of the first items those were.
 template <class F, class... In>
 std::ptrdiff_t mapVectors(const F& f, std::ptrdiff_t count, char* out, const In*... in) {
   if constexpr (requires { f.vectors(count, out, in...); }) {
@@ -203,7 +204,8 @@ inline constexpr int kBlockY = 8;
 /// `Items` items a thread. With one item rows need no alignment at all.
 template <int Items, class F, class Out, class... In>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
-    mapKernel(const F f, const View<Out> out, const View<const In>... in) {
+    mapKernel(const __grid_constant__ F f, const View<Out> out, const View<const In>... in) {
+  const auto& table = sharedTableOf(f);
   // Unsigned, so that the last blocks of the longest rows don't overflow.
   const unsigned width = static_cast<unsigned>(out.width);
   const unsigned height = static_cast<unsigned>(out.height);
@@ -211,12 +213,12 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   if (x >= width) return;
   for (unsigned y = blockIdx.y * kBlockY + threadIdx.y; y < height; y += gridDim.y * kBlockY) {
     if (Items > 1 && x + Items <= width) {
-      mapItems<Items>(f, x, rowOf(out, y) + x, loadVector<Items>(rowOf(in, y) + x)...);
+      mapItems<Items>(f, table, x, rowOf(out, y) + x, loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
       for (unsigned i = x; i < end; ++i) {
         storeBytes(rowOf(out, y) + i,
-                   call(f, static_cast<int>(i), loadBytes(rowOf(in, y) + i)...));
+                   call(f, table, static_cast<int>(i), loadBytes(rowOf(in, y) + i)...));
       }
     }
   }
@@ -250,7 +252,7 @@ void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
 }  // namespace pixels
 
 /// Queues out = f(in...), item by item. The views have the output's size at least; `f` is copied
-/// and called as `Out f(In...) const`, or with the item's column as `Out f(int x, In...) const`.
+/// and called as `Out f(In...) const`; it may ask for more, see engine/functor.h.
 template <class F, class Out, class... In>
 void map([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
          const View<const In>&... in) {

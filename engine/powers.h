@@ -24,8 +24,8 @@ MIRL_HD inline float unlessInfinite(float x, float result) {
   return select(bitsOf(x) >= 0x7F800000u, x, result);
 }
 
-/// x^exponent for x from 2^-126 up and exponents above 0, within 2 units in the last place as long
-/// as the result is no smaller than 2^-126. Infinity and NaN give themselves, any other x no
+/// x^exponent for x from 2^-126 up and exponents from 0 to 2.5, within 2 units in the last place as
+/// long as the result is no smaller than 2^-126. Infinity and NaN give themselves, any other x no
 /// matter what.
 MIRL_HD inline float power(float x, float exponent) {
   // x = 2^whole * (1 + z), with 1 + z between the roots of 1/2 and of 2.

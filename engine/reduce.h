@@ -205,8 +205,11 @@ class HostLanes {
   }
 
   void addWhole(const char* run, int times) {
-    addTimes<8>(run, times);
+#if TIMES == 2
+    addTimes<2>(run, times);
+#elif TIMES == 4
     addTimes<4>(run, times);
+#endif
     addTimes<1>(run, times);
   }
 

@@ -20,7 +20,7 @@ namespace mirl::engine::resample {
 inline constexpr int kBlock = 32;
 inline constexpr int kTileWidth = 256;
 inline constexpr int kTileHeight = 64;
-inline constexpr int kRowsAhead = 4;
+inline constexpr int kRowsAhead = 8;
 
 /// Where the pixels of a block come from.
 struct BlockPositions {
@@ -30,15 +30,16 @@ struct BlockPositions {
   alignas(64) float downFraction[kBlock];
 };
 
-template <class Sampler, class Map>
+/// Of pixels `Step` apart.
+template <class Sampler, int Step = 1, class Map>
 void locate(const Map map, int x, int y, BlockPositions& at) {
   for (int i = 0; i < kBlock; ++i) {
-    const Position across = Sampler::locate(map(x + i, y).x);
+    const Position across = Sampler::locate(map(x + i * Step, y).x);
     at.x[i] = across.index;
     at.acrossFraction[i] = across.fraction;
   }
   for (int i = 0; i < kBlock; ++i) {
-    const Position down = Sampler::locate(map(x + i, y).y);
+    const Position down = Sampler::locate(map(x + i * Step, y).y);
     at.y[i] = down.index;
     at.downFraction[i] = down.fraction;
   }
@@ -185,19 +186,20 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
   }
 }
 
-/// Asks for what a row further down will read. A turned source is no stream that the processor
-/// would recognise by itself.
+/// Asks for what a row further on will read: a turned source is no stream that the processor would
+/// recognise by itself. One pixel in four, because a line of the caches serves several rows, and
+/// one of them will meet it.
 template <class Map, class T, int C>
 void prefetchRow(const Map& map, const View<const Pixel<T, C>>& in, int x, int end, int y) {
-  constexpr int kLine = 64;
-  constexpr int kStep = kLine / static_cast<int>(sizeof(Pixel<T, C>)) < kBlock
-                            ? kLine / static_cast<int>(sizeof(Pixel<T, C>))
-                            : kBlock;
-  for (; end - x > kStep; x += kStep) {
-    const Point point = map(x, y);
-    const int column = EdgeBorder::limit(positionOf(point.x).index, in.width);
-    const int row = EdgeBorder::limit(positionOf(point.y).index, in.height);
-    __builtin_prefetch(rowBytes(in, row) + column * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+  constexpr int kStep = 4;
+  BlockPositions at;
+  for (; end - x >= kBlock * kStep; x += kBlock * kStep) {
+    locate<Bilinear, kStep>(map, x, y, at);
+    for (int i = 0; i < kBlock; ++i) {
+      const int column = EdgeBorder::limit(at.x[i], in.width);
+      const int row = EdgeBorder::limit(at.y[i], in.height);
+      __builtin_prefetch(rowBytes(in, row) + column * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+    }
   }
 }
 

@@ -3,6 +3,7 @@
 // Wide loads and stores on GPUs: several items at once, in the largest words that their size
 // allows.
 
+#include "engine/functor.h"
 #include "engine/view.h"
 
 #include <cstdint>
@@ -60,11 +61,12 @@ __device__ Items<T, N> loadVector(const T* at) {
   return items;
 }
 
-template <int N, class F, class Out, class... In>
-__device__ void mapItems(const F& f, unsigned x, Out* at, const Items<In, N>&... in) {
+template <int N, class F, class Table, class Out, class... In>
+__device__ void mapItems(const F& f, const Table& table, unsigned x, Out* at,
+                         const Items<In, N>&... in) {
   Items<Out, N> out;
 #pragma unroll
-  for (int i = 0; i < N; ++i) out.item[i] = call(f, static_cast<int>(x + i), in.item[i]...);
+  for (int i = 0; i < N; ++i) out.item[i] = call(f, table, static_cast<int>(x + i), in.item[i]...);
   auto* words = reinterpret_cast<typename WordOf<Items<Out, N>::kWord>::type*>(at);
 #pragma unroll
   for (int i = 0; i < Items<Out, N>::kWords; ++i) words[i] = out.word[i];

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "engine/device_code.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -23,16 +21,6 @@ template <class T, int N>
 struct Pixel {
   T v[N];
 };
-
-/// A functor's result for items at column x. A functor that wants the column takes it first.
-template <class F, class... In>
-MIRL_HD auto call(const F& f, int x, const In&... in) {
-  if constexpr (std::is_invocable_v<const F&, int, const In&...>) {
-    return f(x, in...);
-  } else {
-    return f(in...);
-  }
-}
 
 /// Views an image's rows as single elements; `MirlImage` is a parameter so that engines need no
 /// header of the core.

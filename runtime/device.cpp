@@ -23,7 +23,7 @@ bool Device::allocate(std::size_t bytes, void*& data) {
 }
 
 bool Device::free(void* data) {
-  if (shouldFail(Call::free) || !doFree(data)) return false;
+  if (data == nullptr || shouldFail(Call::free) || !doFree(data)) return false;
   --blocks_;
   --liveCounts().deviceBlocks;
   return true;

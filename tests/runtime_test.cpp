@@ -84,6 +84,7 @@ TEST_P(Runtime, RefusesWhatCantBeHad) {
 
   int notOfTheDevice = 0;
   EXPECT_FALSE(device().free(&notOfTheDevice));
+  EXPECT_FALSE(device().free(nullptr));
   ASSERT_TRUE(device().allocate(64, data));
   EXPECT_TRUE(device().free(data));
   EXPECT_FALSE(device().free(data)) << "a second time";

@@ -193,14 +193,16 @@ TEST_F(Scalar, ManyScalarsUseFewBlocks) {
   for (int i = 0; i < 5000; ++i) ASSERT_EQ(alive[static_cast<std::size_t>(i)][3], i);
 }
 
+// All of them are made before and given up after: the pool's lock would put the threads in order.
 TEST_F(Scalar, ThreadsDontMeet) {
   const MirlScalar shared(3.5);
+  std::vector<MirlScalar> own(2);
   onThreads(2, [&](int thread) {
+    MirlScalar& mine = own[static_cast<std::size_t>(thread)];
     for (int i = 0; i < 2000; ++i) {
-      MirlScalar mine(thread);
       mine[4] = 1.0;
-      mine = mine[4] == 0.0 && shared[-1] == 0.0 ? -shared : mine;
-      ASSERT_EQ(mine[3], -3.5);
+      mine[0] = shared[1] + mine[4] + shared[-1] + i;
+      ASSERT_EQ(mine[0], 3.5 + i);
     }
   });
 }

@@ -6,10 +6,12 @@ namespace {
 /// The weights of red, green and blue. Their sum can't leave an integer's range.
 template <class T, int N, class Order>
 struct kernel_rgb2gray {
-  static constexpr MixRow kWeights = inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0});
+  MIRL_HD static constexpr MixRow weights() {
+    return inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0});
+  }
 
   MIRL_HD T operator()(const Pixel<T, N>& in) const {
-    const float gray = weightedSum(in, kWeights);
+    const float gray = weightedSum(in, weights());
     if constexpr (std::is_same_v<T, float>) {
       return gray;
     } else {
@@ -17,9 +19,9 @@ struct kernel_rgb2gray {
     }
   }
 
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const
-      requires(std::is_same_v<T, std::uint8_t>&& N == 3) {
-    return engine::mixBytes<1>({kWeights}, in, count, out);
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
+                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
+    return engine::mixBytes<N, 1>({weights()}, in, count, out);
   }
 };
 

@@ -8,6 +8,7 @@ namespace {
 
 using Byte = std::uint8_t;
 using Word = std::uint16_t;
+using engine::dividedBy;
 using engine::select;
 
 template <class T>
@@ -19,23 +20,12 @@ MIRL_HD T larger(T a, T b) {
   return select(a > b, a, b);
 }
 
-/// Division by a small whole number, correctly rounded from 2^-126 up: the product with the
-/// reciprocal is off by so little that one correction from its exact residue makes it right.
-template <int divisor>
-MIRL_HD float dividedBy(float value) {
-  constexpr auto kDivisor = static_cast<float>(divisor);
-  constexpr float kReciprocal = 1.0f / kDivisor;
-  const float quotient = value * kReciprocal;
-  const float residue = engine::fusedMultiplyAdd(-quotient, kDivisor, value);
-  return engine::fusedMultiplyAdd(residue, kReciprocal, quotient);
-}
-
 template <class T>
 MIRL_HD float toUnit(T element) {
   if constexpr (std::is_same_v<T, float>) {
     return element;
   } else {
-    return dividedBy<255>(engine::toFloat(element));
+    return dividedBy(engine::toFloat(element), 255.0f);
   }
 }
 
@@ -69,7 +59,7 @@ struct kernel_rgb2hsv {
     const float spread = value - toUnit(least);
     const float saturation = spread / value;
     const auto shift = [&](T channel) {
-      return (dividedBy<6>(value - toUnit(channel)) + spread / 2.0f) / spread;
+      return (dividedBy(value - toUnit(channel), 6.0f) + spread / 2.0f) / spread;
     };
     float hue = start + shift(forward) - shift(back);
     hue = select(hue < 0.0f, hue + 1.0f, hue);
@@ -81,54 +71,55 @@ struct kernel_rgb2hsv {
   }
 };
 
-/// The low 8 bits of 255 times a float, cut off. Those of any float from 2^31 up are 0, and so it
-/// shall be with infinity and NaN.
-MIRL_HD inline Byte lowBits(float value) {
-  const float product = value * 255.0f;
-  const float small = select(std::fabs(product) < 2147483648.0f, product, 0.0f);
-  return static_cast<Byte>(static_cast<int>(small));
-}
-
-/// In integers of 16 bits throughout.
+/// On numbers of 8 bits, which fill as many bits as the elements, so that vectors hold as many.
 template <class T, bool isFloat>
 struct kernel_hsv2bgr {
-  MIRL_HD static Byte toByte(T element) {
+  using Number = std::conditional_t<isFloat, unsigned, Byte>;
+  using Product = std::conditional_t<isFloat, unsigned, Word>;
+
+  /// The low 8 bits of 255 times a float, cut off. Those of any float from 2^31 up are 0, and so it
+  /// shall be with infinity and NaN.
+  MIRL_HD static Number toNumber(T element) {
     if constexpr (isFloat) {
-      return lowBits(element);
+      const float product = element * 255.0f;
+      const float small = select(std::fabs(product) < 2147483648.0f, product, 0.0f);
+      return static_cast<unsigned>(static_cast<int>(small)) & 255u;
     } else {
       return element;
     }
   }
-  MIRL_HD static T fromByte(Byte element) {
+  MIRL_HD static T fromNumber(Number number) {
     if constexpr (isFloat) {
-      return dividedBy<255>(engine::toFloat(element));
+      return dividedBy(static_cast<float>(static_cast<int>(number)), 255.0f);
     } else {
-      return element;
+      return number;
     }
   }
   /// a b / 256
-  MIRL_HD static Byte scaled(Word a, Word b) {
-    return static_cast<Byte>(static_cast<Word>(a * b) >> 8);
+  MIRL_HD static Number scaled(Product a, Product b) {
+    return static_cast<Number>(static_cast<Product>(a * b) >> 8);
   }
+  MIRL_HD static Number inverse(Number a) { return static_cast<Number>(255 - a); }
 
   MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
-    const Byte hue = toByte(in.v[0]);
-    const Byte saturation = toByte(in.v[1]);
-    const Byte value = toByte(in.v[2]);
-    const auto region = static_cast<Byte>(static_cast<Word>(hue * 191) >> 13);  // hue / 43
-    const auto remainder = static_cast<Byte>((hue - 43 * region) * 6);
-    const Byte p = scaled(value, static_cast<Byte>(255 - saturation));
-    const Byte q = scaled(value, static_cast<Byte>(255 - scaled(saturation, remainder)));
-    const Byte t = scaled(
-        value, static_cast<Byte>(255 - scaled(saturation, static_cast<Byte>(255 - remainder))));
+    const Number hue = toNumber(in.v[0]);
+    const Number saturation = toNumber(in.v[1]);
+    const Number value = toNumber(in.v[2]);
+    const auto region = static_cast<Number>(static_cast<Product>(hue * 191) >> 13);  // hue / 43
+    const auto remainder = static_cast<Number>((hue - 43 * region) * 6);
+    const Number p = scaled(value, inverse(saturation));
+    const Number q = scaled(value, inverse(scaled(saturation, remainder)));
+    const Number t = scaled(value, inverse(scaled(saturation, inverse(remainder))));
 
-    const Byte red = select(region == 1, q,
-                            select(region == 2 || region == 3, p, select(region == 4, t, value)));
-    const Byte green = select(region == 0, t, select(region == 3, q, select(region > 3, p, value)));
-    const Byte blue = select(region < 2, p, select(region == 2, t, select(region == 5, q, value)));
+    const Number red = select(region == 1, q,
+                              select(region == 2 || region == 3, p, select(region == 4, t, value)));
+    const Number green =
+        select(region == 0, t, select(region == 3, q, select(region > 3, p, value)));
+    const Number blue =
+        select(region < 2, p, select(region == 2, t, select(region == 5, q, value)));
     const bool isGray = saturation == 0;
-    return {fromByte(select(isGray, value, blue)), fromByte(select(isGray, value, green)),
-            fromByte(select(isGray, value, red))};
+    return {fromNumber(select(isGray, value, blue)), fromNumber(select(isGray, value, green)),
+            fromNumber(select(isGray, value, red))};
   }
 };
 

@@ -4,6 +4,7 @@
 namespace mirl::colorOperations {
 namespace {
 
+using engine::dividedBy;
 using engine::fusedMultiplyAdd;
 
 /// How L, a and b are stored.
@@ -26,7 +27,7 @@ MIRL_HD inline float dividedBy1055(float value) {
 /// Linear light in percent from a channel between 0 and 1 (IEC 61966-2-1).
 MIRL_HD inline float linear(float v) {
   const float curve = engine::power(dividedBy1055(v + 0.055f), 2.4f);
-  return engine::select(v > 0.04045f, curve, v / 12.92f) * 100.0f;
+  return engine::select(v > 0.04045f, curve, dividedBy(v, 12.92f)) * 100.0f;
 }
 
 MIRL_HD inline float companded(float v) {
@@ -46,24 +47,34 @@ MIRL_HD inline float toRootScale(float v) {
 
 MIRL_HD inline float fromRootScale(float f) {
   const float cube = f * f * f;
-  return engine::select(cube > kCubeLimit, cube, (f - kRootOffset) / 7.787f);
+  return engine::select(cube > kCubeLimit, cube, dividedBy(f - kRootOffset, 7.787f));
 }
+
+/// Linear light of a whole channel's values, for elements that have few of them.
+using Light = engine::Lookup<float, 256>;
+struct Nothing {};
 
 template <class T, class Order>
 struct kernel_rgb2lab {
+  std::conditional_t<Scale<T>::kInteger, Light, Nothing> table;
+
+  MIRL_HD Pixel<T, 3> operator()(const Light& light, const Pixel<T, 3>& in) const {
+    return lab(light.entry[in.v[0]], light.entry[in.v[1]], light.entry[in.v[2]]);
+  }
   MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
-    const auto light = [&](int c) { return linear(engine::toFloat(in.v[c]) / Scale<T>::kWhite); };
-    const float c0 = light(0);
-    const float c1 = light(1);
-    const float c2 = light(2);
+    return lab(linear(in.v[0]), linear(in.v[1]), linear(in.v[2]));
+  }
+
+  MIRL_HD static Pixel<T, 3> lab(float c0, float c1, float c2) {
     const auto mixed = [&](const MixRow& row) {
       return weightedSum(c0, c1, c2, inMemoryOrder<Order>(row));
     };
-    const float fx = toRootScale(mixed({{0.412453f, 0.35758f, 0.180423f}, 0}) / 95.047f);
-    const float fy = toRootScale(mixed({{0.212671f, 0.71516f, 0.072169f}, 0}) / 100.0f);
-    const float fz = toRootScale(mixed({{0.019334f, 0.119193f, 0.950227f}, 0}) / 108.883f);
+    const float fx = toRootScale(dividedBy(mixed({{0.412453f, 0.35758f, 0.180423f}, 0}), 95.047f));
+    const float fy = toRootScale(dividedBy(mixed({{0.212671f, 0.71516f, 0.072169f}, 0}), 100.0f));
+    const float fz =
+        toRootScale(dividedBy(mixed({{0.019334f, 0.119193f, 0.950227f}, 0}), 108.883f));
     const float lightness = fusedMultiplyAdd(fy, 116.0f, -16.0f);
-    const float stored = Scale<T>::kInteger ? lightness * 255.0f / 100.0f : lightness;
+    const float stored = Scale<T>::kInteger ? dividedBy(lightness * 255.0f, 100.0f) : lightness;
     return {engine::fromFloat<T>(stored),
             engine::fromFloat<T>(500.0f * (fx - fy) + Scale<T>::kOffset),
             engine::fromFloat<T>(200.0f * (fy - fz) + Scale<T>::kOffset)};
@@ -73,12 +84,12 @@ struct kernel_rgb2lab {
 template <class T, class Order>
 struct kernel_lab2rgb {
   MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
-    const float lightness = engine::toFloat(in.v[0]) / Scale<T>::kLightness;
+    const float lightness = dividedBy(engine::toFloat(in.v[0]), Scale<T>::kLightness);
     const float a = engine::toFloat(in.v[1]) - Scale<T>::kOffset;
     const float b = engine::toFloat(in.v[2]) - Scale<T>::kOffset;
-    const float fy = (lightness + 16.0f) / 116.0f;
-    const float fx = a / 500.0f + fy;
-    const float fz = fy + b / -200.0f;
+    const float fy = dividedBy(lightness + 16.0f, 116.0f);
+    const float fx = dividedBy(a, 500.0f) + fy;
+    const float fz = fy + dividedBy(b, -200.0f);
     const float x = fromRootScale(fx) * 0.95047f;
     const float y = fromRootScale(fy);
     const float z = fromRootScale(fz) * 1.08883f;
@@ -94,6 +105,14 @@ struct kernel_lab2rgb {
   }
 };
 
+Light lightOf8Bits() {
+  Light light;
+  for (int i = 0; i < 256; ++i) {
+    light.entry[i] = linear(dividedBy(static_cast<float>(i), Scale<std::uint8_t>::kWhite));
+  }
+  return light;
+}
+
 using Elements = Combinations<Combination<std::uint8_t>, Combination<float>>;
 
 }  // namespace
@@ -106,7 +125,9 @@ MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlSt
   const bool served = engine::visitCombination(
       Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
-          mapColours<T>(queue, kernel_rgb2lab<T, Order>{}, source, destination);
+          kernel_rgb2lab<T, Order> kernel;
+          if constexpr (Scale<T>::kInteger) kernel.table = lightOf8Bits();
+          mapColours<T>(queue, kernel, source, destination);
         });
       });
   if (!served) return MIRL_DEPTH_NOT_SUPPORTED;

@@ -46,7 +46,7 @@ struct kernel_rgb2YCbCr {
 
   std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
                          const char* in) const requires std::is_same_v<T, std::uint8_t> {
-    return engine::mixBytes<3>(
+    return engine::mixBytes<3, 3>(
         {inMemoryOrder<Order>(ycbcr.row[0]), inMemoryOrder<Order>(ycbcr.row[1]),
          inMemoryOrder<Order>(ycbcr.row[2])},
         in, count, out);
@@ -68,8 +68,8 @@ struct kernel_YCbCr2rgb {
   std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
                          const char* in) const requires std::is_same_v<T, std::uint8_t> {
     const int first = Order::kRed;
-    return engine::mixBytes<3>({ycbcr.row[first], ycbcr.row[1], ycbcr.row[2 - first]}, in, count,
-                               out);
+    return engine::mixBytes<3, 3>({ycbcr.row[first], ycbcr.row[1], ycbcr.row[2 - first]}, in, count,
+                                  out);
   }
 };
 

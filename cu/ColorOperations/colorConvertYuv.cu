@@ -48,15 +48,24 @@ struct kernel_yuv2rgb {
   }
 };
 
+/// 0.5 R - 0.418688 G - 0.081312 B in double precision, narrowed. The sum is a whole number of
+/// 31250ths; once its whole part is taken off, a float holds the rest well enough to round the
+/// total as a double would.
+MIRL_HD inline float redDifference(Word red, Word green, Word blue) {
+  constexpr float kUnit = 1.0f / 31250.0f;
+  const int units = 15625 * red - 13084 * green - 2541 * blue;
+  const int whole = static_cast<int>(static_cast<float>(units) * kUnit);
+  const int rest = units - whole * 31250;
+  return engine::fusedMultiplyAdd(static_cast<float>(rest), kUnit, static_cast<float>(whole));
+}
+
 template <class Order>
 struct kernel_rgb2yuv_16 {
   MIRL_HD Pixel<Word, 3> operator()(const Pixel<Word, 3>& in) const {
     const float y = weightedSum(in, inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0}));
     const float u = weightedSum(in, inMemoryOrder<Order>({{-0.168736f, -0.331264f, 0.5f}, 0}));
-    const double v = 0.5f * engine::toFloat(in.v[Order::kRed]) - 0.418688 * in.v[1] -
-                     0.081312 * in.v[Order::kBlue];
-    return {engine::fromFloat<Word>(y), engine::fromFloat<Word>(u),
-            engine::fromFloat<Word>(static_cast<float>(v))};
+    const float v = redDifference(in.v[Order::kRed], in.v[1], in.v[Order::kBlue]);
+    return {engine::fromFloat<Word>(y), engine::fromFloat<Word>(u), engine::fromFloat<Word>(v)};
   }
 };
 

@@ -4,7 +4,7 @@ namespace gallery {
 
 std::vector<Show> shows() {
   std::vector<Show> all;
-  for (const std::span<const Show>& table : {basicShows(), filteringShows()}) {
+  for (const std::span<const Show>& table : {basicShows(), colorShows(), filteringShows()}) {
     all.insert(all.end(), table.begin(), table.end());
   }
   return all;

@@ -21,6 +21,7 @@ struct Show {
 
 /// The tables, one for each family.
 std::span<const Show> basicShows();
+std::span<const Show> colorShows();
 std::span<const Show> filteringShows();
 
 /// All of them, in the order of the page.

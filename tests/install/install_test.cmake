@@ -1,5 +1,5 @@
-# Installs the library to a scratch prefix, as it was built and as the other kind of library, and
-# builds the README's program against both outside the tree, by find_package and by pkg-config.
+# Installs the library to a scratch prefix, static and shared, and builds the README's program against
+# either outside the tree, by find_package and by pkg-config.
 
 set(program ${SOURCE}/examples/01_add.cpp)
 set(consumer ${SOURCE}/tests/install/consumer)
@@ -78,28 +78,10 @@ endfunction()
 check_readme(cpp ${program})
 check_readme(cmake ${consumer}/CMakeLists.txt)
 
-set(kinds static shared)
-if(SHARED)
-  set(kinds shared static)
-endif()
-list(GET kinds 0 built)
-list(GET kinds 1 other)
-file(REMOVE_RECURSE ${SCRATCH}/${built} ${SCRATCH}/${other})
+file(REMOVE_RECURSE ${SCRATCH}/${BUILT} ${SCRATCH}/${OTHER})
 
-run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/${built})
-check_headers(${SCRATCH}/${built})
-consume(${built} ${SCRATCH}/${built})
-
-# The other kind: only its packaging is of interest, so it is built as fast as can be.
-if(SHARED)
-  set(wanted OFF)
-else()
-  set(wanted ON)
-endif()
-set(tree ${SCRATCH}/build-${other})
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${tree} -G ${GENERATOR} -D BUILD_SHARED_LIBS=${wanted}
-    -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_BUILD_TYPE=Debug -D CMAKE_CXX_FLAGS_DEBUG=-O0
-    -D MIRL_CUDA=OFF -D MIRL_OPENCV=${OPENCV} -D MIRL_TESTS=OFF -D MIRL_EXAMPLES=OFF)
-run(${CMAKE_COMMAND} --build ${tree} --parallel)
-run(${CMAKE_COMMAND} --install ${tree} --prefix ${SCRATCH}/${other})
-consume(${other} ${SCRATCH}/${other})
+run(${CMAKE_COMMAND} --install ${BUILD} --component mirl --prefix ${SCRATCH}/${BUILT})
+check_headers(${SCRATCH}/${BUILT})
+consume(${BUILT} ${SCRATCH}/${BUILT})
+run(${CMAKE_COMMAND} --install ${BUILD} --component mirl_${OTHER} --prefix ${SCRATCH}/${OTHER})
+consume(${OTHER} ${SCRATCH}/${OTHER})
