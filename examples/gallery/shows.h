@@ -23,6 +23,8 @@ struct Show {
 std::span<const Show> basicShows();
 std::span<const Show> colorShows();
 std::span<const Show> filteringShows();
+std::span<const Show> geometryShows();
+std::span<const Show> statisticsShows();
 
 /// All of them, in the order of the page.
 std::vector<Show> shows();
