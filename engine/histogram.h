@@ -39,7 +39,7 @@ void addOnHost(const View<const std::uint8_t>& in, std::uint32_t* bins) {
     for (int y = begin; y < end; ++y) {
       const std::uint8_t* row = in.data + y * in.pitch;
       int x = 0;
-      for (; x + kAtOnce <= in.width; x += kAtOnce) {
+      for (; in.width - x >= kAtOnce; x += kAtOnce) {
         std::uint64_t words[kAtOnce / 8];
         std::memcpy(words, row + x, kAtOnce);
         [&]<std::size_t... I>(std::index_sequence<I...>) {

@@ -190,27 +190,25 @@ class HostLanes {
     }
   }
 
-  /// A lane takes several elements at a time, so that it is fetched and put back less often.
-  template <int Times>
-  void addTimes(const char*& run, int& times) {
+  /// Whole turns of all lanes. The processor doesn't look far enough ahead by itself here: with the
+  /// prefetches, images beyond the caches take a third of the time.
+  void addWhole(const char* run, int turns) {
+    constexpr int kBlock = 64;
+    constexpr std::size_t kBlockBytes = kBlock * sizeof(Element);
+    constexpr std::size_t kLine = 64;
+    constexpr std::size_t kAhead = 2048;
+    static_assert(kLanes % kBlock == 0);
     const R reducer = reducer_;
-    for (; times >= Times; times -= Times, run += Times * kLanes * sizeof(Element)) {
+    for (; turns > 0; --turns) {
+      for (int first = 0; first < kLanes; first += kBlock, run += kBlockBytes) {
+        for (std::size_t at = 0; at < kBlockBytes; at += kLine)
+          __builtin_prefetch(run + kAhead + at);
 #pragma GCC ivdep
-      for (int i = 0; i < kLanes; ++i) {
-        Lane lane = lanes_[i];
-        for (int k = 0; k < Times; ++k) lane = added(reducer, lane, elementAt(run, i + k * kLanes), i);
-        lanes_[i] = lane;
+        for (int i = 0; i < kBlock; ++i) {
+          lanes_[first + i] = added(reducer, lanes_[first + i], elementAt(run, i), first + i);
+        }
       }
     }
-  }
-
-  void addWhole(const char* run, int times) {
-#if TIMES == 2
-    addTimes<2>(run, times);
-#elif TIMES == 4
-    addTimes<4>(run, times);
-#endif
-    addTimes<1>(run, times);
   }
 
   void addPart(const char* run, int count, int first) {

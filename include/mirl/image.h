@@ -162,8 +162,8 @@ class MIRL_API MirlImage {
   /// then keeps its `channelSeq` and `dataBits`. Queued on the stream.
   ///
   /// `MIRL_IMAGE_NOT_INITIALIZED` if this image is empty. Into a live image of the type, what
-  /// `convertScale` returns. Else in this order: `MIRL_CHANNELS_NOT_SUPPORTED` for a type of another
-  /// channel count; `MIRL_MISMATCH` for images or a stream of two devices and
+  /// `convertScale` returns. Else in this order: `MIRL_CHANNELS_NOT_SUPPORTED` for a type of
+  /// another channel count; `MIRL_MISMATCH` for images or a stream of two devices and
   /// `MIRL_INVALID_ARGUMENT` for a dead stream; what `release` and `create` return;
   /// `MIRL_TYPE_NOT_SUPPORTED`, `dst` having the new type by then. If the creation fails, another
   /// `dst` has been released; this image itself is as it was.

@@ -1,0 +1,134 @@
+#pragma once
+
+// What the tests of colour conversions share: telling pixels, and the comparison of a conversion
+// with a formula for one pixel.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+
+#include "support.h"
+
+namespace mirl::test {
+
+using Byte = std::uint8_t;
+using Word = std::uint16_t;
+
+inline constexpr unsigned char kGuard = 0xA5;
+
+using Convert = std::function<MirlStatus(const MirlImage&, MirlImage&)>;
+template <class T>
+using Values = std::array<T, 4>;
+
+/// A conversion without its stream, which tells the overloads apart.
+template <class... In>
+Convert of(MirlStatus (*run)(const MirlImage&, MirlImage&, const In&..., const MirlStream&),
+           const In&... in) {
+  return [=](const MirlImage& source, MirlImage& out) {
+    return run(source, out, in..., MirlStream());
+  };
+}
+
+/// Both images have the sequence, so that it doesn't matter here whose counts.
+template <class T>
+void run(const Convert& convert, const Pixels<T>& source, MirlChannelSeq sequence, MirlImage& out,
+         int pitch = 0) {
+  MirlImage in = toImage(source, pitch);
+  in.setChannelSequence(sequence);
+  if (out.channels() > 2) out.setChannelSequence(sequence);
+  fillBlock(out, kGuard);
+  ASSERT_EQ(convert(in, out), MIRL_SUCCESS);
+  EXPECT_TRUE(paddingUntouched(out, kGuard));
+}
+
+/// `expected(pixel, x)` gives the channels of the result.
+template <class T, class Expected>
+void check(const Convert& convert, const Pixels<T>& source, MirlChannelSeq sequence, int channels,
+           const Expected& expected, int pitch = 0, int outPitch = 0) {
+  SCOPED_TRACE(testing::Message() << sizeof(T) << " bytes, sequence " << sequence);
+  Pixels<T> want(source.width, source.height, channels);
+  for (int y = 0; y < source.height; ++y) {
+    for (int x = 0; x < source.width; ++x) {
+      const Values<T> values = expected(&source.values[source.index(x, y, 0)], x);
+      std::copy_n(values.begin(), channels,
+                  want.values.begin() + static_cast<std::ptrdiff_t>(want.index(x, y, 0)));
+    }
+  }
+  MirlImage out = toImage(Pixels<T>(source.width, source.height, channels), outPitch);
+  run(convert, source, sequence, out, pitch);
+  EXPECT_TRUE(holds(out, want));
+}
+
+/// Awkward sizes and odd pitches.
+template <class T, class Expected>
+void checkSizes(const Convert& convert, int inChannels, MirlChannelSeq sequence, int channels,
+                const Expected& expected) {
+  unsigned seed = 1;
+  for (const MirlSize& size : awkwardSizes()) {
+    const auto source = randomPixels<T>(size.width, size.height, inChannels, seed++);
+    check(convert, source, sequence, channels, expected);
+  }
+  const auto source = randomPixels<T>(61, 7, inChannels, seed);
+  const int outRow = 61 * channels * static_cast<int>(sizeof(T));
+  check(convert, source, sequence, channels, expected, source.rowBytes() + 1, outRow);
+  check(convert, source, sequence, channels, expected, source.rowBytes(), outRow + 1);
+  check(convert, source, sequence, channels, expected, source.rowBytes() + 3, outRow + 5);
+}
+
+/// Pixels of all triples of some values, 1021 to a row.
+template <class T>
+Pixels<T> triplesOf(const std::vector<T>& values) {
+  const std::size_t n = values.size();
+  const int count = static_cast<int>(n * n * n);
+  Pixels<T> pixels(1021, (count + 1020) / 1021, 3, values[0]);
+  for (std::size_t i = 0; i < n * n * n; ++i) {
+    pixels.values[3 * i] = values[i % n];
+    pixels.values[3 * i + 1] = values[i / n % n];
+    pixels.values[3 * i + 2] = values[i / n / n];
+  }
+  return pixels;
+}
+
+/// All triples of every `step`th 8-bit value and 255.
+inline Pixels<Byte> colours(int step) {
+  std::vector<Byte> values;
+  for (int v = 0; v < 255; v += step) values.push_back(static_cast<Byte>(v));
+  values.push_back(255);
+  return triplesOf(values);
+}
+
+/// Pixels that show more than noise does: regular 8-bit colours, the limits of 16 bits, floats
+/// that a program would use and odd ones.
+template <class T>
+Pixels<T> tellingPixels() {
+  if constexpr (std::is_same_v<T, Byte>) return colours(5);
+  if constexpr (std::is_same_v<T, Word>) {
+    std::vector<Word> values = {0, 1, 2, 127, 128, 129, 255, 256, 257, 32767, 32768, 65534, 65535};
+    for (int v = 1009; v < 65536; v += 2018) values.push_back(static_cast<Word>(v));
+    return triplesOf(values);
+  }
+  if constexpr (std::is_same_v<T, float>) {
+    std::vector<float> values = {0.0f, 1e-30f, 0.003f, 1.0f, 1.5f, -0.25f, 3e38f, -3e38f};
+    for (int v = 1; v < 40; ++v) values.push_back(static_cast<float>(v) / 40.0f);
+    return triplesOf(values);
+  }
+}
+
+/// Calls visit(sequence, index of red, index of blue).
+template <class Visit>
+void forBothOrders(const Visit& visit) {
+  visit(MIRL_CHANNELSEQ_RGB, 0, 2);
+  visit(MIRL_CHANNELSEQ_BGR, 2, 0);
+}
+
+inline int limited(int value) {
+  return std::clamp(value, 0, 255);
+}
+
+inline Values<Byte> bytes(int a, int b, int c = 0) {
+  return {static_cast<Byte>(limited(a)), static_cast<Byte>(limited(b)),
+          static_cast<Byte>(limited(c)), 0};
+}
+
+}  // namespace mirl::test
