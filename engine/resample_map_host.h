@@ -232,10 +232,7 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
   char* row = rowBytes(out, y);
   if (end < kBlock) {
     for (; x < end; ++x) {
-      const Point point = map(x, y);
-      storeItem(row, x,
-                sample<Sampler, Border, false>(codec, in, Sampler::locate(point.x),
-                                               Sampler::locate(point.y)));
+      storeItem(row, x, sampleAt<Sampler, Border, false>(codec, in, map(x, y)));
     }
     return;
   }

@@ -186,15 +186,17 @@ struct Cubic {
 };
 
 // A border rule turns any index along an axis of n pixels into that of a pixel, or into -1 where
-// there is none and the value is 0.
+// there is none and the value is 0; `kHasNone` tells whether it ever does the latter.
 
 /// The edge pixel goes on for ever.
 struct EdgeBorder {
+  static constexpr bool kHasNone = false;
   MIRL_HD static int limit(int index, int n) { return index < 0 ? 0 : index < n ? index : n - 1; }
 };
 
 /// There is 0 outside.
 struct ZeroBorder {
+  static constexpr bool kHasNone = true;
   MIRL_HD static int limit(int index, int n) { return index < 0 || index >= n ? -1 : index; }
 };
 
@@ -250,7 +252,7 @@ MIRL_HD T loadElement(const char* at) {
 #endif
 }
 
-/// One pixel, with every border checked: the definition of the result on all devices.
+/// One pixel: the definition of the result on all devices.
 template <class Sampler, class Border, bool Aligned, class Codec, class T, int C>
 MIRL_HD Pixel<T, C> sample(const Codec& codec, const View<const Pixel<T, C>>& in,
                            const Position& across, const Position& down) {
@@ -261,11 +263,11 @@ MIRL_HD Pixel<T, C> sample(const Codec& codec, const View<const Pixel<T, C>>& in
   float lines[C][Sampler::kTaps];
   for (int j = 0; j < Sampler::kTaps; ++j) {
     const int y = Border::limit(down.index + Sampler::kFirst + j, in.height);
-    const char* row = rowBytes(in, y < 0 ? 0 : y);
+    const char* row = rowBytes(in, Border::kHasNone && y < 0 ? 0 : y);
     float taps[C][Sampler::kTaps];
     for (int i = 0; i < Sampler::kTaps; ++i) {
       const int x = Border::limit(across.index + Sampler::kFirst + i, in.width);
-      const bool none = x < 0 || y < 0;
+      const bool none = Border::kHasNone && (x < 0 || y < 0);
       const char* pixel = row + (none ? 0 : x) * std::ptrdiff_t{sizeof(T) * C};
       for (int c = 0; c < C; ++c) {
         taps[c][i] =
@@ -278,6 +280,26 @@ MIRL_HD Pixel<T, C> sample(const Codec& codec, const View<const Pixel<T, C>>& in
   Pixel<T, C> out;
   for (int c = 0; c < C; ++c) out.v[c] = codec.store(Sampler::blend(lines[c], downWeights));
   return out;
+}
+
+/// For taps that are known to be inside.
+struct NoBorder {
+  static constexpr bool kHasNone = false;
+  MIRL_HD static int limit(int index, int) { return index; }
+};
+
+/// The same by any map. Most pixels lie inside, and neighbours do so together.
+template <class Sampler, class Border, bool Aligned, class Codec, class T, int C>
+MIRL_HD Pixel<T, C> sampleAt(const Codec& codec, const View<const Pixel<T, C>>& in,
+                             const Point& point) {
+  const Position across = Sampler::locate(point.x);
+  const Position down = Sampler::locate(point.y);
+  const int left = across.index + Sampler::kFirst;
+  const int top = down.index + Sampler::kFirst;
+  const bool inside = left >= 0 && top >= 0 && left + Sampler::kTaps <= in.width &&
+                      top + Sampler::kTaps <= in.height;
+  return inside ? sample<Sampler, NoBorder, Aligned>(codec, in, across, down)
+                : sample<Sampler, Border, Aligned>(codec, in, across, down);
 }
 
 }  // namespace resample

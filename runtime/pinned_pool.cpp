@@ -1,6 +1,7 @@
 #include "runtime/pinned_pool.h"
 
 #include "runtime/fault.h"
+#include "runtime/host/host_device.h"
 #include "runtime/live_counts.h"
 #include "runtime/runtime.h"
 
@@ -25,6 +26,7 @@ Device* locker() {
 }
 
 void* allocateLocked(std::size_t bytes) {
+  if (bytes > physicalMemory()) return nullptr;
   void* memory = std::aligned_alloc(kPage, bytes);
   if (memory == nullptr) return nullptr;
   Device* gpu = locker();

@@ -18,11 +18,6 @@ namespace {
 constexpr std::size_t kRowAlignment = 64;  // a cache line, and the widest vector
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
-std::size_t physicalMemory() {
-  return static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) *
-         static_cast<std::size_t>(sysconf(_SC_PAGE_SIZE));
-}
-
 std::size_t roundUp(std::size_t value, std::size_t step) {
   return (value + step - 1) / step * step;
 }
@@ -180,6 +175,11 @@ class HostDevice final : public Device {
 };
 
 }  // namespace
+
+std::size_t physicalMemory() {
+  return static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) *
+         static_cast<std::size_t>(sysconf(_SC_PAGE_SIZE));
+}
 
 std::unique_ptr<Device> makeHostDevice(int id) {
   return std::make_unique<HostDevice>(id);
