@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -31,7 +32,12 @@ void streamVector(char* dst, const char* src) {
 }
 #endif
 
+/// The cache that the kernel reports for a core: on processors of several dies sysconf gives that of
+/// all of them together, of which one core has just its die's.
 std::size_t lastLevelCache() {
+  std::ifstream file("/sys/devices/system/cpu/cpu0/cache/index3/size");
+  std::size_t kibibytes = 0;
+  if (file >> kibibytes && kibibytes > 0) return kibibytes << 10;
   const long bytes = sysconf(_SC_LEVEL3_CACHE_SIZE);
   return bytes > 0 ? static_cast<std::size_t>(bytes) : std::size_t{32} << 20;
 }
