@@ -51,7 +51,7 @@ auto* itemAt(T* row, std::ptrdiff_t x) {
 /// Items of a row that the host works on at a time. All planes of pixels, and what they come from
 /// and go to, must fit the nearest cache together.
 template <class... Items>
-inline constexpr std::ptrdiff_t kPiece = (((sizeof(Items) > kElementBytes<Items>) || ...) ? 1024
+inline constexpr std::ptrdiff_t kPiece = (((sizeof(Items) > kElementBytes<Items>) || ...) ? 512
                                                                                           : 4096) /
                                          std::max({kElementBytes<Items>...});
 

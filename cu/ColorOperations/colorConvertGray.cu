@@ -43,6 +43,12 @@ struct kernel_gray2rgb {
       return {gray, gray, gray, 0};
     }
   }
+
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const requires(N == 3) {
+    const auto* gray = reinterpret_cast<const T*>(in);
+    engine::joinPlanes<T, 3>({gray, gray, gray}, count, out);
+    return count;
+  }
 };
 
 constexpr Contract kToGray = {.inPlace = false,

@@ -1,8 +1,6 @@
 #include "cu/ColorOperations/colorConvert.h"
 #include "engine/select.h"
 
-#include <cmath>
-
 namespace mirl::colorOperations {
 namespace {
 
@@ -74,16 +72,17 @@ struct kernel_rgb2hsv {
 /// On numbers of 8 bits, which fill as many bits as the elements, so that vectors hold as many.
 template <class T, bool isFloat>
 struct kernel_hsv2bgr {
-  using Number = std::conditional_t<isFloat, unsigned, Byte>;
-  using Product = std::conditional_t<isFloat, unsigned, Word>;
+  using Number = std::conditional_t<isFloat, Word, Byte>;
+  using Product = Word;
 
   /// The low 8 bits of 255 times a float, cut off. Those of any float from 2^31 up are 0, and so it
   /// shall be with infinity and NaN.
   MIRL_HD static Number toNumber(T element) {
     if constexpr (isFloat) {
       const float product = element * 255.0f;
-      const float small = select(std::fabs(product) < 2147483648.0f, product, 0.0f);
-      return static_cast<unsigned>(static_cast<int>(small)) & 255u;
+      const auto magnitude = static_cast<int>(engine::bitsOf(product) & 0x7FFFFFFF);
+      const float small = select(magnitude < 0x4F000000, product, 0.0f);  // below 2^31
+      return static_cast<Number>(static_cast<int>(small) & 255);
     } else {
       return element;
     }

@@ -32,8 +32,8 @@ void streamVector(char* dst, const char* src) {
 }
 #endif
 
-/// The cache that the kernel reports for a core: on processors of several dies sysconf gives that of
-/// all of them together, of which one core has just its die's.
+/// The cache that the kernel reports for a core: on processors of several dies sysconf gives that
+/// of all of them together, of which one core has just its die's.
 std::size_t lastLevelCache() {
   std::ifstream file("/sys/devices/system/cpu/cpu0/cache/index3/size");
   std::size_t kibibytes = 0;
