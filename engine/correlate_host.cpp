@@ -13,9 +13,10 @@
 namespace mirl::engine::correlation {
 namespace {
 
-/// Elements of a row that are worked on at a time, so that the lines of a filter stay in the
-/// nearest caches.
+/// Elements of a row that are worked on at a time, so that the lines of a filter stay in a near
+/// cache, and of those the ones whose sums do in the nearest.
 constexpr std::ptrdiff_t kStrip = 4096;
+constexpr std::ptrdiff_t kPiece = 512;
 /// What a vector may read behind the end of a line: its results aren't used.
 constexpr std::ptrdiff_t kSlack = 512;
 
@@ -59,6 +60,15 @@ constexpr int kVectors = 2;
 constexpr int kVectors = 4;
 #endif
 
+/// Keeps compilers from loading a value anew for each multiply-add that it is an operand of: most
+/// of these loads cross a line of the cache and cost twice.
+template <class V>
+HWY_INLINE void keepInRegister([[maybe_unused]] V& value) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
+  asm("" : "+v"(value.raw));
+#endif
+}
+
 /// `kVectors` vectors of `kRowsAtOnce` rows of sums at x. A sum takes its taps column after column;
 /// Height is the filter's, or 0 for any.
 template <int Height>
@@ -78,7 +88,10 @@ void sumBlock(const Taps& taps, const float* const* line, std::ptrdiff_t x,
 #pragma GCC unroll 16
     for (int l = 0; l < height + kRowsAtOnce - 1; ++l) {
       Vector value[kVectors];
-      for (int v = 0; v < kVectors; ++v) value[v] = hn::LoadU(d, line[l] + at + v * lanes);
+      for (int v = 0; v < kVectors; ++v) {
+        value[v] = hn::LoadU(d, line[l] + at + v * lanes);
+        keepInRegister(value[v]);
+      }
 #pragma GCC unroll 4
       for (int r = 0; r < kRowsAtOnce; ++r) {
         const int j = l - r;
@@ -89,26 +102,34 @@ void sumBlock(const Taps& taps, const float* const* line, std::ptrdiff_t x,
     }
   }
   for (int r = 0; r < kRowsAtOnce; ++r) {
-    for (int v = 0; v < kVectors; ++v) hn::StoreU(sum[r][v], d, sums[r] + x + v * lanes);
+    for (int v = 0; v < kVectors; ++v) hn::StoreU(sum[r][v], d, sums[r] + v * lanes);
   }
 }
 
-/// The sums of `count` elements of each of the rows; line l is where tap row l of the first one,
-/// and tap row l - r of row r, starts.
-void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t count,
-             float* const (&sums)[kRowsAtOnce]) {
+/// Rows of sums, with what a vector may write behind them.
+using Sums = float[kRowsAtOnce][kPiece + kSlack];
+
+/// The sums of `count` elements from `begin` on of each of the rows; line l is where tap row l of
+/// the first one, and tap row l - r of row r, starts.
+void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t begin, std::ptrdiff_t count,
+             Sums& sums) {
   const auto block = taps.height == 3   ? sumBlock<3>
                      : taps.height == 5 ? sumBlock<5>
                      : taps.height == 7 ? sumBlock<7>
                                         : sumBlock<0>;
   const auto apart = static_cast<std::ptrdiff_t>(kVectors * hn::Lanes(hn::ScalableTag<float>()));
-  for (std::ptrdiff_t x = 0; x < count; x += apart) block(taps, line, x, sums);
+  for (std::ptrdiff_t x = 0; x < count; x += apart) {
+    float* const at[kRowsAtOnce] = {sums[0] + x, sums[1] + x, sums[2] + x, sums[3] + x};
+    block(taps, line, begin + x, at);
+  }
 }
 
 #else
 
-void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t count,
-             float* const (&sums)[kRowsAtOnce]) {
+using Sums = float[kRowsAtOnce][kPiece];
+
+void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t begin, std::ptrdiff_t count,
+             Sums& sums) {
   for (int r = 0; r < kRowsAtOnce; ++r) {
     float* const sum = sums[r];
     std::fill(sum, sum + count, 0.0f);
@@ -116,7 +137,7 @@ void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t count,
     for (int i = 0; i < taps.width; ++i) {
       for (int j = 0; j < taps.height; ++j) {
         const float w = *weight++;
-        const float* from = line[r + j] + std::ptrdiff_t{i} * taps.step;
+        const float* from = line[r + j] + begin + std::ptrdiff_t{i} * taps.step;
         for (std::ptrdiff_t x = 0; x < count; ++x) sum[x] = fusedMultiplyAdd(from[x], w, sum[x]);
       }
     }
@@ -134,22 +155,18 @@ void writeSums(const float* sums, std::ptrdiff_t count, float limit, char* out) 
   }
 }
 
-/// The floats that a thread works with: a ring of lines, and rows of sums.
+/// The floats that a thread works with: a ring of lines.
 struct Buffers {
   std::ptrdiff_t lineFloats;
   int lines;
   float* ring;
-  float* sums;
 
   explicit Buffers(const Taps& taps, float* memory = nullptr)
       : lineFloats(kStrip + std::ptrdiff_t{std::max(taps.width, 1) - 1} * taps.step + kSlack),
         lines(std::max(taps.height, 1) + kRowsAtOnce - 1),
-        ring(memory),
-        sums(memory + lineFloats * lines) {}
+        ring(memory) {}
 
-  std::size_t floats() const {
-    return static_cast<std::size_t>(lineFloats * lines + kRowsAtOnce * (kStrip + kSlack));
-  }
+  std::size_t floats() const { return static_cast<std::size_t>(lineFloats * lines); }
 };
 
 /// The rows of one strip. Line `y` of the source, before it is clamped to the image, stands in
@@ -165,9 +182,8 @@ void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, floa
   const auto lineAt = [&](std::ptrdiff_t y) {
     return buffers.ring + (y - first) % buffers.lines * buffers.lineFloats;
   };
-  float* sums[kRowsAtOnce];
-  for (int r = 0; r < kRowsAtOnce; ++r) sums[r] = buffers.sums + r * (kStrip + kSlack);
-  alignas(64) char piece[kStrip * sizeof(T)];
+  alignas(64) Sums sums;
+  alignas(64) char piece[kPiece * sizeof(T)];  // what is to go past the caches
 
   std::ptrdiff_t ready = first;  // the first line that isn't in the ring yet
   const float* line[kMostTaps + kRowsAtOnce];
@@ -180,15 +196,16 @@ void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, floa
       }
     }
     for (int l = 0; l < buffers.lines; ++l) line[l] = lineAt(top + l);
-    sumTaps(taps, line, count, sums);
-    for (int r = 0; r < kRowsAtOnce && y + r < strip.y1; ++r) {
-      char* const to = reinterpret_cast<char*>(out.data) + (std::ptrdiff_t{y} + r) * out.pitch +
-                       strip.x0 * std::ptrdiff_t{sizeof(T)};
-      if (pastCaches) {
-        writeSums<T>(sums[r], count, limit, piece);
-        runtime::streamCopy(to, piece, static_cast<std::size_t>(count) * sizeof(T));
-      } else {
-        writeSums<T>(sums[r], count, limit, to);
+    for (std::ptrdiff_t x = 0; x < count; x += kPiece) {
+      const std::ptrdiff_t some = std::min(kPiece, count - x);
+      sumTaps(taps, line, x, some, sums);
+      for (int r = 0; r < kRowsAtOnce && y + r < strip.y1; ++r) {
+        char* const to = reinterpret_cast<char*>(out.data) + (std::ptrdiff_t{y} + r) * out.pitch +
+                         (strip.x0 + x) * std::ptrdiff_t{sizeof(T)};
+        writeSums<T>(sums[r], some, limit, pastCaches ? piece : to);
+        if (pastCaches) {
+          runtime::streamCopy(to, piece, static_cast<std::size_t>(some) * sizeof(T));
+        }
       }
     }
   }
