@@ -95,58 +95,28 @@ void blendInside(const Codec& codec, const BlockPositions& at, const View<const 
 }
 
 /// The four neighbours of every pixel of a block with three channels. They stand in groups of four
-/// elements, the fourth being there to fill the vectors; `right` begins with `kLead` others.
+/// elements, the fourth being there to fill the vectors; `right` begins with one other.
 template <class T>
 struct NeighbourGroups {
   static constexpr int kGroup = 4;
   static constexpr int kElements = kBlock * kGroup;
-  static constexpr int kLead = sizeof(T) == 1 ? 0 : 1;
   alignas(64) T upperLeft[kElements];
   alignas(64) T lowerLeft[kElements];
-  alignas(64) T upperRight[kElements + kLead];
-  alignas(64) T lowerRight[kElements + kLead];
+  alignas(64) T upperRight[kElements + 1];
+  alignas(64) T lowerRight[kElements + 1];
 
   NeighbourGroups(const BlockPositions& at, const View<const Pixel<T, 3>>& in) {
-    if constexpr (sizeof(T) == 1) {
-      // A pixel and its right neighbour in one word, taken apart by vectors.
-      alignas(64) std::uint64_t upper[kBlock], lower[kBlock];
-      for (int i = 0; i < kBlock; ++i) {
-        const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{3};
-        upper[i] = sixBytes(from);
-        lower[i] = sixBytes(from + in.pitch);
-      }
-      split(upper, upperLeft, upperRight);
-      split(lower, lowerLeft, lowerRight);
-    } else {
-      // The two are six elements: groups at the first and at the third of them, so that the right
-      // neighbour's first element is the second one of its group.
-      constexpr std::size_t kBytes = kGroup * sizeof(T);
-      upperRight[kElements] = lowerRight[kElements] = T{};
-      for (int i = 0; i < kBlock; ++i) {
-        const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{3 * sizeof(T)};
-        std::memcpy(upperLeft + i * kGroup, from, kBytes);
-        std::memcpy(upperRight + i * kGroup, from + 2 * sizeof(T), kBytes);
-        std::memcpy(lowerLeft + i * kGroup, from + in.pitch, kBytes);
-        std::memcpy(lowerRight + i * kGroup, from + in.pitch + 2 * sizeof(T), kBytes);
-      }
-    }
-  }
-
-  static std::uint64_t sixBytes(const char* from) {
-    std::uint32_t first, last;
-    std::memcpy(&first, from, sizeof first);
-    std::memcpy(&last, from + 2, sizeof last);
-    return first | std::uint64_t{last} << 16;
-  }
-
-  static void split(const std::uint64_t* pairs, T* left, T* right) {
-    alignas(64) std::uint32_t first[kBlock], second[kBlock];
+    // The two are six elements: groups at the first and at the third of them, so that the right
+    // neighbour's first element is the second one of its group.
+    constexpr std::size_t kBytes = kGroup * sizeof(T);
+    upperRight[kElements] = lowerRight[kElements] = T{};
     for (int i = 0; i < kBlock; ++i) {
-      first[i] = static_cast<std::uint32_t>(pairs[i]);
-      second[i] = static_cast<std::uint32_t>(pairs[i] >> 24);
+      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{3 * sizeof(T)};
+      std::memcpy(upperLeft + i * kGroup, from, kBytes);
+      std::memcpy(upperRight + i * kGroup, from + 2 * sizeof(T), kBytes);
+      std::memcpy(lowerLeft + i * kGroup, from + in.pitch, kBytes);
+      std::memcpy(lowerRight + i * kGroup, from + in.pitch + 2 * sizeof(T), kBytes);
     }
-    std::memcpy(left, first, sizeof first);
-    std::memcpy(right, second, sizeof second);
   }
 };
 
@@ -155,21 +125,10 @@ struct NeighbourGroups {
 template <class T>
 void packGroups(const T* groups, char* out) {
   constexpr std::size_t kPixel = 3 * sizeof(T);
-  if constexpr (sizeof(T) == 1) {
-    // Two pixels in a word.
-    alignas(64) std::uint64_t words[kBlock / 2];
-    std::memcpy(words, groups, sizeof words);
-    for (std::uint64_t& word : words) {
-      word = (word & 0xFFFFFF) | (word >> 8 & 0xFFFFFF000000);
-    }
-    for (int i = 0; i < kBlock / 2 - 1; ++i) std::memcpy(out + i * 2 * kPixel, &words[i], 8);
-    std::memcpy(out + (kBlock - 2) * kPixel, &words[kBlock / 2 - 1], 2 * kPixel);
-  } else {
-    for (int i = 0; i < kBlock - 1; ++i) {
-      std::memcpy(out + i * kPixel, groups + i * 4, 4 * sizeof(T));
-    }
-    std::memcpy(out + (kBlock - 1) * kPixel, groups + (kBlock - 1) * 4, kPixel);
+  for (int i = 0; i < kBlock - 1; ++i) {
+    std::memcpy(out + i * kPixel, groups + i * 4, 4 * sizeof(T));
   }
+  std::memcpy(out + (kBlock - 1) * kPixel, groups + (kBlock - 1) * 4, kPixel);
 }
 
 /// The same of three channels.
@@ -189,10 +148,8 @@ void blendInside(const Codec& codec, const BlockPositions& at, const View<const 
   for (int e = 0; e < Groups::kElements; ++e) {
     const float acrossWeights[1] = {across[e]};
     const float downWeights[1] = {down[e]};
-    const float above[2] = {codec.load(groups.upperLeft[e]),
-                            codec.load(groups.upperRight[e + Groups::kLead])};
-    const float below[2] = {codec.load(groups.lowerLeft[e]),
-                            codec.load(groups.lowerRight[e + Groups::kLead])};
+    const float above[2] = {codec.load(groups.upperLeft[e]), codec.load(groups.upperRight[e + 1])};
+    const float below[2] = {codec.load(groups.lowerLeft[e]), codec.load(groups.lowerRight[e + 1])};
     const float lines[2] = {Bilinear::blend(above, acrossWeights),
                             Bilinear::blend(below, acrossWeights)};
     made[e] = codec.store(Bilinear::blend(lines, downWeights));
