@@ -71,6 +71,44 @@ Cover coverOf(const BlockPositions& at, int width, int height) {
   return Cover::mixed;
 }
 
+/// Whether the pixels of a block come from neighbours in one source row, as in a shift and in long
+/// stretches of a slight turn.
+inline bool isRun(const BlockPositions& at) {
+  int differences = 0;
+  for (int i = 0; i < kBlock; ++i) {
+    differences |= (at.x[i] - at.x[0] - i) | (at.y[i] - at.y[0]);
+  }
+  return differences == 0;
+}
+
+/// Such a block, its taps all inside: nothing needs to be gathered.
+template <class Codec, class T, int C>
+void blendRun(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
+              char* out) {
+  constexpr int kElements = kBlock * C;
+  alignas(64) float across[kElements], down[kElements];
+  for (int i = 0; i < kBlock; ++i) {
+    for (int c = 0; c < C; ++c) {
+      across[i * C + c] = at.acrossFraction[i];
+      down[i * C + c] = at.downFraction[i];
+    }
+  }
+  const char* upper = rowBytes(in, at.y[0]) + at.x[0] * std::ptrdiff_t{sizeof(T) * C};
+  const char* lower = upper + in.pitch;
+#pragma GCC ivdep
+  for (int e = 0; e < kElements; ++e) {
+    const float acrossWeights[1] = {across[e]};
+    const float downWeights[1] = {down[e]};
+    const float above[2] = {codec.load(loadItem<T>(upper, e)),
+                            codec.load(loadItem<T>(upper, e + C))};
+    const float below[2] = {codec.load(loadItem<T>(lower, e)),
+                            codec.load(loadItem<T>(lower, e + C))};
+    const float lines[2] = {Bilinear::blend(above, acrossWeights),
+                            Bilinear::blend(below, acrossWeights)};
+    storeItem(out, e, codec.store(Bilinear::blend(lines, downWeights)));
+  }
+}
+
 /// A block of one channel whose taps are all inside, from pairs of neighbours.
 template <class Codec, class T>
 void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 1>>& in,
@@ -110,8 +148,13 @@ struct NeighbourGroups {
     // neighbour's first element is the second one of its group.
     constexpr std::size_t kBytes = kGroup * sizeof(T);
     upperRight[kElements] = lowerRight[kElements] = T{};
+    alignas(64) std::ptrdiff_t offset[kBlock];
     for (int i = 0; i < kBlock; ++i) {
-      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{3 * sizeof(T)};
+      offset[i] = at.y[i] * in.pitch + at.x[i] * std::ptrdiff_t{3 * sizeof(T)};
+    }
+    const auto* data = reinterpret_cast<const char*>(in.data);
+    for (int i = 0; i < kBlock; ++i) {
+      const char* from = data + offset[i];
       std::memcpy(upperLeft + i * kGroup, from, kBytes);
       std::memcpy(upperRight + i * kGroup, from + 2 * sizeof(T), kBytes);
       std::memcpy(lowerLeft + i * kGroup, from + in.pitch, kBytes);
@@ -164,7 +207,11 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const 
   const Cover cover = coverOf<Sampler>(at, in.width, in.height);
   if constexpr (std::is_same_v<Sampler, Bilinear>) {
     if (cover == Cover::inside) {
-      blendInside(codec, at, in, out);
+      if (isRun(at)) {
+        blendRun(codec, at, in, out);
+      } else {
+        blendInside(codec, at, in, out);
+      }
       return;
     }
   }
