@@ -1,9 +1,9 @@
 #pragma once
 
 // The host path of resampling through any map. The image is worked on in tiles, so that a turned
-// source is read in patches that the caches hold; a tile in short blocks of a row. Most blocks lie
-// wholly inside the source, or wholly outside: the first are fetched without tests and blended in
-// vector loops, and only those in between go pixel by pixel.
+// source is read in patches that the caches hold; a tile in short blocks of a row, which are
+// gathered and then blended in vector loops. Most blocks lie wholly inside the source, where they
+// are fetched without tests, or wholly outside.
 
 #include "engine/element_pairs.h"
 #include "engine/samplers.h"
@@ -109,16 +109,38 @@ void blendRun(const Codec& codec, const BlockPositions& at, const View<const Pix
   }
 }
 
-/// A block of one channel whose taps are all inside, from pairs of neighbours.
-template <class Codec, class T>
-void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 1>>& in,
-                 char* out) {
+/// The source pixel at (x, y), which may lie outside.
+template <class Border, class T, int C>
+void readTap(const View<const Pixel<T, C>>& in, int x, int y, T* to) {
+  const int column = Border::limit(x, in.width);
+  const int row = Border::limit(y, in.height);
+  if (Border::kHasNone && (column < 0 || row < 0)) {
+    std::fill_n(to, C, T{});
+  } else {
+    constexpr std::ptrdiff_t kBytes = sizeof(Pixel<T, C>);
+    std::memcpy(to, rowBytes(in, row) + column * kBytes, kBytes);
+  }
+}
+
+/// A block of one channel, from pairs of neighbours.
+template <class Border, class Codec, class T>
+void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+                   const View<const Pixel<T, 1>>& in, char* out) {
   alignas(64) Pair<T> upper[kBlock];
   alignas(64) Pair<T> lower[kBlock];
-  for (int i = 0; i < kBlock; ++i) {
-    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
-    std::memcpy(&upper[i], from, sizeof upper[i]);
-    std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+  if (cover == Cover::inside) {
+    for (int i = 0; i < kBlock; ++i) {
+      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
+      std::memcpy(&upper[i], from, sizeof upper[i]);
+      std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+    }
+  } else {
+    for (int i = 0; i < kBlock; ++i) {
+      T taps[4];
+      for (int k = 0; k < 4; ++k) readTap<Border>(in, at.x[i] + k % 2, at.y[i] + k / 2, taps + k);
+      std::memcpy(&upper[i], taps, sizeof upper[i]);
+      std::memcpy(&lower[i], taps + 2, sizeof lower[i]);
+    }
   }
   alignas(64) T made[kBlock];
   for (int i = 0; i < kBlock; ++i) {
@@ -143,6 +165,7 @@ struct NeighbourGroups {
   alignas(64) T upperRight[kElements + 1];
   alignas(64) T lowerRight[kElements + 1];
 
+  /// Of pixels whose taps are all inside.
   NeighbourGroups(const BlockPositions& at, const View<const Pixel<T, 3>>& in) {
     // The two are six elements: groups at the first and at the third of them, so that the right
     // neighbour's first element is the second one of its group.
@@ -161,6 +184,20 @@ struct NeighbourGroups {
       std::memcpy(lowerRight + i * kGroup, from + in.pitch + 2 * sizeof(T), kBytes);
     }
   }
+
+  /// Of any pixels.
+  template <class Border>
+  NeighbourGroups(Border, const BlockPositions& at, const View<const Pixel<T, 3>>& in) {
+    for (int i = 0; i < kBlock; ++i) {
+      const int e = i * kGroup;
+      upperLeft[e + 3] = lowerLeft[e + 3] = upperRight[e] = lowerRight[e] = T{};
+      readTap<Border>(in, at.x[i], at.y[i], upperLeft + e);
+      readTap<Border>(in, at.x[i] + 1, at.y[i], upperRight + e + 1);
+      readTap<Border>(in, at.x[i], at.y[i] + 1, lowerLeft + e);
+      readTap<Border>(in, at.x[i] + 1, at.y[i] + 1, lowerRight + e + 1);
+    }
+    upperRight[kElements] = lowerRight[kElements] = T{};
+  }
 };
 
 /// Puts groups of four elements down as pixels of three. What is written over a pixel's end is
@@ -175,11 +212,11 @@ void packGroups(const T* groups, char* out) {
 }
 
 /// The same of three channels.
-template <class Codec, class T>
-void blendInside(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, 3>>& in,
-                 char* out) {
+template <class Border, class Codec, class T>
+void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+                   const View<const Pixel<T, 3>>& in, char* out) {
   using Groups = NeighbourGroups<T>;
-  const Groups groups(at, in);
+  const Groups groups = cover == Cover::inside ? Groups(at, in) : Groups(Border{}, at, in);
   alignas(64) float across[Groups::kElements], down[Groups::kElements];
   for (int i = 0; i < kBlock; ++i) {
     for (int k = 0; k < Groups::kGroup; ++k) {
@@ -205,26 +242,20 @@ template <class Sampler, class Border, class Codec, class T, int C>
 void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
                  char* out) {
   const Cover cover = coverOf<Sampler>(at, in.width, in.height);
-  if constexpr (std::is_same_v<Sampler, Bilinear>) {
-    if (cover == Cover::inside) {
-      if (isRun(at)) {
-        blendRun(codec, at, in, out);
-      } else {
-        blendInside(codec, at, in, out);
-      }
-      return;
-    }
-  }
   if (std::is_same_v<Border, ZeroBorder> && cover == Cover::outside) {
     Pixel<T, C> zero;
     for (T& element : zero.v) element = codec.store(0.0f);
     for (int i = 0; i < kBlock; ++i) storeItem(out, i, zero);
-    return;
-  }
-  for (int i = 0; i < kBlock; ++i) {
-    const Position across{at.x[i], at.acrossFraction[i]};
-    const Position down{at.y[i], at.downFraction[i]};
-    storeItem(out, i, sample<Sampler, Border, false>(codec, in, across, down));
+  } else if constexpr (!std::is_same_v<Sampler, Bilinear>) {
+    for (int i = 0; i < kBlock; ++i) {
+      const Position across{at.x[i], at.acrossFraction[i]};
+      const Position down{at.y[i], at.downFraction[i]};
+      storeItem(out, i, sample<Sampler, Border, false>(codec, in, across, down));
+    }
+  } else if (cover == Cover::inside && isRun(at)) {
+    blendRun(codec, at, in, out);
+  } else {
+    blendGathered<Border>(codec, at, cover, in, out);
   }
 }
 

@@ -9,7 +9,8 @@
 // - a sampler (Nearest, Bilinear, Cubic) says which pixels take part and how they are blended: in
 //   float, along the rows first, then down the column.
 // - a border rule (EdgeBorder, ZeroBorder) says what stands outside the source.
-// - a codec turns elements into the floats that are blended, and the result into an element.
+// - a codec turns elements into the floats that are blended, 0 into 0, and the result into an
+// element.
 //
 // They are in this header, with the sampling of a single pixel that they come to. resample.h runs
 // them over images.
