@@ -70,6 +70,17 @@ inline constexpr bool kHasBounds = requires {
   typename R::Bound;
 };
 
+struct NoBound {};
+template <class R>
+struct BoundOf {
+  using type = NoBound;
+};
+template <class R>
+requires kHasBounds<R>
+struct BoundOf<R> {
+  using type = typename R::Bound;
+};
+
 /// How an image is cut into units. It depends on nothing but the image's size and the reducers.
 struct Cut {
   int elements;  // of a row of the image
@@ -228,16 +239,6 @@ class HostLanes {
     taken_ = 0;
   }
 
-  struct NoBound {};
-  template <class Reducer>
-  struct BoundOf {
-    using type = NoBound;
-  };
-  template <class Reducer>
-  requires kHasBounds<Reducer>
-  struct BoundOf<Reducer> {
-    using type = typename Reducer::Bound;
-  };
   using Bound = typename BoundOf<R>::type;
 
   const R reducer_;

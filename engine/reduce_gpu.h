@@ -66,17 +66,6 @@ struct ThreadLanes {
 
   __device__ void finish() {}
 
-  struct NoBound {};
-  template <class Reducer>
-  struct BoundOf {
-    using type = NoBound;
-  };
-  template <class Reducer>
-  requires kHasBounds<Reducer>
-  struct BoundOf<Reducer> {
-    using type = typename Reducer::Bound;
-  };
-
   const R& reducer;
   typename R::Total lane[kCount];
   typename BoundOf<R>::type lower[C];
