@@ -20,10 +20,14 @@ T* elementAt(const void* pixels, std::ptrdiff_t element) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
+/// At most 32 bytes: the shuffles of longer vectors cost more than twice as much.
+template <class T>
+using Vectors = hn::CappedTag<T, 32 / sizeof(T)>;
+
 /// Does as many pixels as fill whole vectors, and returns how many those are.
 template <class T, int N>
 std::ptrdiff_t splitVectors(const void* pixels, std::ptrdiff_t count, T* const (&planes)[N]) {
-  const hn::ScalableTag<T> d;
+  const Vectors<T> d;
   const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(d));
   std::ptrdiff_t i = 0;
   for (; i + lanes <= count; i += lanes) {
@@ -42,7 +46,7 @@ std::ptrdiff_t splitVectors(const void* pixels, std::ptrdiff_t count, T* const (
 
 template <class T, int N>
 std::ptrdiff_t joinVectors(const T* const (&planes)[N], std::ptrdiff_t count, void* pixels) {
-  const hn::ScalableTag<T> d;
+  const Vectors<T> d;
   const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(d));
   std::ptrdiff_t i = 0;
   for (; i + lanes <= count; i += lanes) {
