@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #if MIRL_WITH_HIGHWAY
 #include <hwy/highway.h>
@@ -20,9 +21,11 @@ T* elementAt(const void* pixels, std::ptrdiff_t element) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// At most 32 bytes: the shuffles of longer vectors cost more than twice as much.
+/// The vectors that pixels are taken apart in: for small elements no longer than 32 bytes, beyond
+/// which shuffles cost more than they do.
 template <class T>
-using Vectors = hn::CappedTag<T, 32 / sizeof(T)>;
+using Vectors = std::conditional_t<sizeof(T) == sizeof(float), hn::ScalableTag<T>,
+                                   hn::CappedTag<T, 32 / sizeof(T)>>;
 
 /// Does as many pixels as fill whole vectors, and returns how many those are.
 template <class T, int N>
