@@ -99,6 +99,15 @@ struct Planes<Pixel<T, N>, Capacity> {
   }
 };
 
+/// Room for a piece of its own.
+template <class T, std::ptrdiff_t Capacity>
+struct Row {
+  alignas(64) char of[Capacity * static_cast<std::ptrdiff_t>(sizeof(T))];
+  Cursor<T> cursor() { return {of}; }
+};
+template <class T, int N, std::ptrdiff_t Capacity>
+struct Row<Pixel<T, N>, Capacity> : Planes<Pixel<T, N>, Capacity> {};
+
 /// Makes the piece of an input row that starts at `at` readable.
 template <class T, std::ptrdiff_t Capacity>
 Cursor<T> fetch(Planes<T, Capacity>&, const char* at, std::ptrdiff_t) {
@@ -134,10 +143,67 @@ void deliver(const Cursor<Pixel<T, N>>& cursor, char* at, std::ptrdiff_t count) 
   joinPlanes<T, N>(planes, count, at);
 }
 
+/// Items of a row that a functor gets at a time: with parameters for channels whole pixels, in
+/// whole vectors, and few enough to leave room for those in the nearest cache.
+template <class F, class... Items>
+constexpr std::ptrdiff_t pieceFor() {
+  constexpr std::ptrdiff_t kItems = kPiece<Items...>;
+  if constexpr (HasChannels<F>) {
+    constexpr std::ptrdiff_t kVectors = decltype(F::channels)::kChannels * 64;
+    return std::min<std::ptrdiff_t>(kItems, 1024) / kVectors * kVectors;
+  } else {
+    return kItems;
+  }
+}
+
+/// A functor's parameters in the order of a row's elements, for the length of a piece: the row is
+/// read as one more input. All pieces start at channel 0. Without channels there is no such input.
+template <class F, std::ptrdiff_t Capacity>
+class Parameters {
+ public:
+  Parameters(const F&, std::ptrdiff_t) {}
+  std::tuple<> inputs() const { return {}; }
+};
+
+template <HasChannels F, std::ptrdiff_t Capacity>
+class Parameters<F, Capacity> {
+  using P = typename decltype(F::channels)::Parameter;
+  static constexpr int kChannels = decltype(F::channels)::kChannels;
+
+ public:
+  Parameters(const F& f, std::ptrdiff_t width) {
+    const std::ptrdiff_t count = std::min(width, Capacity);
+    for (std::ptrdiff_t i = 0; i < count; ++i) row_.cursor().put(i, f.channels.of[i % kChannels]);
+  }
+  std::tuple<Cursor<P>> inputs() { return row_.cursor(); }
+
+ private:
+  Row<P, Capacity> row_;
+};
+
+/// One channel needs no row.
+template <class P>
+struct Constant {
+  P value;
+  P get(std::ptrdiff_t) const { return value; }
+};
+
+template <HasChannels F, std::ptrdiff_t Capacity>
+requires(decltype(F::channels)::kChannels == 1) class Parameters<F, Capacity> {
+  using P = typename decltype(F::channels)::Parameter;
+
+ public:
+  Parameters(const F& f, std::ptrdiff_t) : constant_{f.channels.of[0]} {}
+  std::tuple<Constant<P>> inputs() const { return constant_; }
+
+ private:
+  Constant<P> constant_;
+};
+
 /// No item depends on another, even where an input row is the output row, and that is what the
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
-void mapPiece(const F f, int x, int count, const Cursor<Out> out, const Cursor<In>... in) {
+void mapPiece(const F f, int x, int count, const Cursor<Out> out, const In... in) {
 #pragma GCC ivdep
   for (int i = 0; i < count; ++i) out.put(i, call(f, tableOf(f), x + i, in.get(i)...));
 }
@@ -147,15 +213,16 @@ void mapPiece(const F f, int x, int count, const Cursor<Out> out, const Cursor<I
 template <class F, class... In>
 std::ptrdiff_t mapVectors(const F& f, std::ptrdiff_t count, char* out, const In*... in) {
   if constexpr (requires { f.vectors(count, out, in...); }) {
+    static_assert(!HasChannels<F>, "the items behind the vectors might start at any channel");
     return f.vectors(count, out, in...);
   } else {
     return 0;
   }
 }
 
-template <class F, class Out, class... In>
-void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const In*... in) {
-  constexpr std::ptrdiff_t kCapacity = kPiece<Out, In...>;
+template <class F, std::ptrdiff_t kCapacity, class Out, class... In>
+void mapRow(const F& f, Parameters<F, kCapacity>& parameters, std::ptrdiff_t width, bool pastCaches,
+            Out* out, const In*... in) {
   Planes<Out, kCapacity> outPlanes;
   std::tuple<Planes<In, kCapacity>...> inPlanes;
   alignas(64) char piece[kCapacity * sizeof(Out)];  // what is to go past the caches
@@ -166,12 +233,14 @@ void mapRow(const F& f, std::ptrdiff_t width, bool pastCaches, Out* out, const I
     const std::ptrdiff_t rest = count - done;
     char* const restTarget = target + done * std::ptrdiff_t{sizeof(Out)};
     const Cursor<Out> cursor = prepare(outPlanes, restTarget);
-    std::apply(
-        [&](auto&... planes) {
-          mapPiece(f, static_cast<int>(x + done), static_cast<int>(rest), cursor,
-                   fetch(planes, itemAt(in, x + done), rest)...);
-        },
+    const auto inputs = std::apply(
+        [&](auto&... planes) { return std::tuple(fetch(planes, itemAt(in, x + done), rest)...); },
         inPlanes);
+    std::apply(
+        [&](const auto&... input) {
+          mapPiece(f, static_cast<int>(x + done), static_cast<int>(rest), cursor, input...);
+        },
+        std::tuple_cat(parameters.inputs(), inputs));
     deliver(cursor, restTarget, rest);
     if (pastCaches) {
       runtime::streamCopy(itemAt(out, x), piece, static_cast<std::size_t>(count) * sizeof(Out));
@@ -184,8 +253,9 @@ void mapOnHost(const F& f, const View<Out>& out, const View<const In>&... in) {
   const auto rowBytes = static_cast<std::size_t>(out.width) * (sizeof(Out) + (sizeof(In) + ...));
   const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
   runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
+    Parameters<F, pieceFor<F, Out, In...>()> parameters(f, out.width);
     for (int y = begin; y < end; ++y) {
-      mapRow(f, out.width, pastCaches, rowOf(out, y), rowOf(in, y)...);
+      mapRow(f, parameters, out.width, pastCaches, rowOf(out, y), rowOf(in, y)...);
     }
     if (pastCaches) runtime::finishStreamCopies();
   });
@@ -211,14 +281,16 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   const unsigned height = static_cast<unsigned>(out.height);
   const unsigned x = (blockIdx.x * kBlockX + threadIdx.x) * Items;
   if (x >= width) return;
+  const auto channels = channelsFrom(f, x);
   for (unsigned y = blockIdx.y * kBlockY + threadIdx.y; y < height; y += gridDim.y * kBlockY) {
     if (Items > 1 && x + Items <= width) {
-      mapItems<Items>(f, table, x, rowOf(out, y) + x, loadVector<Items>(rowOf(in, y) + x)...);
+      mapItems<Items>(f, table, channels, x, rowOf(out, y) + x,
+                      loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
       for (unsigned i = x; i < end; ++i) {
-        storeBytes(rowOf(out, y) + i,
-                   call(f, table, static_cast<int>(i), loadBytes(rowOf(in, y) + i)...));
+        storeBytes(rowOf(out, y) + i, callInChannel(f, table, static_cast<int>(i), channelsOf(f), i,
+                                                    loadBytes(rowOf(in, y) + i)...));
       }
     }
   }

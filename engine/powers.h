@@ -24,6 +24,26 @@ MIRL_HD inline float unlessInfinite(float x, float result) {
   return select(bitsOf(x) >= 0x7F800000u, x, result);
 }
 
+/// 1.5 * 2^23: its sum with a float is rounded to wholes.
+inline constexpr float kRounder = 12582912.0f;
+
+/// 2^(n + f) for whole n between -250 and 250 and f between -1/2 and 1/2, from n + kRounder.
+MIRL_HD inline float powerOfTwo(float shifted, float f) {
+  float p = 0.0001545336197f;
+  p = fusedMultiplyAdd(p, f, 0.001339109325f);
+  p = fusedMultiplyAdd(p, f, 0.009618082183f);
+  p = fusedMultiplyAdd(p, f, 0.05550356682f);
+  p = fusedMultiplyAdd(p, f, 0.2402265076f);
+  p = fusedMultiplyAdd(p, f, 0.6931471881f);
+  p = fusedMultiplyAdd(p, f, 1.0f);
+
+  // 2^n in two factors, neither of which overflows before the product does, and only the second
+  // of which rounds, if the result is below 2^-126.
+  const unsigned steps = bitsOf(shifted) - bitsOf(kRounder);
+  const unsigned half = static_cast<unsigned>(static_cast<int>(steps) >> 1);
+  return p * floatOf((half + 127u) << 23) * floatOf((steps - half + 127u) << 23);
+}
+
 /// x^exponent for x from 2^-126 up and exponents from 0 to 2.5, within 2 units in the last place as
 /// long as the result is no smaller than 2^-126. Infinity and NaN give themselves, any other x no
 /// matter what.
@@ -48,27 +68,13 @@ MIRL_HD inline float power(float x, float exponent) {
 
   // exponent * (whole + logarithm) = n + f, with n whole and f between -1/2 and 1/2. What the
   // product of the large parts loses by rounding is kept.
-  constexpr float kRounder = 12582912.0f;  // 1.5 * 2^23: its sum with a float is rounded to wholes
   const float wholeFloat = static_cast<float>(whole);
   const float high = exponent * wholeFloat;
   const float low = fusedMultiplyAdd(exponent, wholeFloat, -high);
   const float shifted = limitedTo(fusedMultiplyAdd(exponent, logarithm, high), 129.0f) + kRounder;
   const float n = shifted - kRounder;
   const float f = fusedMultiplyAdd(exponent, logarithm, (high - n) + low);
-
-  float p = 0.0001545336197f;
-  p = fusedMultiplyAdd(p, f, 0.001339109325f);
-  p = fusedMultiplyAdd(p, f, 0.009618082183f);
-  p = fusedMultiplyAdd(p, f, 0.05550356682f);
-  p = fusedMultiplyAdd(p, f, 0.2402265076f);
-  p = fusedMultiplyAdd(p, f, 0.6931471881f);
-  p = fusedMultiplyAdd(p, f, 1.0f);
-
-  // 2^n in two factors, neither of which overflows before the product does.
-  const unsigned steps = bitsOf(shifted) - bitsOf(kRounder);
-  const unsigned half = static_cast<unsigned>(static_cast<int>(steps) >> 1);
-  const float scaled = p * floatOf((half + 127u) << 23) * floatOf((steps - half + 127u) << 23);
-  return unlessInfinite(x, scaled);
+  return unlessInfinite(x, powerOfTwo(shifted, f));
 }
 
 /// The cube root for x from 2^-126 up, within 1 unit in the last place. Infinity and NaN give

@@ -61,15 +61,23 @@ __device__ Items<T, N> loadVector(const T* at) {
   return items;
 }
 
-template <int N, class F, class Table, class Out, class... In>
-__device__ void mapItems(const F& f, const Table& table, unsigned x, Out* at,
-                         const Items<In, N>&... in) {
+template <class T, int N>
+__device__ void storeVector(T* at, const Items<T, N>& items) {
+  auto* words = reinterpret_cast<typename WordOf<Items<T, N>::kWord>::type*>(at);
+#pragma unroll
+  for (int i = 0; i < Items<T, N>::kWords; ++i) words[i] = items.word[i];
+}
+
+/// `channels` starts at column x.
+template <int N, class F, class Table, class Channels, class Out, class... In>
+__device__ void mapItems(const F& f, const Table& table, const Channels& channels, unsigned x,
+                         Out* at, const Items<In, N>&... in) {
   Items<Out, N> out;
 #pragma unroll
-  for (int i = 0; i < N; ++i) out.item[i] = call(f, table, static_cast<int>(x + i), in.item[i]...);
-  auto* words = reinterpret_cast<typename WordOf<Items<Out, N>::kWord>::type*>(at);
-#pragma unroll
-  for (int i = 0; i < Items<Out, N>::kWords; ++i) words[i] = out.word[i];
+  for (int i = 0; i < N; ++i) {
+    out.item[i] = callInChannel(f, table, static_cast<int>(x + i), channels, i, in.item[i]...);
+  }
+  storeVector(at, out);
 }
 
 /// One item at any address: GPUs can't read an element across its alignment.

@@ -1,0 +1,43 @@
+#pragma once
+
+// Bytes through tables on the host: see Lookup in engine/functor.h for what all devices share.
+
+#include "engine/functor.h"
+#include "engine/view.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace mirl::engine {
+
+/// `count` bytes through a table of 256, with vectors where the processor has them for that. The
+/// output may be the input.
+void lookUp(const std::uint8_t* table, const void* in, std::ptrdiff_t count, void* out);
+/// The same for pixels of 3 bytes, each channel through a table of its own.
+void lookUp(const std::uint8_t* const (&tables)[3], const void* in, std::ptrdiff_t count,
+            void* out);
+
+/// A table from bytes to bytes as a functor.
+struct kernel_lookup_bytes : kernel_lookup<std::uint8_t> {
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
+    lookUp(table.entry, in, count, out);
+    return count;
+  }
+};
+
+/// The same for pixels of 3 bytes, with 256 entries for each channel, one channel behind the other.
+struct kernel_lookup_pixels {
+  using Table = Lookup<std::uint8_t, 3 * 256>;
+  Table table;
+
+  MIRL_HD Pixel<std::uint8_t, 3> operator()(const Table& at,
+                                            const Pixel<std::uint8_t, 3>& in) const {
+    return {at.entry[in.v[0]], at.entry[256 + in.v[1]], at.entry[512 + in.v[2]]};
+  }
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
+    lookUp({table.entry, table.entry + 256, table.entry + 512}, in, count, out);
+    return count;
+  }
+};
+
+}  // namespace mirl::engine
