@@ -1,20 +1,12 @@
-#include <mirl/arithmeticLogical.h>
-
-#include "core/access.h"
-#include "engine/dispatch.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
+#include "cu/ArithmeticLogical/arithmetic.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace mirl::arithmeticLogical {
 namespace {
 
-using engine::Combination;
-
 /// First input, second input, output. All for 1 and for 3 channels.
-using Served = engine::Combinations<
+using Served = Combinations<
     Combination<std::uint8_t, std::uint8_t, std::uint8_t>,
     Combination<std::uint16_t, std::uint16_t, std::uint16_t>, Combination<float, float, float>,
     Combination<std::uint8_t, std::uint8_t, std::uint16_t>,
@@ -27,25 +19,15 @@ using Served = engine::Combinations<
     Combination<float, std::uint8_t, float>, Combination<std::uint16_t, float, float>,
     Combination<float, std::uint16_t, float>>;
 
-enum class Op { add, subtract, multiply, divide, absDiff };
-
 /// a op b on single elements.
 template <class T, class U, class V, Op op>
 struct kernel_arithmetic_dt {
   MIRL_HD V operator()(T a, U b) const {
     if constexpr (op == Op::divide || std::is_same_v<V, float>) {
-      return engine::fromFloat<V>(compute(engine::toFloat(a), engine::toFloat(b)));
+      return engine::fromFloat<V>(compute<op>(engine::toFloat(a), engine::toFloat(b)));
     } else {
       return computeSaturated(a, b);
     }
-  }
-
-  MIRL_HD static float compute(float a, float b) {
-    if constexpr (op == Op::add) return a + b;
-    if constexpr (op == Op::subtract) return a - b;
-    if constexpr (op == Op::multiply) return a * b;
-    if constexpr (op == Op::divide) return a / b;
-    if constexpr (op == Op::absDiff) return std::fabs(a - b);
   }
 
   /// The same on integers without leaving the output's type, so that vectors hold as many elements
@@ -71,26 +53,19 @@ struct kernel_arithmetic_dt {
 template <Op op>
 MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (!core::sameSize(a, b) || a.channels() != b.channels()) return MIRL_MISMATCH;
+  if (!sameShape(a, b)) return MIRL_MISMATCH;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, a, {&b, &out}, queue);
-  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus ready = prepare(a, {&b, &out}, out, std::max(a.depth(), b.depth()), stream,
+                                   queue, [&] { return mismatchUnless(sameShape(a, out)); });
+  if (ready != MIRL_SUCCESS) return ready;
 
-  if (out.isInitialized() && (!core::sameSize(a, out) || a.channels() != out.channels())) {
-    return MIRL_MISMATCH;
-  }
-  const MirlStatus created = ImageAccess::create(out, *queue.device, a.width(), a.height(),
-                                                 std::max(a.depth(), b.depth()), a.channels());
-  if (created != MIRL_SUCCESS) return created;
-
-  if (a.channels() != 1 && a.channels() != 3) return MIRL_MISMATCH;
-  const bool served = engine::visitCombination(
+  const bool served = visitElements(
       Served{}, a.channels(), std::array{a.type(), b.type(), out.type()},
       [&]<class T, class U, class V>(Combination<T, U, V>) {
         engine::map(queue, kernel_arithmetic_dt<T, U, V, op>{}, engine::elementsOf<V>(out),
                     engine::elementsOf<const T>(a), engine::elementsOf<const U>(b));
       });
-  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+  return mismatchUnless(served);
 }
 
 }  // namespace

@@ -156,6 +156,23 @@ class MIRL_API MirlImage {
   /// Writes all channels of a pixel.
   MirlStatus set(int x, int y, const MirlScalar& value);
 
+  /// Fills the image with one value, or with one for each channel: 8-bit, 16-bit and float with 1
+  /// or 3 channels. In integer images the value is limited to the type's range and truncated, NaN
+  /// becoming 0. Queued on the stream.
+  ///
+  /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_TYPE_NOT_SUPPORTED`; `MIRL_MISMATCH` for a
+  /// stream of another device and `MIRL_INVALID_ARGUMENT` for a dead one.
+  MirlStatus set(double value, const MirlStream& stream = MirlStream());
+  MirlStatus set(const MirlScalar& value, const MirlStream& stream = MirlStream());
+  /// Fills one channel. Here an integer image takes the low bits of the truncated value, so 300 is
+  /// 44 in 8 bits; NaN and infinity give 0. After the type `MIRL_INVALID_ARGUMENT` for a channel
+  /// that the image doesn't have.
+  MirlStatus set(int channel, double value, const MirlStream& stream = MirlStream());
+
+  /// One channel of 3 or 4 as a new image, see `mirl::dataExchange::getChannel`. Empty where that
+  /// fails.
+  MirlImage operator[](int channel) const;
+
   /// Converts to another element type: `element * scale + shift` with one rounding, integer results
   /// clamped to the type's range and truncated toward zero, as `mirl::dataExchange::convertScale`
   /// does. `dst` may be empty, of another type (then it is replaced) or this image itself, which
@@ -173,6 +190,42 @@ class MIRL_API MirlImage {
   /// depth that has no type with this image's channels, so also if this image is empty.
   MirlStatus convertTo(MirlImage& dst, int depth, float scale, float shift,
                        const MirlStream& stream = MirlStream()) const;
+
+  /// The operators of mirl/operators.h onto the image itself: it keeps its type, and nothing is
+  /// allocated. `x - c` adds -c, and `x / c` multiplies by 1 / c in double precision, also for
+  /// scalars. The work is queued on the default stream; a failure leaves the image as it was.
+  MirlImage& operator+=(const MirlImage& other);
+  MirlImage& operator+=(const MirlScalar& s);
+  MirlImage& operator+=(int c);
+  MirlImage& operator+=(double c);
+  MirlImage& operator-=(const MirlImage& other);
+  MirlImage& operator-=(const MirlScalar& s);
+  MirlImage& operator-=(int c);
+  MirlImage& operator-=(double c);
+  MirlImage& operator*=(const MirlImage& other);
+  MirlImage& operator*=(const MirlScalar& s);
+  MirlImage& operator*=(int c);
+  MirlImage& operator*=(double c);
+  MirlImage& operator/=(const MirlImage& other);
+  MirlImage& operator/=(const MirlScalar& s);
+  MirlImage& operator/=(int c);
+  MirlImage& operator/=(double c);
+  MirlImage& operator&=(const MirlImage& other);
+  MirlImage& operator&=(int c);
+  MirlImage& operator|=(const MirlImage& other);
+  MirlImage& operator|=(int c);
+  MirlImage& operator^=(const MirlImage& other);
+  MirlImage& operator^=(int c);
+  MirlImage& operator<<=(int n);
+  MirlImage& operator>>=(int n);
+  /// Adds 1 or takes 1 away. The forms behind the image return what it was, in a deep copy, for
+  /// which they wait.
+  MirlImage& operator++();
+  MirlImage& operator--();
+  MirlImage operator++(int);
+  MirlImage operator--(int);
+  /// The image times -1, in its own type: zeros if that is unsigned.
+  MirlImage operator-() const;
 
  private:
   friend struct ImageAccess;

@@ -1,0 +1,134 @@
+#include "cu/ArithmeticLogical/arithmetic.h"
+#include "engine/elementary.h"
+
+namespace mirl::arithmeticLogical {
+namespace {
+
+struct Exp {
+  MIRL_HD float operator()(float x) const { return engine::exponential(x); }
+};
+struct Sqrt {
+  MIRL_HD float operator()(float x) const { return std::sqrt(x); }
+};
+struct Cbrt {
+  MIRL_HD float operator()(float x) const { return engine::signedCubeRoot(x); }
+};
+struct Abs {
+  MIRL_HD float operator()(float x) const { return std::fabs(x); }
+};
+struct Floor {
+  MIRL_HD float operator()(float x) const {
+#if defined(__CUDA_ARCH__)
+    return floorf(x);
+#else
+    // Compilers make no vector code of std::floor. The sign of a zero is kept: -0 - 0 is -0.
+    const float nearest = std::nearbyint(x);
+    return nearest - engine::select(nearest > x, 1.0f, 0.0f);
+#endif
+  }
+};
+struct Ceil {
+  MIRL_HD float operator()(float x) const { return -Floor{}(-x); }
+};
+struct Round {
+  MIRL_HD float operator()(float x) const { return std::nearbyint(x); }
+};
+
+/// f(element), computed in single precision, where f is a function of a float. Integers that stay
+/// integers are absolute values already.
+template <class T, class U, class Function>
+struct kernel_arithmetic_siso {
+  Function f;
+
+  MIRL_HD U operator()(T element) const {
+    if constexpr (std::is_same_v<U, float>) {
+      return f(engine::toFloat(element));
+    } else {
+      static_assert(std::is_same_v<T, U> && std::is_same_v<Function, Abs>);
+      return element;
+    }
+  }
+};
+
+using ToFloat = Combinations<Combination<std::uint8_t, float>, Combination<std::uint16_t, float>,
+                             Combination<float, float>>;
+using Same = Combinations<Combination<std::uint8_t, std::uint8_t>,
+                          Combination<std::uint16_t, std::uint16_t>, Combination<float, float>>;
+using OnlyFloat = Combinations<Combination<float, float>>;
+
+/// What a live output of the functions to float is told: it may be larger than the input.
+MirlStatus fitsFloat(const MirlImage& in, const MirlImage& out) {
+  if (in.channels() != out.channels()) return MIRL_MISMATCH;
+  if (out.type() != MIRL_32F_C1 && out.type() != MIRL_32F_C3) return MIRL_DEPTH_NOT_SUPPORTED;
+  return mismatchUnless(out.width() >= in.width() && out.height() >= in.height());
+}
+
+MirlStatus fitsSame(const MirlImage& in, const MirlImage& out) {
+  return mismatchUnless(core::sameSize(in, out) && in.type() == out.type());
+}
+
+/// An empty output is made with the given depth, or with the input's for 0.
+template <class Served, class Function>
+MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, int depth,
+               MirlStatus (*fits)(const MirlImage& in, const MirlImage& out),
+               const MirlStream& stream) {
+  if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
+  runtime::Queue queue;
+  const MirlStatus ready = prepare(in, {&out}, out, depth == 0 ? core::signedDepth(in) : depth,
+                                   stream, queue, [&] { return fits(in, out); });
+  if (ready != MIRL_SUCCESS) return ready;
+
+  const bool served = visitElements(
+      Served{}, in.channels(), std::array{in.type(), out.type()},
+      [&]<class T, class U>(Combination<T, U>) {
+        const engine::View<const T> from = engine::elementsOf<const T>(in);
+        engine::View<U> to = engine::elementsOf<U>(out);
+        to.width = from.width;
+        to.height = from.height;
+        const kernel_arithmetic_siso<T, U, Function> kernel{function};
+        if constexpr (std::is_same_v<T, std::uint8_t> && std::is_same_v<U, float>) {
+          engine::map(queue, engine::kernel_lookup<U>{engine::tabulate(kernel)}, to, from);
+        } else {
+          engine::map(queue, kernel, to, from);
+        }
+      });
+  return mismatchUnless(served);
+}
+
+}  // namespace
+
+MirlStatus pow(const MirlImage& in, double e, MirlImage& out, const MirlStream& stream) {
+  return engine::visitPower(static_cast<float>(e), [&](const auto& power) {
+    return run<ToFloat>(power, in, out, 32, fitsFloat, stream);
+  });
+}
+
+MirlStatus exp(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<ToFloat>(Exp{}, in, out, 32, fitsFloat, stream);
+}
+
+MirlStatus sqrt(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<ToFloat>(Sqrt{}, in, out, 32, fitsFloat, stream);
+}
+
+MirlStatus cbrt(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<ToFloat>(Cbrt{}, in, out, 32, fitsFloat, stream);
+}
+
+MirlStatus abs(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<Same>(Abs{}, in, out, 0, fitsSame, stream);
+}
+
+MirlStatus floor(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<OnlyFloat>(Floor{}, in, out, 0, fitsFloat, stream);
+}
+
+MirlStatus ceil(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<OnlyFloat>(Ceil{}, in, out, 0, fitsFloat, stream);
+}
+
+MirlStatus round(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return run<OnlyFloat>(Round{}, in, out, 0, fitsFloat, stream);
+}
+
+}  // namespace mirl::arithmeticLogical

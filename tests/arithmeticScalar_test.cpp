@@ -1,0 +1,159 @@
+// Images with constants and scalars: add, subtract, multiply, divide.
+
+#include <cmath>
+
+#include "pointwise_support.h"
+
+namespace mirl::test {
+namespace {
+
+using namespace arithmeticLogical;
+
+class ArithmeticScalar : public DeviceTest {};
+
+template <class Number>
+using Operation = MirlStatus (*)(const MirlImage&, Number, MirlImage&, const MirlStream&);
+
+/// An operation that takes the number first.
+template <class Number, MirlStatus (*run)(Number, const MirlImage&, MirlImage&, const MirlStream&)>
+MirlStatus turned(const MirlImage& in, Number number, MirlImage& out, const MirlStream& stream) {
+  return run(number, in, out, stream);
+}
+
+/// Double is wide enough that rounding its result to float gives what single precision gives.
+struct Op {
+  const char* name;
+  Operation<double> constant;
+  Operation<const MirlScalar&> scalar;
+  double (*formula)(double element, double number);
+};
+constexpr Op kOps[] = {
+    {"add", add, add, [](double x, double c) { return x + c; }},
+    {"subtract", turned<double, subtract>, turned<const MirlScalar&, subtract>,
+     [](double x, double c) { return c - x; }},
+    {"multiply", multiply, multiply, [](double x, double c) { return x * c; }},
+    {"divide", turned<double, divide>, turned<const MirlScalar&, divide>,
+     [](double x, double c) { return c / x; }},
+};
+
+/// A formula for the pixel whose channels meet these numbers.
+template <class D, class S>
+auto pixelFormula(const Op& op, int channels, const std::array<double, 3>& numbers) {
+  return [=](const S* in, D* out) {
+    for (int c = 0; c < channels; ++c) {
+      const double number = static_cast<float>(numbers[static_cast<std::size_t>(c)]);
+      out[c] = stored<D>(static_cast<float>(op.formula(in[c], number)));
+    }
+  };
+}
+
+auto applying(const Op& op, double constant) {
+  return [=](const MirlImage& in, MirlImage& out) {
+    return op.constant(in, constant, out, MirlStream());
+  };
+}
+auto applying(const Op& op, const std::array<double, 3>& s) {
+  return [=](const MirlImage& in, MirlImage& out) {
+    return op.scalar(in, MirlScalar(s[0], s[1], s[2]), out, MirlStream());
+  };
+}
+
+/// Calls visit(S, D, channels) with everything that is served.
+template <class Visit>
+void forEachServed(const Visit& visit) {
+  forEachFormat([&]<class S>(S s, int channels) {
+    forEachElement([&]<class D>(D d) {
+      if constexpr (sizeof d >= sizeof s) visit(s, d, channels);
+    });
+  });
+}
+
+TEST_P(ArithmeticScalar, LiteralExamples) {
+  const Pixels<Byte> bytes(1, {30, 3, 255, 0});
+  const Op &plus = kOps[0], &minus = kOps[1], &times = kOps[2], &over = kOps[3];
+  expectInto(applying(plus, 1e10), bytes, Pixels<Byte>(1, {255, 255, 255, 255}));
+  expectInto(applying(plus, 1e10), bytes, Pixels<Word>(1, {65535, 65535, 65535, 65535}));
+  expectInto(applying(plus, -3.5), bytes, Pixels<Byte>(1, {26, 0, 251, 0}));
+  expectInto(applying(minus, 10.0), bytes, Pixels<Byte>(1, {0, 7, 0, 10}));
+  expectInto(applying(minus, 10.0), bytes, Pixels<float>(1, {-20, 7, -245, 10}));
+  expectInto(applying(times, 0.5), bytes, Pixels<Byte>(1, {15, 1, 127, 0}));
+  expectInto(applying(over, 1.0), bytes, Pixels<Byte>(1, {0, 0, 0, 255}));
+  expectInto(applying(over, 90.0), bytes, Pixels<Word>(1, {3, 30, 0, 65535}));
+  expectInto(applying(over, 1.0), Pixels<float>(1, {0, -0.0f, 4}),
+             Pixels<float>(1, {INFINITY, -INFINITY, 0.25f}));
+  expectInto(applying(plus, {1, 2, 3}), Pixels<Byte>(3, {10, 10, 10, 0, 254, 255}),
+             Pixels<Byte>(3, {11, 12, 13, 1, 255, 255}));
+  expectInto(applying(plus, {1, 2, 3}), bytes, Pixels<Byte>(1, {31, 4, 255, 1}));
+}
+
+TEST_P(ArithmeticScalar, AwkwardNumbers) {
+  const double numbers[] = {0,    -0.0, 1,   -1,    0.5,   0.99999999, 3,        255,     -254.99,
+                            1e10, 7e-9, NAN, 65535, 1e300, -1e300,     INFINITY, 1.0 / 3, -65535.5};
+  forEachServed([&]<class S, class D>(S, D, int channels) {
+    Pixels<S> in(channels, {});
+    for (const S value : awkwardValues<S>()) {
+      for (int c = 0; c < channels; ++c) in.values.push_back(value);
+    }
+    in.width = static_cast<int>(in.values.size()) / channels;
+    for (const Op& op : kOps) {
+      SCOPED_TRACE(op.name);
+      for (std::size_t i = 0; i + 2 < std::size(numbers); ++i) {
+        const double n = numbers[i];
+        const std::array three = {n, numbers[i + 1], numbers[i + 2]};
+        SCOPED_TRACE(n);
+        expectInto(applying(op, n), in,
+                   mapped<D>(in, channels, pixelFormula<D, S>(op, channels, {n, n, n})));
+        expectInto(applying(op, three), in,
+                   mapped<D>(in, channels, pixelFormula<D, S>(op, channels, three)));
+      }
+    }
+  });
+}
+
+TEST_P(ArithmeticScalar, EverySizeAndPitch) {
+  const std::array numbers = {17.25, -40.0, 2.5};
+  const auto check = [&]<class D, class S>(D, S, const Op& op, int channels) {
+    expectPointwise<D, S>(applying(op, numbers), channels, channels,
+                          pixelFormula<D, S>(op, channels, numbers));
+  };
+  check(Byte{}, Byte{}, kOps[0], 3);
+  check(Byte{}, Byte{}, kOps[1], 1);
+  check(float{}, Byte{}, kOps[2], 3);
+  check(Word{}, Byte{}, kOps[0], 3);
+  check(Word{}, Word{}, kOps[3], 3);
+  check(float{}, float{}, kOps[1], 3);
+}
+
+TEST_P(ArithmeticScalar, Statuses) {
+  const auto status = [](const MirlImage& in, const MirlImage* out) {
+    const auto format = [](const MirlImage& image) {
+      return Format{image.type(), image.isSigned() ? -image.depth() : image.depth(),
+                    image.channels()};
+    };
+    const Format from = format(in), to = out == nullptr ? from : format(*out);
+    const bool good =
+        isServed(from) && isServed(to) && from.channels == to.channels && to.depth >= from.depth;
+    return good ? MIRL_SUCCESS : MIRL_MISMATCH;
+  };
+  const auto same = [](const Format& in) { return std::pair(in.depth, in.channels); };
+  for (const Op& op : kOps) {
+    for (const Promises& operation : {Promises{op.name,
+                                               [&](const auto&in, auto&out, const auto&stream) {
+                                                 return op.constant(in, 2, out, stream);
+                                               },
+                                               MIRL_8U_C3, status, same},
+                                      Promises{op.name,
+                                               [&](const auto&in, auto&out, const auto&stream) {
+                                                 return op.scalar(in, {1, 2, 3}, out, stream);
+                                               },
+                                               MIRL_16U_C1, status, same}}) {
+      expectStatusesOfTypes(operation);
+      expectCommonRules(operation);
+    }
+  }
+}
+
+MIRL_TEST_ON_ALL_DEVICES(ArithmeticScalar);
+
+}  // namespace
+}  // namespace mirl::test

@@ -1,0 +1,198 @@
+// AND, OR, XOR, NOT and shifts.
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+
+#include "pointwise_support.h"
+
+namespace mirl::test {
+namespace {
+
+using namespace arithmeticLogical;
+
+class Logical : public DeviceTest {};
+
+struct Pair {
+  const char* name;
+  MirlStatus (*run)(const MirlImage&, const MirlImage&, MirlImage&, const MirlStream&);
+  MirlStatus (*constant)(const MirlImage&, int, MirlImage&, const MirlStream&);
+  std::int64_t (*formula)(std::int64_t, std::int64_t);
+};
+constexpr Pair kPairs[] = {
+    {"AND", AND, AND, [](std::int64_t a, std::int64_t b) { return a & b; }},
+    {"OR", OR, OR, [](std::int64_t a, std::int64_t b) { return a | b; }},
+    {"XOR", XOR, XOR, [](std::int64_t a, std::int64_t b) { return a ^ b; }},
+};
+
+/// The shifted element as a signed number of 32 bits, which no arithmetic of C++ overflows.
+std::int64_t shiftedLeft(std::int64_t element, int n, std::int64_t greatest) {
+  if (n < 0 || n > 31) return 0;
+  const std::int64_t low = (element << n) % 4294967296;
+  const std::int64_t value = low >= 2147483648 ? low - 4294967296 : low;
+  return std::min(std::max<std::int64_t>(value, 0), greatest);
+}
+
+/// Element by element.
+template <class T, class Formula>
+auto each(int channels, const Formula& formula) {
+  return [=](const T* in, T* out) {
+    for (int c = 0; c < channels; ++c) out[c] = static_cast<T>(formula(in[c]));
+  };
+}
+
+constexpr int kNumbers[] = {0,  1,  2,  3,   7,   8,   9,     12,    15,      16,     17,     20,
+                            24, 25, 31, 32,  33,  63,  64,    0x1FF, 0xA5,    0xFF,   0xFFFF, 65536,
+                            -1, -2, -8, -31, -32, 200, 51966, 4096,  INT_MIN, INT_MAX};
+
+// For bytes these are all elements that there are.
+TEST_P(Logical, ConstantsAndShifts) {
+  const auto check = [&]<class T>(T) {
+    const Pixels<T> in(1, awkwardValues<T>());
+    constexpr std::int64_t kGreatest = std::numeric_limits<T>::max();
+    const auto expect = [&](const auto& run, const auto& formula) {
+      expectInto(run, in, mapped<T>(in, 1, each<T>(1, formula)));
+    };
+    for (const int n : kNumbers) {
+      SCOPED_TRACE(n);
+      for (const Pair& op : kPairs) {
+        expect([&](const auto& a, auto& out) { return op.constant(a, n, out, MirlStream()); },
+               [&](std::int64_t x) { return op.formula(x, n); });
+      }
+      expect([&](const auto& a, auto& out) { return SHL(a, n, out); },
+             [&](std::int64_t x) { return shiftedLeft(x, n, kGreatest); });
+      expect([&](const auto& a, auto& out) { return SHR(a, n, out); },
+             [&](std::int64_t x) { return n < 0 || n > 31 ? 0 : x >> n; });
+    }
+    expect([&](const auto& a, auto& out) { return NOT(a, out); },
+           [&](std::int64_t x) { return kGreatest - x; });
+  };
+  check(Byte{});
+  check(Word{});
+}
+
+TEST_P(Logical, LiteralExamples) {
+  const auto gives = [](auto run, std::vector<Byte> in, std::vector<Byte> want) {
+    expectInto(run, Pixels<Byte>(1, std::move(in)), Pixels<Byte>(1, std::move(want)));
+  };
+  const Byte wants[] = {8, 14, 6};
+  for (const Pair& op : kPairs) {
+    const MirlImage ten = toImage(Pixels<Byte>(1, {10}));
+    gives([&](const auto& a, auto& out) { return op.run(a, ten, out, MirlStream()); }, {12},
+          {wants[&op - kPairs]});
+  }
+  gives([](const auto& a, auto& out) { return AND(a, 0x1FF, out); }, {0, 77, 255}, {0, 77, 255});
+  gives([](const auto& a, auto& out) { return SHL(a, 1, out); }, {200, 100}, {255, 200});
+  gives([](const auto& a, auto& out) { return SHL(a, 24, out); }, {200, 100}, {0, 255});
+  gives([](const auto& a, auto& out) { return SHR(a, 3, out); }, {200}, {25});
+  expectInto([](const auto& a, auto& out) { return NOT(a, out); }, Pixels<Word>(1, {1}),
+             Pixels<Word>(1, {65534}));
+}
+
+// For bytes these are all pairs that there are.
+TEST_P(Logical, TwoImages) {
+  const auto check = [&]<class T>(T, int channels, const MirlSize& size, int pitch) {
+    const auto a = randomPixels<T>(size.width, size.height, channels, 1);
+    auto b = randomPixels<T>(size.width, size.height, channels, 2);
+    if (size.width == 256) {
+      for (std::size_t i = 0; i < b.values.size(); ++i) b.values[i] = static_cast<T>(i % 256 * 257);
+    }
+    for (const Pair& op : kPairs) {
+      SCOPED_TRACE(op.name);
+      Pixels<T> want(a);
+      for (std::size_t i = 0; i < want.values.size(); ++i) {
+        want.values[i] = static_cast<T>(op.formula(a.values[i], b.values[i]));
+      }
+      const MirlImage second = toImage(b);
+      expectInto([&](const auto& in, auto& out) { return op.run(in, second, out, MirlStream()); },
+                 a, want, pitch == 0 ? 0 : a.rowBytes() + pitch, pitch == 0 ? 0 : a.rowBytes() + 1);
+      MirlImage first = toImage(a), other = toImage(b);
+      EXPECT_EQ(op.run(first, other, other, MirlStream()), MIRL_SUCCESS);
+      EXPECT_TRUE(holds(other, want)) << "output is b";
+    }
+  };
+  for (const int channels : {1, 3}) {
+    for (const MirlSize& size : {MirlSize(1, 1), MirlSize(17, 5), MirlSize(256, 256)}) {
+      for (const int pitch : {0, 3}) {
+        check(Byte{}, channels, size, pitch);
+        check(Word{}, channels, size, pitch);
+      }
+    }
+  }
+}
+
+TEST_P(Logical, EverySizeAndPitch) {
+  expectPointwise<Byte, Byte>([](const auto& in, auto& out) { return SHL(in, 2, out); }, 3, 3,
+                              each<Byte>(3, [](int x) { return std::min(4 * x, 255); }));
+  expectPointwise<Word, Word>([](const auto& in, auto& out) { return XOR(in, 0x3333, out); }, 1, 1,
+                              each<Word>(1, [](int x) { return x ^ 0x3333; }));
+  expectPointwise<Byte, Byte>([](const auto& in, auto& out) { return NOT(in, out); }, 1, 1,
+                              each<Byte>(1, [](int x) { return 255 - x; }));
+}
+
+bool integers(const MirlImage& image) {
+  return image.channels() % 2 == 1 && !image.isSigned() && image.depth() <= 16;
+}
+
+TEST_P(Logical, Statuses) {
+  const auto same = [](const Format& in) { return std::pair(in.depth, in.channels); };
+  const auto check = [&](Promises operation, MirlStatus notServed) {
+    operation.status = [=](const MirlImage& in, const MirlImage* out) {
+      return !fits(in, out) ? MIRL_MISMATCH : integers(in) ? MIRL_SUCCESS : notServed;
+    };
+    expectStatusesOfTypes(operation);
+    expectCommonRules(operation);
+  };
+  for (const Pair& op : kPairs) {
+    check({op.name,
+           [&](const auto& in, auto& out, auto& stream) { return op.run(in, in, out, stream); },
+           MIRL_8U_C3,
+           {},
+           [](const Format& in) { return std::pair(std::abs(in.depth), in.channels); }},
+          MIRL_MISMATCH);
+    check({op.name,
+           [&](const auto& in, auto& out, auto& stream) { return op.constant(in, 5, out, stream); },
+           MIRL_16U_C1,
+           {},
+           same},
+          MIRL_TYPE_NOT_SUPPORTED);
+  }
+  for (const auto shift : {SHL, SHR}) {
+    check({"shift",
+           [=](const auto& in, auto& out, auto& stream) { return shift(in, 5, out, stream); },
+           MIRL_16U_C3,
+           {},
+           same},
+          MIRL_TYPE_NOT_SUPPORTED);
+  }
+  const Promises complement{"NOT", NOT, MIRL_8U_C1,
+                            [](const MirlImage& in, const MirlImage* out) {
+                              const bool same = out == nullptr || in.type() == out->type();
+                              return same && integers(in) ? MIRL_SUCCESS : MIRL_MISMATCH;
+                            },
+                            same};
+  expectStatusesOfTypes(complement);
+  expectCommonRules(complement);
+}
+
+TEST_P(Logical, TwoImagesMustAgree) {
+  const MirlImage empty, good(4, 3, MIRL_8U_C1), signs(4, 3, MIRL_8S_C1);
+  const auto expect = [&](const MirlImage& a, const MirlImage& b, MirlStatus status) {
+    for (const Pair& op : kPairs) {
+      expectStatus(empty, status, false,
+                   [&](MirlImage& out) { return op.run(a, b, out, deadStream()); });
+    }
+  };
+  expect(empty, good, MIRL_IMAGE_NOT_INITIALIZED);
+  expect(good, empty, MIRL_IMAGE_NOT_INITIALIZED);
+  for (const MirlImage& other : {MirlImage(5, 3, MIRL_8U_C1), MirlImage(4, 4, MIRL_8U_C1),
+                                 MirlImage(4, 3, MIRL_8U_C3), MirlImage(4, 3, MIRL_16U_C1)}) {
+    expect(good, other, MIRL_MISMATCH);
+  }
+  expect(good, signs, MIRL_INVALID_ARGUMENT);  // the depths agree, the stream is what is wrong
+}
+
+MIRL_TEST_ON_ALL_DEVICES(Logical);
+
+}  // namespace
+}  // namespace mirl::test
