@@ -28,7 +28,7 @@
 /// the bits of the unsigned result. Except where it is refused, the destination may be the source.
 /// The work is queued on the stream; no function waits.
 ///
-/// All functions check in this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
+/// All conversions check in this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
 /// `MIRL_IN_PLACE_NOT_SUPPORTED` if the destination is the source and that is refused;
 /// `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other channels; `MIRL_MISMATCH` for images or a
 /// stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live
@@ -167,5 +167,119 @@ MIRL_API MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination,
 /// 0 to 1. Other types are `MIRL_DEPTH_NOT_SUPPORTED`.
 MIRL_API MirlStatus Lab2rgb(const MirlImage& source, MirlImage& destination,
                             const MirlStream& stream = MirlStream());
+
+}  // namespace mirl::colorOperations
+
+/// Tone curves and tables, and operations on whole channels. No pixel looks at another one.
+///
+/// "Clamped and truncated", the channel sequence, new destinations and the queue are as above. A
+/// destination may be the source except where another status is named. No function waits.
+///
+/// All functions check in this order: `MIRL_IMAGE_NOT_INITIALIZED` if an input is empty;
+/// `MIRL_NULL_POINTER` for a null array; what the function's own "first" names; `MIRL_MISMATCH`
+/// for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream;
+/// `MIRL_MISMATCH` if a live destination has another size, depth or number of channels than an
+/// empty one would get; what `create` returns, the destinations then being as they were; and at
+/// last, empty destinations having been created by then, what the function names for types.
+namespace mirl::colorOperations {
+
+/// The power curve (sample / 255)^(1 / gamma) times 255, clamped and truncated, for 8U with 1 or 3
+/// channels. Computed in single precision: division, power, product, each correctly rounded. Gamma
+/// 1 changes nothing, a greater one brightens. Gamma 0 leaves 255 alone and makes the rest 0, as a
+/// NaN does; a negative one gives 255.
+///
+/// Other types are `MIRL_MISMATCH`.
+MIRL_API MirlStatus gammaCorrect(const MirlImage& source, MirlImage& destination, float gamma,
+                                 const MirlStream& stream = MirlStream());
+
+/// scale * ln(sample + 1) into float, for 8U, 16U and 32F with 1 or 3 channels. Samples aren't
+/// normalised: 65535 gives 11.09 times the scale. The logarithm is within 1 unit in the last place
+/// of that of the sum in single precision, the same on every device; for -1 it is -infinity, and
+/// NaN below.
+///
+/// First `MIRL_DEPTH_NOT_SUPPORTED` for a live destination of another depth than 32. Other types
+/// are `MIRL_DEPTH_NOT_SUPPORTED`.
+MIRL_API MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float scale,
+                                 const MirlStream& stream = MirlStream());
+
+/// Every sample through a table, for 8U with 1 or 3 channels. The table is an image of height 1
+/// and type `MIRL_8U_C1` and width 256, one curve for all channels, or `MIRL_8U_C3` and width 768.
+/// Of the latter the first 768 bytes count: 256 entries of three bytes, one for each channel of
+/// the source; for a source of 1 channel the first 256 bytes.
+///
+/// First `MIRL_INVALID_ARGUMENT` for any other table (`MIRL_16U_C1` of width 65536 and
+/// `MIRL_16U_C3` of width 196608 pass, though no source can use them) and `MIRL_MISMATCH` if its
+/// depth isn't the source's. Destinations of another type are `MIRL_MISMATCH`, other types
+/// `MIRL_TYPE_NOT_SUPPORTED`, and the table as destination is `MIRL_IN_PLACE_NOT_SUPPORTED`.
+MIRL_API MirlStatus LUT(const MirlImage& source, const MirlImage& table, MirlImage& destination,
+                        const MirlStream& stream = MirlStream());
+
+/// Each of three channels through a host table of its own with 2^`dataBits` entries, `dataBits`
+/// being the source's, for 8 and 16 bits; signed elements are read as unsigned. Entries above
+/// 2^`dataBits` - 1 count as that, and samples beyond the tables get the last entry. The tables may
+/// be changed or freed when the call returns. A new destination gets the source's `dataBits`.
+///
+/// Other depths are `MIRL_DEPTH_NOT_SUPPORTED`, other channels `MIRL_CHANNELS_NOT_SUPPORTED`, and
+/// only then a live destination of another depth or number of channels is `MIRL_MISMATCH`. At last
+/// `MIRL_DEVICE_ALLOC_FAILED` or `MIRL_COPY_H2D_FAILED` if 16-bit tables can't be put on the
+/// device.
+MIRL_API MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination,
+                                  unsigned short* table0, unsigned short* table1,
+                                  unsigned short* table2, const MirlStream& stream = MirlStream());
+
+/// 255 where a pixel is at or above a threshold and 0 elsewhere, for 8U with 1 or 3 channels, into
+/// 1 channel. The threshold is `level`, limited to 0 to 1 (NaN counts as 0), times 255, truncated.
+/// Of 3 channels it is compared with 0.3 red + 0.59 green + 0.11 blue, truncated; the source's
+/// sequence counts. Level 0 makes everything 255.
+///
+/// First `MIRL_CHANNELS_NOT_SUPPORTED` for a live destination of other than 1 channel, so that 3
+/// channels can't work in place. Other types are `MIRL_MISMATCH`.
+MIRL_API MirlStatus imageBinary(const MirlImage& source, MirlImage& destination, float level,
+                                const MirlStream& stream = MirlStream());
+
+/// The three channels of an 8U, 16U or 32F image by colour, as the source's sequence tells, into an
+/// image of 1 channel each. The channels of a live destination aren't compared: the leading
+/// elements of each row are written. Where two destinations are one image, it gets the channel that
+/// comes later in the source's memory.
+///
+/// First `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other than 3 channels. The destinations are
+/// compared or created one after the other, red, green, blue: those before one that doesn't fit
+/// have been created. Other types are `MIRL_DEPTH_NOT_SUPPORTED`, and at last a destination that is
+/// the source is `MIRL_IN_PLACE_NOT_SUPPORTED`.
+MIRL_API MirlStatus channelSplit(const MirlImage& source, MirlImage& red, MirlImage& green,
+                                 MirlImage& blue, const MirlStream& stream = MirlStream());
+
+/// One image of 3 channels from three of 1, for 8U, 16U and 32F; the destination's sequence tells
+/// where the colours go.
+///
+/// First `MIRL_CHANNELS_NOT_SUPPORTED` for a red image of other than 1 channel, and `MIRL_MISMATCH`
+/// if the others differ from it in size, depth or channels. A live destination of other than 3
+/// channels is `MIRL_CHANNELS_NOT_SUPPORTED`, red images of other types `MIRL_DEPTH_NOT_SUPPORTED`.
+MIRL_API MirlStatus channelMerge(const MirlImage& red, const MirlImage& green,
+                                 const MirlImage& blue, MirlImage& destination,
+                                 const MirlStream& stream = MirlStream());
+
+/// A colour matrix of three rows of four host floats, for 8U, 16U and 32F with 3 channels: output
+/// channel r is m[4 r] c0 + m[4 r + 1] c1 + m[4 r + 2] c2 + m[4 r + 3], in the order of summation
+/// above. Channels count as they stand in memory. Integers are truncated and clamped to 0 to
+/// 2^`dataBits` - 1, `dataBits` being the source's; NaN becomes 0. The matrix may be changed or
+/// freed when the call returns.
+///
+/// First `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other than 3 channels. Other types are
+/// `MIRL_DEPTH_NOT_SUPPORTED`.
+MIRL_API MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* matrix,
+                               const MirlStream& stream = MirlStream());
+
+/// Leaves the pixels in which one channel is greater than both others by more than `threshold`,
+/// and by anything at all, and turns the rest gray: 0.3 green + 0.59 red + 0.11 blue, summed in
+/// this order with fused multiply-adds and truncated, in all three channels. For 8 bits with 3
+/// channels, blue first; signed elements are read as unsigned. A `color` that is none, or a NaN,
+/// turns all pixels gray.
+///
+/// First `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other than 3 channels. Other depths are
+/// `MIRL_DEPTH_NOT_SUPPORTED`, and sources of another sequence than `MIRL_CHANNELSEQ_BGR` are
+/// `MIRL_MISMATCH`.
+MIRL_API MirlStatus colorPick(const MirlImage& source, MirlImage& destination, MirlColor color,
+                              float threshold, const MirlStream& stream = MirlStream());
 
 }  // namespace mirl::colorOperations

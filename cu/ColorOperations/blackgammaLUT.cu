@@ -1,0 +1,104 @@
+#include <mirl/colorOperations.h>
+
+#include "cu/ColorOperations/sameSize.h"
+#include "engine/pixels.h"
+#include "engine/table.h"
+#include "runtime/scratch.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace mirl::colorOperations {
+namespace {
+
+using engine::Pixel;
+
+/// The caller's tables as kernels take them: `count` entries for each channel, limited to the
+/// greatest value of that many bits, which is `count - 1`.
+struct Tables {
+  std::array<const unsigned short*, 3> of;
+  int count;
+
+  /// What a sample becomes; one beyond the table gets the last entry.
+  unsigned short limited(int channel, int sample) const {
+    const unsigned short found = of[static_cast<std::size_t>(channel)][std::min(sample, count - 1)];
+    return std::min(found, static_cast<unsigned short>(count - 1));
+  }
+};
+
+using kernel_lut_8u = engine::kernel_lookup_pixels;
+
+struct kernel_lut_16u {
+  const std::uint16_t* entries;  // on the device, one table behind the other
+  unsigned count;
+
+  MIRL_HD Pixel<std::uint16_t, 3> operator()(const Pixel<std::uint16_t, 3>& in) const {
+    return {at(0, in.v[0]), at(1, in.v[1]), at(2, in.v[2])};
+  }
+  MIRL_HD std::uint16_t at(unsigned channel, unsigned sample) const {
+    const unsigned last = count - 1;
+    return entries[channel * count + (sample < last ? sample : last)];
+  }
+};
+
+MirlStatus run8(const runtime::Queue& queue, const Tables& tables, const MirlImage& source,
+                MirlImage& destination) {
+  kernel_lut_8u kernel;
+  for (int c = 0; c < 3; ++c) {
+    for (int sample = 0; sample < 256; ++sample) {
+      const unsigned short found = tables.limited(c, sample);
+      kernel.table.entry[256 * c + sample] = static_cast<std::uint8_t>(found);
+    }
+  }
+  engine::map(queue, kernel, engine::pixelsOf<std::uint8_t, 3>(destination),
+              engine::pixelsOf<const std::uint8_t, 3>(source));
+  return MIRL_SUCCESS;
+}
+
+/// The upload comes from memory of our own that isn't page-locked: such a copy has read it when it
+/// returns, whatever the caller's tables are.
+MirlStatus run16(const runtime::Queue& queue, const Tables& tables, const MirlImage& source,
+                 MirlImage& destination) {
+  std::vector<std::uint16_t> staged;
+  staged.reserve(static_cast<std::size_t>(3 * tables.count));
+  for (int c = 0; c < 3; ++c) {
+    for (int i = 0; i < tables.count; ++i) staged.push_back(tables.limited(c, i));
+  }
+  const std::size_t bytes = staged.size() * sizeof staged[0];
+  const runtime::Scratch entries(queue, bytes);
+  if (!entries.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  if (!queue.device->copyAsync(
+          {entries.data(), bytes, staged.data(), bytes, bytes, 1, runtime::Direction::hostToDevice},
+          queue.stream)) {
+    return MIRL_COPY_H2D_FAILED;
+  }
+  engine::map(queue,
+              kernel_lut_16u{entries.as<std::uint16_t>(), static_cast<unsigned>(tables.count)},
+              engine::pixelsOf<std::uint16_t, 3>(destination),
+              engine::pixelsOf<const std::uint16_t, 3>(source));
+  return MIRL_SUCCESS;
+}
+
+}  // namespace
+
+MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination, unsigned short* table0,
+                         unsigned short* table1, unsigned short* table2, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (table0 == nullptr || table1 == nullptr || table2 == nullptr) return MIRL_NULL_POINTER;
+  const bool creates = !destination.isInitialized();
+  runtime::Queue queue;
+  const MirlStatus ready =
+      prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+  if (creates) destination.setDataBits(source.dataBits());
+  if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
+  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+
+  const Tables tables{{table0, table1, table2}, 1 << source.dataBits()};
+  return source.depth() == 8 ? run8(queue, tables, source, destination)
+                             : run16(queue, tables, source, destination);
+}
+
+}  // namespace mirl::colorOperations

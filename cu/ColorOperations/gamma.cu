@@ -1,0 +1,42 @@
+#include <mirl/colorOperations.h>
+
+#include "cu/ColorOperations/sameSize.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+#include "engine/table.h"
+
+#include <cmath>
+
+namespace mirl::colorOperations {
+namespace {
+
+using kernel_gamma = engine::kernel_lookup_bytes;
+
+/// In double precision, so that what is rounded to single is right to the last bit.
+float power(float base, float exponent) {
+  return static_cast<float>(std::pow(double{base}, double{exponent}));
+}
+
+}  // namespace
+
+MirlStatus gammaCorrect(const MirlImage& source, MirlImage& destination, float gamma,
+                        const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  runtime::Queue queue;
+  const MirlStatus ready =
+      prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (source.type() != MIRL_8U_C1 && source.type() != MIRL_8U_C3) return MIRL_MISMATCH;
+
+  const float exponent = 1.0f / gamma;
+  const kernel_gamma kernel{{engine::tabulate([&](std::uint8_t sample) {
+    const float raised = power(static_cast<float>(sample) / 255.0f, exponent);
+    return engine::fromFloat<std::uint8_t>(raised * 255.0f);
+  })}};
+  engine::map(queue, kernel, engine::elementsOf<std::uint8_t>(destination),
+              engine::elementsOf<const std::uint8_t>(source));
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::colorOperations

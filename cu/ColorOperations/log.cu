@@ -1,0 +1,79 @@
+#include <mirl/colorOperations.h>
+
+#include "cu/ColorOperations/sameSize.h"
+#include "engine/dispatch.h"
+#include "engine/elementary.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+#include "engine/select.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+using engine::bitsOf;
+using engine::Combination;
+using engine::floatOf;
+using engine::fusedMultiplyAdd;
+using engine::select;
+
+/// Within 1 unit in the last place for any x but -0: -infinity for 0, NaN below, and infinity for
+/// itself.
+MIRL_HD inline float naturalLogarithm(float x) {
+  constexpr float kLn2 = 0.693147182f;
+  constexpr float kLn2Rest = -1.904654299e-9f;
+  const engine::TwoFloats binary = engine::logarithm(x);
+  const float rest = fusedMultiplyAdd(binary.high, kLn2Rest, binary.low * kLn2);
+  const float result = fusedMultiplyAdd(binary.high, kLn2, rest);
+
+  constexpr unsigned kInfinity = 0x7F800000u;
+  constexpr unsigned kNegative = 0x80000000u;
+  const float unusual = select(bitsOf(x) >= kNegative, floatOf(0x7FC00000u), x);
+  const float positive = select(bitsOf(x) >= kInfinity, unusual, result);
+  return select(bitsOf(x) == 0, floatOf(kInfinity | kNegative), positive);
+}
+
+template <class T>
+struct kernel_log {
+  float scale;
+
+  MIRL_HD float operator()(T sample) const {
+    return scale * naturalLogarithm(engine::toFloat(sample) + 1.0f);
+  }
+};
+
+/// Bytes need few logarithms.
+template <class T>
+auto asTable(const kernel_log<T>& kernel) {
+  if constexpr (std::is_same_v<T, std::uint8_t>) {
+    return engine::kernel_lookup<float>{engine::tabulate(kernel)};
+  } else {
+    return kernel;
+  }
+}
+
+using Elements =
+    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
+
+}  // namespace
+
+MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float scale,
+                        const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (destination.isInitialized() && destination.depth() != 32) return MIRL_DEPTH_NOT_SUPPORTED;
+  runtime::Queue queue;
+  const MirlStatus ready =
+      prepareSameSize(source, destination, 32, source.channels(), stream, queue);
+  if (ready != MIRL_SUCCESS) return ready;
+  if (source.channels() != destination.channels()) return MIRL_MISMATCH;
+
+  const int channels = source.channels();
+  if (channels != 1 && channels != 3) return MIRL_DEPTH_NOT_SUPPORTED;
+  const bool served = engine::visitCombination(
+      Elements{}, channels, std::array{source.type()}, [&]<class T>(Combination<T>) {
+        engine::map(queue, asTable(kernel_log<T>{scale}), engine::elementsOf<float>(destination),
+                    engine::elementsOf<const T>(source));
+      });
+  return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
+}
+
+}  // namespace mirl::colorOperations
