@@ -2,6 +2,8 @@
 
 #include <mirl/export.h>
 #include <mirl/image.h>
+#include <mirl/records.h>
+#include <mirl/scalar.h>
 #include <mirl/status.h>
 #include <mirl/stream.h>
 
@@ -40,5 +42,75 @@ MIRL_API MirlStatus convertScale(const MirlImage& source, MirlImage& destination
 /// stream.
 MIRL_API MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
                                   const MirlStream& stream = MirlStream());
+
+/// Copies one channel of 3 or 4 into an image of one, for 8-bit, 16-bit and float.
+///
+/// An empty destination is created with the source's size and depth. A live one may be larger and
+/// of any depth: the elements come to stand at the start of its rows as they are. The work is
+/// queued on the stream. `MirlImage::operator[]` does it in an expression.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_INVALID_ARGUMENT` for a channel that the
+/// source doesn't have; `MIRL_CHANNELS_NOT_SUPPORTED` if a live destination has more than one
+/// channel; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a
+/// dead stream; what `create` returns for an empty destination; `MIRL_TYPE_NOT_SUPPORTED` for other
+/// types, those of 1 channel too, an empty destination having been created by then;
+/// `MIRL_MISMATCH` for a live destination with shorter or fewer rows.
+MIRL_API MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int channel,
+                               const MirlStream& stream = MirlStream());
+
+/// Surrounds an image with a border of one colour. `values` points to a number for each channel; it
+/// is limited to the elements' range (in 16 bits that of the source's `dataBits`) and truncated:
+/// 300 is 255 in 8 bits, NaN is 0.
+///
+/// Images of 8 or 16 bits with 1 or 3 channels, signed elements being treated as unsigned. An empty
+/// destination is created with the padded size and the source's depth and channels. It may be the
+/// source if there is nothing to pad. The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_NULL_POINTER` for null `values`;
+/// `MIRL_INVALID_ARGUMENT` for a negative pad, a padded size that no image can have, or a live
+/// destination of another size; `MIRL_MISMATCH` if its channels or depth are not the source's;
+/// `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead
+/// stream; what `create` returns for an empty destination; `MIRL_DEPTH_NOT_SUPPORTED` for other
+/// depths, an empty destination having been created by then; for other channels
+/// `MIRL_CHANNELS_NOT_SUPPORTED`, the source having been copied, or `MIRL_COPY_D2D_FAILED`.
+MIRL_API MirlStatus padImage(const MirlImage& source, MirlImage& destination, int top, int bottom,
+                             int left, int right, const float* values,
+                             const MirlStream& stream = MirlStream());
+
+/// Limits each element to the range of its channel: below `lower` it becomes that, otherwise above
+/// `upper` that; no pixel becomes black or white. Limits are rounded to float and, once they are
+/// taken over, limited to the type's range and truncated: with a lower limit of 10.7 elements of 3
+/// and of 10 are 10. A limit of NaN is none.
+///
+/// 8 and 16 bits, 1 and 3 channels. An empty destination is created with the source's size and
+/// type. It may be the source. The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` if a live destination differs in
+/// width, height, depth or channels; `MIRL_MISMATCH` for images or a stream of two devices and
+/// `MIRL_INVALID_ARGUMENT` for a dead stream; what `create` returns for an empty destination;
+/// `MIRL_MISMATCH` for other types, an empty destination having been created by then.
+MIRL_API MirlStatus threshold(const MirlImage& source, MirlImage& destination,
+                              const MirlScalar& lower, const MirlScalar& upper,
+                              const MirlStream& stream = MirlStream());
+
+/// Fills a rectangle of an image with a colour, limited to 0 to 255 and truncated; NaN is 0. For 8
+/// bits with 1 or 3 channels. A region without pixels fills nothing. The work is queued on the
+/// stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` for another depth or other
+/// channels; `MIRL_INVALID_ARGUMENT` for a region with negative numbers or one that leaves the
+/// image; `MIRL_MISMATCH` for a stream of another device and `MIRL_INVALID_ARGUMENT` for a dead
+/// one.
+MIRL_API MirlStatus rectangle(MirlImage& image, const MirlRect& region, const MirlScalar& value,
+                              const MirlStream& stream = MirlStream());
+
+/// Fills an image of 32 bits, any channels, with uniform random floats above 0 and up to 1. Every
+/// call writes the same sequence, row after row, on every device; numbers are multiples of 2^-24.
+/// The generator is Philox 4x32-10 (Salmon and others, "Parallel random numbers: as easy as 1, 2,
+/// 3", 2011). The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_DEPTH_NOT_SUPPORTED` for other depths;
+/// `MIRL_MISMATCH` for a stream of another device and `MIRL_INVALID_ARGUMENT` for a dead one.
+MIRL_API MirlStatus generateRandomImage(MirlImage& image, const MirlStream& stream = MirlStream());
 
 }  // namespace mirl::dataExchange

@@ -12,8 +12,11 @@
 #include <mirl/imageFiltering.h>
 #include <mirl/imageStatistics.h>
 #include <mirl/io.h>
+#include <mirl/operators.h>
+#include <mirl/packedVideo.h>
 #include <mirl/records.h>
 #include <mirl/scalar.h>
+#include <mirl/sensorCorrections.h>
 #include <mirl/status.h>
 #include <mirl/stream.h>
 #include <mirl/timer.h>

@@ -1,0 +1,46 @@
+#include <mirl/sensorCorrections.h>
+
+#include "core/access.h"
+#include "core/elements.h"
+#include "engine/frame.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+/// Whether two margins leave something of a side, or nothing.
+bool fit(int margin, int other, int side) {
+  return margin >= 0 && other >= 0 && margin <= side && other <= side - margin;
+}
+
+}  // namespace
+
+MirlStatus borderMask(const MirlImage& source, MirlImage& destination, int top, int bottom,
+                      int left, int right, const float* value, const MirlStream& stream) {
+  if (value == nullptr) return MIRL_NULL_POINTER;
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (destination.isInitialized() &&
+      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
+       source.channels() != destination.channels())) {
+    return MIRL_MISMATCH;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const int width = source.width(), height = source.height(), channels = source.channels();
+  const MirlStatus created =
+      ImageAccess::create(destination, *queue.device, width, height, source.depth(), channels);
+  if (created != MIRL_SUCCESS) return created;
+
+  if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
+  if (!fit(left, right, width) || !fit(top, bottom, height)) return MIRL_INVALID_ARGUMENT;
+  if (channels != 1 && channels != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  const auto inner = engine::bytesOf<const unsigned char>(source, left, top, width - left - right,
+                                                          height - top - bottom);
+  const int leftBytes = left * static_cast<int>(core::pixelBytes(source));
+  engine::drawFrame(queue, {engine::bytesOf<unsigned char>(destination), inner, leftBytes, top,
+                            engine::patternOf(source.depth() / 8, channels,
+                                              [&](int c) { return core::lowBits(value[c]); })});
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::colorOperations

@@ -1,0 +1,104 @@
+#include <mirl/sensorCorrections.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace mirl::colorOperations {
+namespace {
+
+using engine::Combination;
+
+template <class T>
+struct kernel_fpn_correction {
+  float gain;
+  float maxValue;
+
+  MIRL_HD T operator()(T source, T flat, T dark) const {
+    const float d = engine::toFloat(dark);
+    const float v = (engine::toFloat(source) - d) * gain / (engine::toFloat(flat) - d);
+    return static_cast<T>(engine::truncateTo(v, maxValue));
+  }
+};
+
+/// In 16 bits that compilers have vectors for.
+struct fpnCUDA {
+  MIRL_HD std::uint8_t operator()(std::uint8_t source, std::int8_t offset) const {
+    const auto difference = static_cast<std::int16_t>(source - offset);
+    return static_cast<std::uint8_t>(difference > 0 ? difference : 0);
+  }
+};
+
+bool sameFormat(const MirlImage& a, const MirlImage& b) {
+  return core::sameSize(a, b) && a.depth() == b.depth() && a.channels() == b.channels();
+}
+
+/// Tells of an error that the GPU's runtime holds, and leaves it there.
+void reportError([[maybe_unused]] const char* when) {
+#if defined(__CUDACC__)
+  const cudaError_t error = cudaPeekAtLastError();
+  if (error == cudaSuccess) return;
+  std::printf("FPN %s %d %s\n", when, static_cast<int>(error), cudaGetErrorString(error));
+#endif
+}
+
+template <class T>
+engine::View<T> wholeBuffer(const MirlImage& image) {
+  return {static_cast<T*>(image.ptr()), image.pitch(), image.pitch(), image.height()};
+}
+
+}  // namespace
+
+MirlStatus FPNCorrection(const MirlImage& source, MirlImage& destination, const MirlImage& flat,
+                         const MirlImage& dark, float gain, const MirlStream& stream) {
+  if (!core::isLive(source) || !core::isLive(flat) || !core::isLive(dark)) {
+    return MIRL_IMAGE_NOT_INITIALIZED;
+  }
+  if (!sameFormat(source, flat) || !sameFormat(source, dark)) return MIRL_MISMATCH;
+  if (destination.isInitialized() && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&flat, &dark, &destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus created =
+      ImageAccess::create(destination, *queue.device, source.width(), source.height(),
+                          source.depth(), source.channels());
+  if (created != MIRL_SUCCESS) return created;
+
+  if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
+  if (source.channels() != 1 && source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  const int bits = source.depth() == 8 ? 8 : source.dataBits();
+  const auto maxValue = static_cast<float>((1 << bits) - 1);
+  engine::visitCombination(
+      engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, 1,
+      std::array{depthAndChannelsToType(source.depth(), 1, false)}, [&]<class T>(Combination<T>) {
+        engine::map(queue, kernel_fpn_correction<T>{gain, maxValue},
+                    engine::elementsOf<T>(destination), engine::elementsOf<const T>(source),
+                    engine::elementsOf<const T>(flat), engine::elementsOf<const T>(dark));
+      });
+  return MIRL_SUCCESS;
+}
+
+MirlStatus fpn(MirlImage& destination, const MirlImage& source, const MirlImage& offsets) {
+  if (!core::isLive(destination) || !core::isLive(source) || !core::isLive(offsets)) {
+    return MIRL_IMAGE_NOT_INITIALIZED;
+  }
+  const auto fits = [&](const MirlImage& image) {
+    return image.pitch() == destination.pitch() && image.height() == destination.height();
+  };
+  if (!fits(source) || !fits(offsets)) return MIRL_MISMATCH;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(MirlStream(), destination, {&source, &offsets}, queue);
+  if (found != MIRL_SUCCESS) return found;
+
+  reportError("before");
+  engine::map(queue, fpnCUDA{}, wholeBuffer<std::uint8_t>(destination),
+              wholeBuffer<const std::uint8_t>(source), wholeBuffer<const std::int8_t>(offsets));
+  reportError("kernel");
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::colorOperations

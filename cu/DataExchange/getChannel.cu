@@ -1,0 +1,66 @@
+#include <mirl/dataExchange.h>
+
+#include "core/access.h"
+#include "engine/dispatch.h"
+#include "engine/pixels.h"
+#include "engine/select.h"
+
+namespace mirl::dataExchange {
+namespace {
+
+using engine::Combination;
+using Elements =
+    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
+
+template <class T, int ch>
+struct kernel_get_channel {
+  int channel;
+
+  MIRL_HD T operator()(const engine::Pixel<T, ch>& in) const {
+    T element = in.v[0];
+    for (int c = 1; c < ch; ++c) element = engine::select(channel == c, in.v[c], element);
+    return element;
+  }
+};
+
+}  // namespace
+
+MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int channel,
+                      const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (channel < 0 || channel >= source.channels()) return MIRL_INVALID_ARGUMENT;
+  if (destination.isInitialized() && destination.channels() != 1) {
+    return MIRL_CHANNELS_NOT_SUPPORTED;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus created = ImageAccess::create(destination, *queue.device, source.width(),
+                                                 source.height(), source.depth(), 1);
+  if (created != MIRL_SUCCESS) return created;
+
+  // Rows are counted in bytes, since the destination may have elements of another size.
+  const std::size_t row = core::rowBytes(source) / static_cast<std::size_t>(source.channels());
+  const bool fits = row <= core::rowBytes(destination) && source.height() <= destination.height();
+  const auto run = [&]<int ch>() {
+    return engine::visitCombination(
+        Elements{}, ch, std::array{source.type()}, [&]<class T>(Combination<T>) {
+          if (!fits) return;
+          const engine::View<T> out{static_cast<T*>(destination.ptr()), destination.pitch(),
+                                    source.width(), source.height()};
+          engine::map(queue, kernel_get_channel<T, ch>{channel}, out,
+                      engine::pixelsOf<const T, ch>(source));
+        });
+  };
+  if (!run.template operator()<3>() && !run.template operator()<4>())
+    return MIRL_TYPE_NOT_SUPPORTED;
+  return fits ? MIRL_SUCCESS : MIRL_MISMATCH;
+}
+
+}  // namespace mirl::dataExchange
+
+MirlImage MirlImage::operator[](int channel) const {
+  MirlImage made;
+  if (mirl::dataExchange::getChannel(*this, made, channel) != MIRL_SUCCESS) return {};
+  return made;
+}

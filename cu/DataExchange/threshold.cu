@@ -1,0 +1,81 @@
+#include <mirl/dataExchange.h>
+
+#include "core/access.h"
+#include "core/elements.h"
+#include "engine/dispatch.h"
+#include "engine/numbers.h"
+#include "engine/pixels.h"
+#include "engine/select.h"
+
+#include <algorithm>
+
+namespace mirl::dataExchange {
+namespace {
+
+using engine::Combination;
+
+/// What the limits of a channel mean for whole numbers: elements up to `below` become `lower`, and
+/// of the others those above `upper` become that.
+template <class T>
+struct Limits {
+  enum { kBelow, kLower, kUpper, kCount };
+  using Parameter = engine::Pixel<T, kCount>;
+
+  /// No element is below a limit of 0 or less, but 0 may count as one: it becomes 0.
+  static Parameter of(float lower, float upper) {
+    const unsigned maximum = engine::kGreatest<T>;
+    const auto limited = [&](double value) {
+      return static_cast<T>(core::limitedTo(value, maximum));
+    };
+    return {{limited(std::ceil(static_cast<double>(lower)) - 1), limited(lower),
+             upper != upper ? static_cast<T>(maximum) : limited(upper)}};
+  }
+};
+
+template <class T, int N>
+struct kernel_thresh {
+  using Parameter = typename Limits<T>::Parameter;
+  engine::PerChannel<Parameter, N> channels;
+
+  MIRL_HD T operator()(const Parameter& limits, T element) const {
+    const T upper = limits.v[Limits<T>::kUpper];
+    const T limited = element < upper ? element : upper;
+    return engine::select(element <= limits.v[Limits<T>::kBelow], limits.v[Limits<T>::kLower],
+                          limited);
+  }
+};
+
+}  // namespace
+
+MirlStatus threshold(const MirlImage& source, MirlImage& destination, const MirlScalar& lower,
+                     const MirlScalar& upper, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (destination.isInitialized() &&
+      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
+       source.channels() != destination.channels())) {
+    return MIRL_MISMATCH;
+  }
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus created = core::createLike(destination, source, *queue.device);
+  if (created != MIRL_SUCCESS) return created;
+
+  const auto run = [&]<int N>() {
+    return engine::visitCombination(
+        engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, N,
+        std::array{source.type()}, [&]<class T>(Combination<T>) {
+          kernel_thresh<T, N> kernel;
+          for (int c = 0; c < N; ++c) {
+            kernel.channels.of[c] =
+                Limits<T>::of(static_cast<float>(lower[c]), static_cast<float>(upper[c]));
+          }
+          engine::map(queue, kernel, engine::elementsOf<T>(destination),
+                      engine::elementsOf<const T>(source));
+        });
+  };
+  return run.template operator()<1>() || run.template operator()<3>() ? MIRL_SUCCESS
+                                                                      : MIRL_MISMATCH;
+}
+
+}  // namespace mirl::dataExchange

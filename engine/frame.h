@@ -1,0 +1,64 @@
+#pragma once
+
+// The frame engine: bytes of one image surrounded by a repeated pixel in another. A fill is a frame
+// around nothing.
+
+#include "engine/view.h"
+#include "runtime/runtime.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace mirl::engine {
+
+/// A pixel over and over: its 1 to 4 elements of up to 4 bytes each go into the length without
+/// rest.
+struct Pattern {
+  static constexpr int kBytes = 48;
+  alignas(16) unsigned char byte[kBytes];
+};
+
+/// The pattern of a pixel of `bitsOf(channel)`, of which the elements take the low bytes.
+template <class BitsOf>
+Pattern patternOf(int elementBytes, int channels, const BitsOf& bitsOf) {
+  Pattern pattern;
+  for (int at = 0; at < Pattern::kBytes; at += elementBytes) {
+    const std::uint32_t bits = bitsOf(at / elementBytes % channels);
+    std::memcpy(pattern.byte + at, &bits, static_cast<std::size_t>(elementBytes));
+  }
+  return pattern;
+}
+
+/// A rectangle of an image, its rows as bytes.
+template <class Byte, class Image>
+View<Byte> bytesOf(const Image& image, int x, int y, int width, int height) {
+  const int pixel = image.channels() * image.depth() / 8;
+  Byte* const first = static_cast<Byte*>(image.ptr()) + std::ptrdiff_t{y} * image.pitch() +
+                      std::ptrdiff_t{x} * pixel;
+  return {first, image.pitch(), width * pixel, height};
+}
+template <class Byte, class Image>
+View<Byte> bytesOf(const Image& image) {
+  return bytesOf<Byte>(image, 0, 0, image.width(), image.height());
+}
+
+/// What is to be written: `inner` with its corner at column `left` and row `top` of `out`, where it
+/// fits in, and the pattern around it, starting at every row's first byte. `inner` may be the same
+/// bytes of the output, which then stay.
+struct Frame {
+  View<unsigned char> out;
+  View<const unsigned char> inner;
+  int left;
+  int top;
+  Pattern pattern;
+};
+
+void drawFrame(const runtime::Queue& queue, const Frame& frame);
+
+/// Queues a fill of a view with a pattern.
+inline void fill(const runtime::Queue& queue, const View<unsigned char>& out,
+                 const Pattern& pattern) {
+  if (out.width > 0 && out.height > 0) drawFrame(queue, {out, {nullptr, 0, 0, 0}, 0, 0, pattern});
+}
+
+}  // namespace mirl::engine

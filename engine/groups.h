@@ -1,0 +1,150 @@
+#pragma once
+
+// The groups engine: out(x, y) = f(in(x, y)) over groups of pixels, for formats that pack a few
+// pixels into a block that only makes sense as a whole.
+//
+// Groups are of odd sizes, so that threads which each moved their own would scatter their accesses.
+// On a GPU a block of threads fetches and stores a run of groups together, 16 bytes a thread, and
+// only takes them apart in shared memory.
+
+#include "engine/device_code.h"
+#include "engine/view.h"
+#include "runtime/host/parallel.h"
+#include "runtime/host/stream_copy.h"
+#include "runtime/runtime.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__CUDACC__)
+#include "runtime/cuda/cuda_device.h"
+#endif
+
+namespace mirl::engine {
+namespace groups {
+
+template <class Group>
+MIRL_HD auto* groupAt(const View<Group>& view, std::int64_t x, std::int64_t y) {
+  using Byte = std::conditional_t<std::is_const_v<Group>, const char, char>;
+  return reinterpret_cast<Byte*>(view.data) + y * view.pitch +
+         x * static_cast<std::int64_t>(sizeof(Group));
+}
+
+/// What a functor does of a run with explicit vectors of its own, as `vectors(count, out, in)`: it
+/// returns how many of the first groups those were.
+template <class F>
+std::ptrdiff_t mapVectors(const F& f, int count, char* out, const char* in) {
+  if constexpr (requires { f.vectors(count, out, in); }) {
+    return f.vectors(count, out, in);
+  } else {
+    return 0;
+  }
+}
+
+template <class F, class Out, class In>
+void mapRun(const F& f, int count, char* out, const char* in) {
+  for (std::ptrdiff_t i = mapVectors(f, count, out, in); i < count; ++i) {
+    In from;
+    std::memcpy(&from, in + i * std::ptrdiff_t{sizeof from}, sizeof from);
+    const Out to = f(from);
+    std::memcpy(out + i * std::ptrdiff_t{sizeof to}, &to, sizeof to);
+  }
+}
+
+template <class F, class Out, class In>
+void mapOnHost(const F& f, const View<Out>& out, const View<const In>& in) {
+  constexpr int kRun = 128;  // whole cache lines of any group
+  const auto rowBytes = static_cast<std::size_t>(out.width) * (sizeof(Out) + sizeof(In));
+  const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
+  runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
+    alignas(64) char run[kRun * sizeof(Out)];
+    for (int y = begin; y < end; ++y) {
+      for (int x = 0; x < out.width; x += kRun) {
+        const int count = std::min(kRun, out.width - x);
+        char* const target = groupAt(out, x, y);
+        mapRun<F, Out, In>(f, count, pastCaches ? run : target, groupAt(in, x, y));
+        if (pastCaches) {
+          runtime::streamCopy(target, run, static_cast<std::size_t>(count) * sizeof(Out));
+        }
+      }
+    }
+    if (pastCaches) runtime::finishStreamCopies();
+  });
+}
+
+#if defined(__CUDACC__)
+
+inline constexpr int kBlockX = 64;
+inline constexpr int kBlockY = 4;
+
+/// The threads of a row of the block copy together; one side is shared memory.
+__device__ inline void copyTogether(char* to, const char* from, unsigned bytes) {
+  const auto addresses =
+      reinterpret_cast<std::uintptr_t>(to) | reinterpret_cast<std::uintptr_t>(from);
+  unsigned done = 0;
+  if (addresses % 16 == 0) {
+    done = bytes / 16 * 16;
+    for (unsigned i = threadIdx.x * 16; i < done; i += kBlockX * 16) {
+      *reinterpret_cast<uint4*>(to + i) = *reinterpret_cast<const uint4*>(from + i);
+    }
+  }
+  for (unsigned i = done + threadIdx.x; i < bytes; i += kBlockX) to[i] = from[i];
+}
+
+template <class F, class Out, class In>
+__global__ void __launch_bounds__(kBlockX* kBlockY)
+    mapKernel(const __grid_constant__ F f, const View<Out> out, const View<const In> in) {
+  __shared__ alignas(16) In fetched[kBlockY][kBlockX];
+  __shared__ alignas(16) Out made[kBlockY][kBlockX];
+  const unsigned x = blockIdx.x * kBlockX;
+  const unsigned left = static_cast<unsigned>(out.width) - x;
+  const unsigned inRow = left < kBlockX ? left : kBlockX;
+  const unsigned height = static_cast<unsigned>(out.height);
+  // All threads go round together, so that each of them meets every barrier.
+  for (unsigned top = blockIdx.y * kBlockY; top < height; top += gridDim.y * kBlockY) {
+    const unsigned y = top + threadIdx.y;
+    const unsigned count = y < height ? inRow : 0;
+    copyTogether(reinterpret_cast<char*>(fetched[threadIdx.y]), groupAt(in, x, y),
+                 count * static_cast<unsigned>(sizeof(In)));
+    __syncthreads();
+    if (threadIdx.x < count) {
+      made[threadIdx.y][threadIdx.x] = f(fetched[threadIdx.y][threadIdx.x]);
+    }
+    __syncthreads();
+    copyTogether(groupAt(out, x, y), reinterpret_cast<const char*>(made[threadIdx.y]),
+                 count * static_cast<unsigned>(sizeof(Out)));
+  }
+}
+
+template <class F, class Out, class In>
+void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
+              const View<const In>& in) {
+  const runtime::cuda::Current current(queue.device->id());
+  constexpr int kMaxGridY = 65535;
+  const dim3 block(kBlockX, kBlockY);
+  const dim3 grid(static_cast<unsigned>((out.width - 1) / kBlockX + 1),
+                  static_cast<unsigned>(std::min((out.height - 1) / kBlockY + 1, kMaxGridY)));
+  mapKernel<<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(f, out, in);
+}
+
+#endif
+
+}  // namespace groups
+
+/// Queues out = f(in), group by group. Groups are plain structs of whole words or half words, which
+/// may stand at any address; the views have the output's size at least, and don't overlap. On the
+/// host a functor may bring vectors of its own.
+template <class F, class Out, class In>
+void mapGroups([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
+               const View<const In>& in) {
+#if defined(__CUDACC__)
+  if (!queue.device->isHost()) {
+    groups::mapOnGpu(queue, f, out, in);
+    return;
+  }
+#endif
+  groups::mapOnHost(f, out, in);
+}
+
+}  // namespace mirl::engine

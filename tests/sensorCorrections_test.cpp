@@ -1,0 +1,267 @@
+// FPNCorrection, fpn, borderMask: numbers, padding, margins, statuses.
+
+#include <algorithm>
+
+#include "support.h"
+
+namespace mirl::test {
+namespace {
+
+using namespace colorOperations;
+
+class SensorCorrections : public DeviceTest {};
+
+/// Calls visit(T, channels) for what FPNCorrection and borderMask serve.
+template <class Visit>
+void forEachServed(const Visit& visit) {
+  for (const int channels : {1, 3}) {
+    visit(Byte{}, channels);
+    visit(Word{}, channels);
+  }
+}
+
+template <class T>
+Pixels<T> corrected(const Pixels<T>& source, const Pixels<T>& flat, const Pixels<T>& dark,
+                    float gain, int maximum) {
+  Pixels<T> out = source;
+  for (std::size_t i = 0; i < out.values.size(); ++i) {
+    const auto s = static_cast<float>(source.values[i]), f = static_cast<float>(flat.values[i]),
+               d = static_cast<float>(dark.values[i]);
+    const float v = ((s - d) * gain) / (f - d);
+    out.values[i] = !(v > 0) ? T{0} : static_cast<T>(std::min(v, static_cast<float>(maximum)));
+  }
+  return out;
+}
+
+/// Corrects into a live image with a guard, or in place of one of the inputs.
+template <class T>
+void expectCorrected(const Pixels<T>& source, const Pixels<T>& flat, const Pixels<T>& dark,
+                     float gain, const Pixels<T>& want, int bits = sizeof(T) * 8, int pitch = 0,
+                     int outPitch = 0) {
+  MirlImage f = toImage(flat, pitch), d = toImage(dark), s = toImage(source, pitch);
+  ASSERT_EQ(s.setDataBits(bits), MIRL_SUCCESS);
+  const auto run = [&](const MirlImage& in, MirlImage& out) {
+    MirlImage& sameBits = const_cast<MirlImage&>(in);
+    sameBits.setDataBits(bits);
+    return FPNCorrection(in, out, f, d, gain);
+  };
+  expectInto(run, source, want, pitch, outPitch);
+  for (MirlImage* out : {&s, &f, &d}) {
+    MirlImage kept = *out;
+    kept.setDataBits(bits);
+    ASSERT_EQ(FPNCorrection(s, *out, f, d, gain), MIRL_SUCCESS);
+    EXPECT_TRUE(holds(*out, want));
+    ASSERT_EQ(kept.copyTo(*out, {0, 0}, {0, 0, kept.width(), kept.height()}), MIRL_SUCCESS);
+  }
+}
+
+TEST_P(SensorCorrections, FlatFieldByHand) {
+  const Pixels<Byte> source(1, {20, 120, 70, 25, 20, 10, 10, 45}),
+      flat(1, {120, 120, 120, 20, 20, 40, 15, 120}), dark(1, {20, 20, 20, 20, 20, 20, 20, 20});
+  const auto expect = [&](float gain, const std::vector<Byte>& want, int bits = 8) {
+    expectCorrected(source, flat, dark, gain, Pixels<Byte>(1, want), bits);
+  };
+  expect(100.7f, {0, 100, 50, 255, 0, 0, 201, 25});
+  expect(300, {0, 255, 150, 255, 0, 0, 255, 75}, 6);
+  expect(-1, {0, 0, 0, 0, 0, 0, 0, 0});
+  expect(NAN, {0, 0, 0, 0, 0, 0, 0, 0});
+  expectCorrected(Pixels<Word>(3, {600, 601, 100}), Pixels<Word>(3, {1100, 1100, 1100}),
+                  Pixels<Word>(3, {100, 100, 100}), 8190, Pixels<Word>(3, {4095, 4095, 0}), 12);
+}
+
+TEST_P(SensorCorrections, FlatFieldOfEverySize) {
+  forEachServed([]<class T>(T, int channels) {
+    auto sizes = awkwardSizes();
+    sizes.push_back({2500, 2003});
+    for (const auto& [width, height] : sizes) {
+      const auto source = randomPixels<T>(width, height, channels, 1),
+                 flat = randomPixels<T>(width, height, channels, 2),
+                 dark = randomPixels<T>(width, height, channels, 3);
+      const int bits = sizeof(T) == 1 ? 8 : 14;
+      const auto want = corrected(source, flat, dark, 1000.3f, (1 << bits) - 1);
+      expectCorrected(source, flat, dark, 1000.3f, want, bits);
+      if (width != 113) continue;
+      const int row = source.rowBytes();
+      forOddPitches(row, row, [&](int pitch, int outPitch) {
+        expectCorrected(source, flat, dark, 1000.3f, want, bits, pitch, outPitch);
+      });
+    }
+  });
+}
+
+// All pairs of a byte and an offset.
+TEST_P(SensorCorrections, OffsetsOfWholeBuffers) {
+  Bytes bytes(65536), offsets(65536), want(65536);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<unsigned char>(i % 256);
+    offsets[i] = static_cast<unsigned char>(i / 256);
+    const int offset = i / 256 < 128 ? static_cast<int>(i / 256) : static_cast<int>(i / 256) - 256;
+    want[i] = static_cast<unsigned char>(std::max(static_cast<int>(i % 256) - offset, 0));
+  }
+  ASSERT_EQ(want[(256 - 10) * 256 + 250], 4);
+  // Most of a row is padding, and the types don't matter.
+  const auto image = [](int depth, const Bytes& block) {
+    MirlImage made(1, 128, 512, depth, 1);
+    EXPECT_EQ(made.upload(block.data()), MIRL_SUCCESS);
+    return made;
+  };
+  for (int alias = 0; alias < 3; ++alias) {
+    MirlImage images[] = {image(-8, want), image(16, bytes), image(-32, offsets)};
+    ASSERT_EQ(fpn(images[alias], images[1], images[2]), MIRL_SUCCESS);
+    Bytes out(65536);
+    ASSERT_EQ(images[alias].download(out.data()), MIRL_SUCCESS);
+    EXPECT_EQ(out, want) << alias;
+  }
+}
+
+struct Margins {
+  int top, bottom, left, right;
+};
+
+template <class T>
+Pixels<T> masked(const Pixels<T>& in, const Margins& m, const std::vector<int>& value) {
+  Pixels<T> out = in;
+  for (int y = 0; y < in.height; ++y) {
+    for (int x = 0; x < in.width; ++x) {
+      if (x < in.width - m.right && y < in.height - m.bottom && y >= m.top && x >= m.left) continue;
+      for (int c = 0; c < in.channels; ++c) {
+        out.at(x, y, c) = static_cast<T>(value[static_cast<std::size_t>(c)]);
+      }
+    }
+  }
+  return out;
+}
+
+TEST_P(SensorCorrections, MasksOfEveryKind) {
+  const float value[] = {300.9f, -1.5f, 70000.0f};
+  forEachServed([&]<class T>(T, int channels) {
+    const std::vector<int> wrapped =
+        sizeof(T) == 1 ? std::vector<int>{44, 255, 112} : std::vector<int>{300, 65535, 4464};
+    const auto expectMasked = [&](int width, int height, const Margins& m, int pitch = 0,
+                                  int outPitch = 0) {
+      SCOPED_TRACE(testing::Message() << width << "x" << height << ": " << m.top << ", " << m.bottom
+                                      << ", " << m.left << ", " << m.right);
+      const auto in = randomPixels<T>(width, height, channels, 1);
+      const auto want = masked(in, m, wrapped);
+      const auto run = [&](const MirlImage& source, MirlImage& out) {
+        return borderMask(source, out, m.top, m.bottom, m.left, m.right, value);
+      };
+      expectInto(run, in, want, pitch, outPitch);
+      MirlImage inPlace = toImage(in, pitch), made;
+      ASSERT_EQ(run(inPlace, made), MIRL_SUCCESS);
+      EXPECT_TRUE(holds(made, want));
+      ASSERT_EQ(run(inPlace, inPlace), MIRL_SUCCESS);
+      EXPECT_TRUE(holds(inPlace, want));
+    };
+    for (const auto& [width, height] : awkwardSizes()) {
+      const Margins all[] = {{0, 0, 0, 0},
+                             {height, 0, 0, 0},
+                             {0, height, 0, width},
+                             {height / 2, height - height / 2, 0, 0},
+                             {0, 0, width / 3, width - width / 3},
+                             {height / 3, height / 4, width / 5, width / 3},
+                             {0, height / 2, width / 2, 0}};
+      for (const Margins& m : all) expectMasked(width, height, m);
+    }
+    const int row = 113 * channels * static_cast<int>(sizeof(T));
+    forOddPitches(row, row, [&](int pitch, int outPitch) {
+      expectMasked(113, 9, {1, 2, 17, 5}, pitch, outPitch);
+    });
+    expectMasked(4100, 4001, {100, 7, 333, 1});
+  });
+  // What is no number, and numbers that no integer holds.
+  const float odd[] = {NAN, INFINITY, 0x1.000002p22f};
+  MirlImage out;
+  ASSERT_EQ(borderMask(toImage(Pixels<Byte>(3, {1, 2, 3})), out, 1, 0, 0, 0, odd), MIRL_SUCCESS);
+  EXPECT_TRUE(holds(out, Pixels<Byte>(3, {0, 0, 0})));
+}
+
+TEST_P(SensorCorrections, OrderOfChecks) {
+  const MirlImage empty, good(4, 3, MIRL_8U_C1), wide(5, 3, MIRL_8U_C1), tall(4, 4, MIRL_8U_C1),
+      deep(4, 3, MIRL_16U_C1), colour(4, 3, MIRL_8U_C3), two(4, 3, MIRL_8U_C2),
+      four(4, 3, MIRL_16U_C4), floats(4, 3, MIRL_32F_C3), float4(4, 3, MIRL_32F_C4),
+      signedBytes(4, 3, MIRL_8S_C3);
+  const MirlStream ok, dead = deadStream();
+  const float value[3] = {};
+  const struct {
+    const char* what;
+    const MirlImage &source, &flat, &dark, &out;
+    const MirlStream& stream;
+    MirlStatus status;
+    bool creates = false;
+  } corrections[] = {
+      {"no source", empty, wide, good, tall, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"no flat", good, empty, wide, tall, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"no dark", good, wide, empty, tall, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"flat's width", good, wide, good, empty, dead, MIRL_MISMATCH},
+      {"flat's channels", good, colour, good, empty, dead, MIRL_MISMATCH},
+      {"dark's height", good, good, tall, empty, dead, MIRL_MISMATCH},
+      {"dark's depth", good, good, deep, empty, dead, MIRL_MISMATCH},
+      {"output's width", good, good, good, wide, dead, MIRL_MISMATCH},
+      {"output's depth", good, good, good, deep, dead, MIRL_MISMATCH},
+      {"output's channels", good, good, good, colour, dead, MIRL_MISMATCH},
+      {"stream", float4, float4, float4, empty, dead, MIRL_INVALID_ARGUMENT},
+      {"depth", float4, float4, float4, empty, ok, MIRL_DEPTH_NOT_SUPPORTED, true},
+      {"channels", four, four, four, empty, ok, MIRL_CHANNELS_NOT_SUPPORTED, true},
+      {"channels, 8 bits", two, two, two, two, ok, MIRL_CHANNELS_NOT_SUPPORTED},
+      {"nothing", signedBytes, colour, colour, empty, ok, MIRL_SUCCESS, true},
+  };
+  for (const auto& c : corrections) {
+    SCOPED_TRACE(std::string("wrong: ") + c.what);
+    expectStatus(c.out, c.status, c.creates, [&](MirlImage& out) {
+      return FPNCorrection(c.source, out, c.flat, c.dark, 1, c.stream);
+    });
+  }
+
+  const struct {
+    const char* what;
+    const MirlImage &source, &out;
+    Margins m;
+    const float* value;
+    const MirlStream& stream;
+    MirlStatus status;
+    bool creates = false;
+  } masks[] = {
+      {"no value", empty, wide, {-1, 0, 0, 0}, nullptr, dead, MIRL_NULL_POINTER},
+      {"no source", empty, wide, {-1, 0, 0, 0}, value, dead, MIRL_IMAGE_NOT_INITIALIZED},
+      {"width", floats, wide, {-1, 0, 0, 0}, value, dead, MIRL_MISMATCH},
+      {"height", good, tall, {}, value, dead, MIRL_MISMATCH},
+      {"depth of the output", good, deep, {}, value, dead, MIRL_MISMATCH},
+      {"channels of the output", good, colour, {}, value, dead, MIRL_MISMATCH},
+      {"stream", floats, empty, {-1, 0, 0, 0}, value, dead, MIRL_INVALID_ARGUMENT},
+      {"depth", float4, empty, {-1, 0, 0, 0}, value, ok, MIRL_DEPTH_NOT_SUPPORTED, true},
+      {"too wide", four, empty, {0, 0, 2, 3}, value, ok, MIRL_INVALID_ARGUMENT, true},
+      {"too tall", good, good, {4, 0, 0, 0}, value, ok, MIRL_INVALID_ARGUMENT},
+      {"negative", good, good, {0, 0, -1, 5}, value, ok, MIRL_INVALID_ARGUMENT},
+      {"overflow", good, good, {0, 0, INT32_MAX, INT32_MAX}, value, ok, MIRL_INVALID_ARGUMENT},
+      {"least", good, good, {INT32_MIN, INT32_MIN, 0, 0}, value, ok, MIRL_INVALID_ARGUMENT},
+      {"channels", four, empty, {}, value, ok, MIRL_CHANNELS_NOT_SUPPORTED, true},
+      {"nothing", signedBytes, empty, {}, value, ok, MIRL_SUCCESS, true},
+  };
+  for (const auto& c : masks) {
+    SCOPED_TRACE(std::string("wrong: ") + c.what);
+    expectStatus(c.out, c.status, c.creates, [&](MirlImage& out) {
+      return borderMask(c.source, out, c.m.top, c.m.bottom, c.m.left, c.m.right, c.value, c.stream);
+    });
+  }
+
+  const MirlImage padded(4, 3, good.pitch() + 1, 8, 1);
+  EXPECT_EQ(fpn(const_cast<MirlImage&>(empty), good, good), MIRL_IMAGE_NOT_INITIALIZED);
+  for (const auto& [source, offsets, status] :
+       {std::tuple(&empty, &tall, MIRL_IMAGE_NOT_INITIALIZED),
+        std::tuple(&tall, &empty, MIRL_IMAGE_NOT_INITIALIZED),
+        std::tuple(&tall, &good, MIRL_MISMATCH), std::tuple(&good, &tall, MIRL_MISMATCH),
+        std::tuple(&padded, &good, MIRL_MISMATCH), std::tuple(&good, &padded, MIRL_MISMATCH)}) {
+    expectStatus(good, status, false,
+                 [&, s = source, o = offsets](MirlImage& out) { return fpn(out, *s, *o); });
+  }
+  const FailNth fail(runtime::Call::allocate);
+  MirlImage out;
+  EXPECT_EQ(FPNCorrection(good, out, good, good, 1), MIRL_DEVICE_ALLOC_FAILED);
+  EXPECT_FALSE(out.isInitialized());
+}
+
+MIRL_TEST_ON_ALL_DEVICES(SensorCorrections);
+
+}  // namespace
+}  // namespace mirl::test
