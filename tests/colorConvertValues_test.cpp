@@ -26,18 +26,14 @@ TEST_P(ColorConvertValues, Gray) {
   const auto redFirst = []<class T>(T) { return grayOf<T>(0.299f, 0.587f, 0.114f); };
   const auto blueFirst = []<class T>(T) { return grayOf<T>(0.114f, 0.587f, 0.299f); };
   const auto checkType = [&]<class T>(T t) {
-    checkSizes<T>(gray, 3, MIRL_CHANNELSEQ_RGB, 1, redFirst(t));
-    checkSizes<T>(gray, 3, MIRL_CHANNELSEQ_BGR, 1, blueFirst(t));
-    check(gray, tellingPixels<T>(), MIRL_CHANNELSEQ_RGB, 1, redFirst(t));
-    check(gray, tellingPixels<T>(), MIRL_CHANNELSEQ_BGR, 1, blueFirst(t));
+    checkAll<T>(gray, MIRL_CHANNELSEQ_RGB, 1, redFirst(t));
+    checkAll<T>(gray, MIRL_CHANNELSEQ_BGR, 1, blueFirst(t));
     if constexpr (!std::is_same_v<T, float>) {
       checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_RGBA, 1, redFirst(t));
       checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_BGRA, 1, blueFirst(t));
     }
   };
-  checkType(Byte{});
-  checkType(Word{});
-  checkType(float{});
+  forEachElement(checkType);
   check(gray, Pixels<Byte>(3, {255, 255, 255, 0, 0, 0, 0, 0, 255}), MIRL_CHANNELSEQ_BGR, 1,
         [](const Byte*, int x) {
           return Values<Byte>{std::array<Byte, 3>{255, 0, 76}[size_t(x)]};
@@ -62,13 +58,10 @@ TEST_P(ColorConvertValues, GrayWithWeights) {
     const auto r = static_cast<float>(red), g = static_cast<float>(green),
                b = static_cast<float>(blue);
     const auto checkType = [&]<class T>(T) {
-      checkSizes<T>(gray, 3, MIRL_CHANNELSEQ_RGB, 1, grayOf<T>(r, g, b));
-      check(gray, tellingPixels<T>(), MIRL_CHANNELSEQ_RGB, 1, grayOf<T>(r, g, b));
+      checkAll<T>(gray, MIRL_CHANNELSEQ_RGB, 1, grayOf<T>(r, g, b));
       check(gray, tellingPixels<T>(), MIRL_CHANNELSEQ_BGR, 1, grayOf<T>(b, g, r));
     };
-    checkType(Byte{});
-    checkType(Word{});
-    checkType(float{});
+    forEachElement(checkType);
   }
   // Entry 0 is the weight of red, which stands last here.
   check(of<MirlScalar>(rgb2gray, MirlScalar(1, 0, 0)), Pixels<Byte>(3, {10, 20, 30}),
@@ -88,12 +81,9 @@ TEST_P(ColorConvertValues, ColourFromGray) {
     image.setDataBits(7);
     ASSERT_EQ(gray2rgb(image), MIRL_SUCCESS);
     EXPECT_TRUE(holds(image, want)) << "in place";
-    EXPECT_EQ(image.channelSeq(), MIRL_CHANNELSEQ_BGR);
-    EXPECT_EQ(image.dataBits(), image.depth());
+    EXPECT_EQ(formatOf(image), formatOf(MirlImage(61, 7, typeOf<T>(3))));
   };
-  checkType(Byte{});
-  checkType(Word{});
-  checkType(float{});
+  forEachElement(checkType);
 }
 
 /// Y, U, V.
@@ -111,10 +101,8 @@ TEST_P(ColorConvertValues, Yuv8) {
       const int rgb[] = {(w + 409 * e) >> 8, (w - 100 * d - 208 * e) >> 8, (w + 516 * d) >> 8};
       return bytes(rgb[red], rgb[1], rgb[blue]);
     };
-    checkSizes<Byte>(of(rgb2yuv), 3, sequence, 3, forward);
-    checkSizes<Byte>(of(yuv2rgb), 3, sequence, 3, back);
-    check(of(rgb2yuv), tellingPixels<Byte>(), sequence, 3, forward);
-    check(of(yuv2rgb), tellingPixels<Byte>(), sequence, 3, back);
+    checkAll<Byte>(of(rgb2yuv), sequence, 3, forward);
+    checkAll<Byte>(of(yuv2rgb), sequence, 3, back);
   });
   EXPECT_EQ(yuvOf(255, 255, 255), bytes(235, 128, 128));
   EXPECT_EQ(yuvOf(0, 0, 0), bytes(16, 128, 128));
@@ -140,10 +128,8 @@ TEST_P(ColorConvertValues, Yuv16) {
                            1.779f * d + y};
       return words(rgb[red], rgb[1], rgb[blue]);
     };
-    checkSizes<Word>(of(rgb2yuv), 3, sequence, 3, forward);
-    checkSizes<Word>(of(yuv2rgb), 3, sequence, 3, back);
-    check(of(rgb2yuv), tellingPixels<Word>(), sequence, 3, forward);
-    check(of(yuv2rgb), tellingPixels<Word>(), sequence, 3, back);
+    checkAll<Word>(of(rgb2yuv), sequence, 3, forward);
+    checkAll<Word>(of(yuv2rgb), sequence, 3, back);
   });
   // Blue and red: negative chroma is lost.
   check(of(rgb2yuv), Pixels<Word>(3, {65535, 0, 0, 0, 0, 65535}), MIRL_CHANNELSEQ_BGR, 3,
@@ -158,8 +144,7 @@ TEST_P(ColorConvertValues, Uyvy) {
     return Values<Byte>{x % 2 == 0 ? yuv[1] : yuv[2], yuv[0]};
   };
   for (const MirlChannelSeq sequence : {MIRL_CHANNELSEQ_RGB, MIRL_CHANNELSEQ_NONE}) {
-    checkSizes<Byte>(of(rgb2yuv422), 3, sequence, 2, expected);
-    check(of(rgb2yuv422), tellingPixels<Byte>(), sequence, 2, expected);
+    checkAll<Byte>(of(rgb2yuv422), sequence, 2, expected);
     check(of(rgb2yuv422), randomPixels<Byte>(8191, 3, 3, 1), sequence, 2, expected);
   }
 }
@@ -201,16 +186,13 @@ TEST_P(ColorConvertValues, Ycbcr) {
       const bool blueFirst = sequence == 1 || sequence == 2;
       const auto run = [&](const Convert& convert, const auto& formula) {
         const auto expected = [&](const T* p, int) { return formula(p, blueFirst); };
-        checkSizes<T>(convert, 3, named, 3, expected);
-        check(convert, tellingPixels<T>(), named, 3, expected);
+        checkAll<T>(convert, named, 3, expected);
       };
       run(of(rgb2ycbcr), forward);
       if (sequence < 2) run(of(ycbcr2rgb), back);
     }
   };
-  checkType(Byte{});
-  checkType(Word{});
-  checkType(float{});
+  forEachElement(checkType);
   for (const MirlChannelSeq sequence : {MIRL_CHANNELSEQ_RGB, MIRL_CHANNELSEQ_BGR}) {
     check(of(rgb2ycbcr), Pixels<Byte>(3, {255, 255, 255}), sequence, 3,
           [](const Byte*, int) { return bytes(235, 127, 128); });

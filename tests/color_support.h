@@ -12,11 +12,6 @@
 
 namespace mirl::test {
 
-using Byte = std::uint8_t;
-using Word = std::uint16_t;
-
-inline constexpr unsigned char kGuard = 0xA5;
-
 using Convert = std::function<MirlStatus(const MirlImage&, MirlImage&)>;
 template <class T>
 using Values = std::array<T, 4>;
@@ -37,9 +32,9 @@ void run(const Convert& convert, const Pixels<T>& source, MirlChannelSeq sequenc
   MirlImage in = toImage(source, pitch);
   in.setChannelSequence(sequence);
   if (out.channels() > 2) out.setChannelSequence(sequence);
-  fillBlock(out, kGuard);
+  fillBlock(out);
   ASSERT_EQ(convert(in, out), MIRL_SUCCESS);
-  EXPECT_TRUE(paddingUntouched(out, kGuard));
+  EXPECT_TRUE(paddingUntouched(out));
 }
 
 /// `expected(pixel, x)` gives the channels of the result.
@@ -70,10 +65,9 @@ void checkSizes(const Convert& convert, int inChannels, MirlChannelSeq sequence,
     check(convert, source, sequence, channels, expected);
   }
   const auto source = randomPixels<T>(61, 7, inChannels, seed);
-  const int outRow = 61 * channels * static_cast<int>(sizeof(T));
-  check(convert, source, sequence, channels, expected, source.rowBytes() + 1, outRow);
-  check(convert, source, sequence, channels, expected, source.rowBytes(), outRow + 1);
-  check(convert, source, sequence, channels, expected, source.rowBytes() + 3, outRow + 5);
+  forOddPitches(
+      source.rowBytes(), 61 * channels * static_cast<int>(sizeof(T)),
+      [&](int from, int to) { check(convert, source, sequence, channels, expected, from, to); });
 }
 
 /// Pixels of all triples of some values, 1021 to a row.
@@ -113,6 +107,14 @@ Pixels<T> tellingPixels() {
     for (int v = 1; v < 40; ++v) values.push_back(static_cast<float>(v) / 40.0f);
     return triplesOf(values);
   }
+}
+
+/// Awkward sizes, odd pitches and telling pixels, all of 3 channels.
+template <class T, class Expected>
+void checkAll(const Convert& convert, MirlChannelSeq sequence, int channels,
+              const Expected& expected) {
+  checkSizes<T>(convert, 3, sequence, channels, expected);
+  check(convert, tellingPixels<T>(), sequence, channels, expected);
 }
 
 /// Calls visit(sequence, index of red, index of blue).

@@ -257,8 +257,11 @@ void checkPastCaches(int width, int offset) {
   const runtime::Queue host{&runtime::hostDevice(), nullptr};
   const Plane<Item<In, M>> in(host, width, 1, offset / 2);
   Plane<Item<Out, N>> out(host, width, 1, offset);
+  using Turn = kernel_turn<Out, N, In, M>;
+  engine::pixels::Parameters<Turn, engine::pixels::pieceFor<Turn, Item<Out, N>, Item<In, M>>()>
+      parameters(kTurn, width);
   const auto run = [&] {
-    engine::pixels::mapRow(kTurn, width, true, out.template view<Item<Out, N>>().data,
+    engine::pixels::mapRow(kTurn, parameters, width, true, out.template view<Item<Out, N>>().data,
                            in.template view<const Item<In, M>>().data);
     runtime::finishStreamCopies();
   };
@@ -274,6 +277,90 @@ TEST_P(PixelsEngine, RowsPastTheCaches) {
       checkPastCaches<Byte, 4, float, 2>(width, offset);
     }
   }
+}
+
+/// Elements of pixels of N channels, with a number, a pair of numbers or a start in a table for
+/// each.
+template <class Out, int N>
+struct kernel_shiftChannels {
+  engine::PerChannel<float, N> channels;
+  MIRL_HD Out operator()(float shift, Byte in) const {
+    return static_cast<Out>(in + static_cast<int>(shift));
+  }
+};
+
+template <class In, int N>
+struct kernel_scaleChannels {
+  engine::PerChannel<Pixel<float, 2>, N> channels;
+  MIRL_HD float operator()(Pixel<float, 2> line, In a, Byte b) const {
+    return static_cast<float>(a) * line.v[0] + static_cast<float>(b) * line.v[1];
+  }
+};
+
+template <int N>
+struct kernel_lookUpChannels {
+  engine::Lookup<Word, 256 * N> table;
+  engine::PerChannel<int, N> channels;
+  MIRL_HD Word operator()(const engine::Lookup<Word, 256 * N>& entries, int start, Byte in) const {
+    return entries.entry[start + in];
+  }
+};
+
+template <int N>
+void checkChannels(const runtime::Queue& queue) {
+  kernel_shiftChannels<Word, N> shift{};
+  kernel_shiftChannels<Byte, N> shiftBytes{};
+  kernel_scaleChannels<Word, N> scale{};
+  kernel_lookUpChannels<N> lookUp{};
+  for (int c = 0; c < N; ++c) {
+    const auto number = static_cast<float>(c);
+    shift.channels.of[c] = 1000 * number + 1;
+    shiftBytes.channels.of[c] = -number;
+    scale.channels.of[c] = {{number + 2, 0.25f - number}};
+    lookUp.channels.of[c] = 256 * c;
+    for (int i = 0; i < 256; ++i) lookUp.table.entry[256 * c + i] = static_cast<Word>(9 * i + c);
+  }
+  forEachAlignment([&](int offset, int padding) {
+    for (const int pixels : {1, 5, 16, 67, 1367}) {
+      const int width = pixels * N;
+      if (pixels > 1000 && offset + padding > 3) continue;
+      const Plane<Byte> bytes(queue, width, 3, offset, padding), tight(queue, width, 3);
+      const Plane<Word> words(queue, width, 3, 0, padding);
+      Plane<Byte> byteOut(queue, width, 3, offset, padding);
+      Plane<Word> wordOut(queue, width, 3, offset, padding);
+      Plane<float> floatOut(queue, width, 3);
+      int next = 0;  // the elements come in order
+      const auto channel = [&] { return next++ % width % N; };
+      const auto shifted = [&](Byte in) { return 1000 * channel() + 1 + in; };
+      check(queue, shift, shifted, wordOut, bytes);
+      next = 0;
+      check(queue, shift, shifted, wordOut, tight);
+      next = 0;
+      check(
+          queue, shiftBytes, [&](Byte in) { return in - channel(); }, byteOut, byteOut);
+      next = 0;
+      check(
+          queue, lookUp, [&](Byte in) { return 9 * in + channel(); }, wordOut, bytes);
+      next = 0;
+      const auto scaled = [&](Word a, Byte b) {
+        const int c = channel();
+        return static_cast<float>(a) * static_cast<float>(c + 2) +
+               static_cast<float>(b) * (0.25f - static_cast<float>(c));
+      };
+      check(queue, scale, scaled, floatOut, words, tight);
+    }
+  });
+}
+
+TEST_P(PixelsEngine, ParametersOfChannels) {
+  checkChannels<1>(queue());
+  checkChannels<2>(queue());
+  checkChannels<3>(queue());
+  checkChannels<4>(queue());
+  // Thread by thread on GPUs.
+  const kernel_lookUpChannels<3> three{{}, {{10, 20, 30}}};
+  const auto turned = engine::channelsFrom(three, 16);
+  EXPECT_EQ(turned.of[0] * 10000 + turned.of[1] * 100 + turned.of[2], 203010);
 }
 
 struct kernel_truncateTo {

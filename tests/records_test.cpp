@@ -3,128 +3,83 @@
 #include "support.h"
 
 #include <climits>
-#include <optional>
+#include <map>
 
 namespace mirl::test {
 namespace {
 
-constexpr const char* kUnknown = "MIRL: Unknown Error";
-
-struct StatusRow {
-  MirlStatus status;
-  int number;
-  const char* text;
-};
-
-const StatusRow kStatuses[] = {
-    {MIRL_SUCCESS, 0, "MIRL: No Error"},
-    {MIRL_DEVICE_ALLOC_FAILED, -1, "MIRL: Device Memory Allocation Failed"},
-    {MIRL_ARRAY_ALLOC_FAILED, -2, "MIRL: Device Array Allocation Failed"},
-    {MIRL_MEMSET_FAILED, -3, "MIRL: Device Memset Failed"},
-    {MIRL_COPY_H2D_FAILED, -4, "MIRL: Memory Copy From Host To Device Failed"},
-    {MIRL_COPY_D2H_FAILED, -5, "MIRL: Memory Copy From Device To Host Failed"},
-    {MIRL_COPY_D2D_FAILED, -6, "MIRL: Memory Copy From Device To Device Failed"},
-    {MIRL_COPY_D2ARRAY_FAILED, -7, "MIRL: Memory Copy From Device To Device Array Failed"},
-    {MIRL_COPY_H2SYMBOL_FAILED, -8, "MIRL: Memory Copy From Host To Device Symbol Failed"},
-    {MIRL_COPY_FAILED, -9, "MIRL: Memory Copy Failed"},
-    {MIRL_DEVICE_FREE_FAILED, -10, "MIRL: Failed To Release Device Memory"},
-    {MIRL_ARRAY_FREE_FAILED, -11, "MIRL: Failed To Release Device Array"},
-    {MIRL_TEXTURE_BIND_FAILED, -12, "MIRL: Texture Binding Failed"},
-    {MIRL_TEXTURE_UNBIND_FAILED, -13, "MIRL: Texture Unbinding Failed"},
-    {MIRL_IMAGE_NOT_INITIALIZED, -14, kUnknown},
-    {MIRL_NULL_POINTER, -15, kUnknown},
-    {MIRL_INVALID_ARGUMENT, -16, kUnknown},
-    {MIRL_MISMATCH, -17, kUnknown},
-    {MIRL_MATRIX_SIZE_MISMATCH, -18, kUnknown},
-    {MIRL_ROI_OUT_OF_BOUNDS, -19, kUnknown},
-    {MIRL_KERNEL_FAILED, -20, kUnknown},
-    {MIRL_INTERNAL_CALL_FAILED, -21, "MIRL: Internal Function Calling Failed"},
-    {MIRL_NPP_FAILED, -22, "MIRL: NPP Function Call Failed"},
+/// The texts behind "MIRL: ".
+const std::tuple<MirlStatus, int, const char*> kTexts[] = {
+    {MIRL_SUCCESS, 0, "No Error"},
+    {MIRL_DEVICE_ALLOC_FAILED, -1, "Device Memory Allocation Failed"},
+    {MIRL_ARRAY_ALLOC_FAILED, -2, "Device Array Allocation Failed"},
+    {MIRL_MEMSET_FAILED, -3, "Device Memset Failed"},
+    {MIRL_COPY_H2D_FAILED, -4, "Memory Copy From Host To Device Failed"},
+    {MIRL_COPY_D2H_FAILED, -5, "Memory Copy From Device To Host Failed"},
+    {MIRL_COPY_D2D_FAILED, -6, "Memory Copy From Device To Device Failed"},
+    {MIRL_COPY_D2ARRAY_FAILED, -7, "Memory Copy From Device To Device Array Failed"},
+    {MIRL_COPY_H2SYMBOL_FAILED, -8, "Memory Copy From Host To Device Symbol Failed"},
+    {MIRL_COPY_FAILED, -9, "Memory Copy Failed"},
+    {MIRL_DEVICE_FREE_FAILED, -10, "Failed To Release Device Memory"},
+    {MIRL_ARRAY_FREE_FAILED, -11, "Failed To Release Device Array"},
+    {MIRL_TEXTURE_BIND_FAILED, -12, "Texture Binding Failed"},
+    {MIRL_TEXTURE_UNBIND_FAILED, -13, "Texture Unbinding Failed"},
+    {MIRL_INTERNAL_CALL_FAILED, -21, "Internal Function Calling Failed"},
+    {MIRL_NPP_FAILED, -22, "NPP Function Call Failed"},
     {MIRL_CHANNELS_NOT_SUPPORTED, -23,
-     "MIRL: Specified Number Of Channels Not Supported For Current Operation"},
-    {MIRL_DEPTH_NOT_SUPPORTED, -25,
-     "MIRL: Specified Image Depth Not Supported For Current Operation"},
-    {MIRL_HOST_REGISTER_FAILED, -26, "MIRL: Failed To Register Host Memory"},
-    {MIRL_HOST_UNREGISTER_FAILED, -27, "MIRL: Failed To Unregister Host Memory"},
-    {MIRL_SET_DEVICE_FAILED, -33, kUnknown},
-    {MIRL_OPERATION_FAILED, -36, kUnknown},
-    {MIRL_TYPE_NOT_SUPPORTED, -37, kUnknown},
-    {MIRL_IN_PLACE_NOT_SUPPORTED, -38, kUnknown},
-    {MIRL_MATRIX_SINGULAR, -39, kUnknown},
-};
-
-const char* expectedText(int number) {
-  for (const StatusRow& row : kStatuses) {
-    if (row.number == number) return row.text;
-  }
-  return kUnknown;
-}
+     "Specified Number Of Channels Not Supported For Current Operation"},
+    {MIRL_DEPTH_NOT_SUPPORTED, -25, "Specified Image Depth Not Supported For Current Operation"},
+    {MIRL_HOST_REGISTER_FAILED, -26, "Failed To Register Host Memory"},
+    {MIRL_HOST_UNREGISTER_FAILED, -27, "Failed To Unregister Host Memory"}};
+const std::pair<MirlStatus, int> kOthers[] = {
+    {MIRL_IMAGE_NOT_INITIALIZED, -14},  {MIRL_NULL_POINTER, -15},
+    {MIRL_INVALID_ARGUMENT, -16},       {MIRL_MISMATCH, -17},
+    {MIRL_MATRIX_SIZE_MISMATCH, -18},   {MIRL_ROI_OUT_OF_BOUNDS, -19},
+    {MIRL_KERNEL_FAILED, -20},          {MIRL_SET_DEVICE_FAILED, -33},
+    {MIRL_OPERATION_FAILED, -36},       {MIRL_TYPE_NOT_SUPPORTED, -37},
+    {MIRL_IN_PLACE_NOT_SUPPORTED, -38}, {MIRL_MATRIX_SINGULAR, -39}};
 
 TEST(StatusMessage, EveryNumberHasItsText) {
-  for (const StatusRow& row : kStatuses) EXPECT_EQ(static_cast<int>(row.status), row.number);
-  for (int number = -60; number <= 20; ++number) {
-    EXPECT_STREQ(statusMessage(number), expectedText(number)) << number;
+  std::map<int, std::string> texts;
+  for (const auto& [status, number, text] : kTexts) {
+    EXPECT_EQ(static_cast<int>(status), number) << text;
+    texts[number] = text;
   }
-  for (const int number : {INT_MIN, INT_MAX}) EXPECT_STREQ(statusMessage(number), kUnknown);
+  for (const auto& [status, number] : kOthers) EXPECT_EQ(static_cast<int>(status), number);
+  std::vector<int> numbers = {INT_MIN, INT_MAX};
+  for (int number = -60; number <= 20; ++number) numbers.push_back(number);
+  for (const int number : numbers) {
+    const std::string text = texts.count(number) != 0 ? texts[number] : "Unknown Error";
+    EXPECT_EQ(statusMessage(number), "MIRL: " + text) << number;
+  }
 }
 
 // Callers compile the numbers in, and these are the ones that counting from 0 would get wrong.
 TEST(Enumerations, HaveTheirNumbers) {
-  const std::pair<int, int> rows[] = {
-      {MIRL_BAYER_BGGR, 1},
-      {MIRL_BAYER_GBRG, 2},
-      {MIRL_BAYER_GRBG, 3},
-      {MIRL_BAYER_RGGB, 4},
-      {MIRL_BAYER_BGGR_HQ, 5},
-      {MIRL_BAYER_GRBG_HQ, 6},
-      {MIRL_BAYER_RGGB_HQ, 7},
-      {MIRL_BAYER_GBRG_HQ, 8},
-      {MIRL_INTERPOLATION_NN, 1},
-      {MIRL_INTERPOLATION_LINEAR, 2},
-      {MIRL_INTERPOLATION_CUBIC, 3},
-      {MIRL_CHANNELSEQ_RGB, 0},
-      {MIRL_CHANNELSEQ_BGR, 1},
-      {MIRL_CHANNELSEQ_BGRA, 2},
-      {MIRL_CHANNELSEQ_RGBA, 3},
-      {MIRL_CHANNELSEQ_NONE, 4},
-      {MIRL_CHANNELSEQ_UNSET, 5},
-      {MIRL_LOAD_GRAYSCALE, 0},
-      {MIRL_LOAD_COLOR, 1},
-      {MIRL_LOAD_ANYDEPTH, 2},
-      {MIRL_LOAD_ANYDEPTH_ANYCOLOR, 3},
-      {MIRL_POINTER_DEVICE, 0},
-      {MIRL_POINTER_HOST, 1},
-      {MIRL_POINTER_PINNED, 2},
-      {MIRL_FLIP_UD, 0},
-      {MIRL_FLIP_LR, 1},
-      {MIRL_FLIP_BOTH, 2},
-      {MIRL_COLOR_RED, 0},
-      {MIRL_COLOR_GREEN, 1},
-      {MIRL_COLOR_BLUE, 2},
-      {MIRL_FFT_MAGNITUDE, 0},
-      {MIRL_FFT_PHASE, 2},
-      {MIRL_FFT_REAL, 4},
-      {MIRL_FFT_IMAG_SCALED, 7},
-      {MIRL_GRADIENT_CENTRAL, 0},
-      {MIRL_GRADIENT_SOBEL, 1},
-      {MIRL_GRADIENT_SCHARR, 2},
-      {MIRL_GRADIENT_PREWITT, 3},
-      {MIRL_FEATURES_KLT, 0},
-      {MIRL_FEATURES_HARRIS, 1},
-      {MIRL_FEATURES_HARRIS_NORMALIZED, 2},
+  const std::vector<std::vector<int>> fromZero = {
+      {MIRL_CHANNELSEQ_RGB, MIRL_CHANNELSEQ_BGR, MIRL_CHANNELSEQ_BGRA, MIRL_CHANNELSEQ_RGBA,
+       MIRL_CHANNELSEQ_NONE, MIRL_CHANNELSEQ_UNSET},
+      {MIRL_LOAD_GRAYSCALE, MIRL_LOAD_COLOR, MIRL_LOAD_ANYDEPTH, MIRL_LOAD_ANYDEPTH_ANYCOLOR},
+      {MIRL_POINTER_DEVICE, MIRL_POINTER_HOST, MIRL_POINTER_PINNED},
+      {MIRL_FLIP_UD, MIRL_FLIP_LR, MIRL_FLIP_BOTH},
+      {MIRL_COLOR_RED, MIRL_COLOR_GREEN, MIRL_COLOR_BLUE},
+      {MIRL_GRADIENT_CENTRAL, MIRL_GRADIENT_SOBEL, MIRL_GRADIENT_SCHARR, MIRL_GRADIENT_PREWITT},
+      {MIRL_FEATURES_KLT, MIRL_FEATURES_HARRIS, MIRL_FEATURES_HARRIS_NORMALIZED}};
+  const std::vector<std::vector<int>> fromOne = {
+      {MIRL_BAYER_BGGR, MIRL_BAYER_GBRG, MIRL_BAYER_GRBG, MIRL_BAYER_RGGB, MIRL_BAYER_BGGR_HQ,
+       MIRL_BAYER_GRBG_HQ, MIRL_BAYER_RGGB_HQ, MIRL_BAYER_GBRG_HQ},
+      {MIRL_INTERPOLATION_NN, MIRL_INTERPOLATION_LINEAR, MIRL_INTERPOLATION_CUBIC}};
+  const auto check = [](const auto& lists, int first) {
+    for (const auto& list : lists) {
+      for (std::size_t i = 0; i < list.size(); ++i) {
+        EXPECT_EQ(list[i], first + static_cast<int>(i)) << "list " << &list - lists.data();
+      }
+    }
   };
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    EXPECT_EQ(rows[i].first, rows[i].second) << "row " << i;
-  }
-}
-
-/// The first type of each element, by its signed depth.
-std::optional<int> firstTypeOf(int depth, bool isSigned) {
-  if (depth == 8) return isSigned ? MIRL_8S_C1 : MIRL_8U_C1;
-  if (depth == 16) return isSigned ? MIRL_16S_C1 : MIRL_16U_C1;
-  if (depth == 32) return isSigned ? MIRL_32S_C1 : MIRL_32F_C1;
-  if (depth == 64 && !isSigned) return MIRL_64F_C1;
-  return std::nullopt;
+  check(fromZero, 0);
+  check(fromOne, 1);
+  EXPECT_EQ(std::tuple(0, 2, 4, 7), std::tuple(+MIRL_FFT_MAGNITUDE, +MIRL_FFT_PHASE, +MIRL_FFT_REAL,
+                                               +MIRL_FFT_IMAG_SCALED));
 }
 
 TEST(Types, DepthAndChannelsToType) {
@@ -134,18 +89,22 @@ TEST(Types, DepthAndChannelsToType) {
   for (const int depth : depths) {
     for (const int channels : {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 8, INT_MAX}) {
       for (const bool isSigned : {false, true}) {
-        const std::optional<int> first = firstTypeOf(depth, isSigned);
-        const bool exists = first.has_value() && channels >= 1 && channels <= 4;
-        found += exists;
-        EXPECT_EQ(depthAndChannelsToType(depth, channels, isSigned),
-                  exists ? *first + channels - 1 : -1)
+        int expected = -1;
+        for (const Format& format : allFormats()) {
+          const bool is = depth == std::abs(format.depth) && channels == format.channels &&
+                          isSigned == (format.depth < 0);
+          if (is) expected = format.type;
+        }
+        found += expected >= 0;
+        EXPECT_EQ(depthAndChannelsToType(depth, channels, isSigned), expected)
             << depth << " " << channels << " " << isSigned;
       }
     }
   }
   EXPECT_EQ(found, 28);
   EXPECT_EQ(depthAndChannelsToType(64, 1, false), 24);
-  EXPECT_EQ(depthAndChannelsToType(64, 1, true), -1);
+  EXPECT_EQ(depthAndChannelsToType(32, 1, true), MIRL_32S_C1);
+  EXPECT_EQ(depthAndChannelsToType(32, 1, false), MIRL_32F_C1);
 }
 
 TEST(Types, TypeToDepthAndChannels) {
@@ -172,50 +131,40 @@ TEST(Types, TypeToDepthAndChannels) {
 }
 
 TEST(Records, StartAtZeroAndKeepWhatTheyAreGiven) {
-  const MirlSize size;
-  EXPECT_EQ(std::pair(size.width, size.height), std::pair(0, 0));
-  const MirlRect none;
+  const MirlSize size, given(3, -4);
+  EXPECT_EQ(std::tuple(size.width, size.height, given.width, given.height),
+            std::tuple(0, 0, 3, -4));
+  const MirlRect none, rect(1, 2, 30, 40);
   EXPECT_EQ(std::tuple(none.x, none.y, none.width, none.height), std::tuple(0, 0, 0, 0));
-  const MirlPoint2D<float> point;
-  EXPECT_EQ(std::pair(point.x, point.y), std::pair(0.0f, 0.0f));
+  EXPECT_EQ(std::tuple(rect.x, rect.y, rect.width, rect.height), std::tuple(1, 2, 30, 40));
+  EXPECT_EQ(std::pair(rect.origin().x, rect.origin().y), std::pair(1, 2));
+  const MirlPoint2D<float> point, spot(0.25f, -7.5f);
+  EXPECT_EQ(std::tuple(point.x, point.y, spot.x, spot.y), std::tuple(0.0f, 0.0f, 0.25f, -7.5f));
   const MirlPointValue2D<float, float> valued;
   EXPECT_EQ(std::tuple(valued.x, valued.y, valued.value), std::tuple(0.0f, 0.0f, 0.0f));
-
-  const MirlSize given(3, -4);
-  EXPECT_EQ(std::pair(given.width, given.height), std::pair(3, -4));
-  const MirlPoint2D<float> spot(0.25f, -7.5f);
-  EXPECT_EQ(std::pair(spot.x, spot.y), std::pair(0.25f, -7.5f));
-  const MirlRect rect(1, 2, 30, 40);
-  const MirlRect copy = rect;
-  EXPECT_EQ(std::tuple(copy.x, copy.y, copy.width, copy.height), std::tuple(1, 2, 30, 40));
-  EXPECT_EQ(std::pair(rect.origin().x, rect.origin().y), std::pair(1, 2));
 }
 
-TEST(Records, CriteriaHaveTheirDefaults) {
-  const MirlEnhancementParams enhancement;
-  EXPECT_EQ(std::tuple(enhancement.autoColor, enhancement.clipPercent, enhancement.weightBias),
-            std::tuple(true, 2u, 0.1333));
-  const MirlFeaturesCriteria features;
-  EXPECT_EQ(std::tuple(features.algorithm, features.quality, features.minDistance,
-                       features.windowSize, features.harrisK),
-            std::tuple(MIRL_FEATURES_KLT, 0.006f, 5, 3, -0.2f));
-  const MirlTrackingCriteria tracking;
-  EXPECT_EQ(std::tuple(tracking.levels, tracking.window.width, tracking.window.height,
-                       tracking.maxIterations, tracking.maxResidual, tracking.minDisplacement,
-                       tracking.scale),
-            std::tuple(3, 3, 3, 10, 20.0f, 0.01f, 0.5f));
+auto fieldsOf(const MirlEnhancementParams& p) {
+  return std::tuple(p.autoColor, p.clipPercent, p.weightBias);
+}
+auto fieldsOf(const MirlFeaturesCriteria& c) {
+  return std::tuple(c.algorithm, c.quality, c.minDistance, c.windowSize, c.harrisK);
+}
+auto fieldsOf(const MirlTrackingCriteria& c) {
+  return std::tuple(c.levels, c.window.width, c.window.height, c.maxIterations, c.maxResidual,
+                    c.minDisplacement, c.scale);
+}
 
-  // Nothing is checked on the way in: the operations do that.
-  const MirlEnhancementParams odd(false, 4000000000u, -1.0);
-  EXPECT_EQ(std::tuple(odd.autoColor, odd.clipPercent, odd.weightBias),
+// Nothing is checked on the way in: the operations do that.
+TEST(Records, CriteriaHaveTheirDefaultsAndKeepWhatTheyAreGiven) {
+  EXPECT_EQ(fieldsOf(MirlEnhancementParams()), std::tuple(true, 2u, 0.1333));
+  EXPECT_EQ(fieldsOf(MirlEnhancementParams(false, 4000000000u, -1.0)),
             std::tuple(false, 4000000000u, -1.0));
-  const MirlFeaturesCriteria harris(MIRL_FEATURES_HARRIS, 1.0f, -2, -3, 4.0f);
-  EXPECT_EQ(std::tuple(harris.algorithm, harris.quality, harris.minDistance, harris.windowSize,
-                       harris.harrisK),
+  EXPECT_EQ(fieldsOf(MirlFeaturesCriteria()), std::tuple(MIRL_FEATURES_KLT, 0.006f, 5, 3, -0.2f));
+  EXPECT_EQ(fieldsOf(MirlFeaturesCriteria(MIRL_FEATURES_HARRIS, 1.0f, -2, -3, 4.0f)),
             std::tuple(MIRL_FEATURES_HARRIS, 1.0f, -2, -3, 4.0f));
-  const MirlTrackingCriteria wide(-1, MirlSize(7, 9), -2, -3.0f, -4.0f, -5.0f);
-  EXPECT_EQ(std::tuple(wide.levels, wide.window.width, wide.window.height, wide.maxIterations,
-                       wide.maxResidual, wide.minDisplacement, wide.scale),
+  EXPECT_EQ(fieldsOf(MirlTrackingCriteria()), std::tuple(3, 3, 3, 10, 20.0f, 0.01f, 0.5f));
+  EXPECT_EQ(fieldsOf(MirlTrackingCriteria(-1, MirlSize(7, 9), -2, -3.0f, -4.0f, -5.0f)),
             std::tuple(-1, 7, 9, -2, -3.0f, -4.0f, -5.0f));
 }
 

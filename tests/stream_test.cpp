@@ -7,63 +7,50 @@
 namespace mirl::test {
 namespace {
 
-class Stream : public DeviceTest {
- protected:
-  long held() const { return runtime::live().streams - before_; }
-
- private:
-  long before_ = runtime::live().streams;
-};
+class Stream : public DeviceTest {};
 
 /// The id that the next stream will get, found by making one.
 int nextId() {
   return MirlStream(true).id();
 }
 
-/// Whether operations accept a stream: their status, which must be one for all of them.
+/// What a stream tells of itself: whether it is the default one, its queue, its id.
+auto stateOf(const MirlStream& stream) {
+  return std::tuple(stream.isDefault(), static_cast<const void*>(stream.ptr()), stream.id());
+}
+const std::tuple<bool, const void*, int> kDefault(true, nullptr, 0);
+
+/// What operations say to a stream, which must be the same for all of them.
 MirlStatus usedInOperations(const MirlStream& stream) {
-  const Pixels<std::uint8_t> pixels = randomPixels<std::uint8_t>(9, 4, 3, 1);
-  MirlImage image = toImage(pixels);
-  MirlImage copied;
-  MirlImage sum;
-  MirlImage converted;
-  Bytes bytes = bytesOf(image);
+  const auto pixels = randomPixels<Byte>(9, 4, 3, 1);
+  MirlImage image = toImage(pixels), copied, sum;
+  Bytes bytes = bytesOf(image), block(blockBytes(image));
   const int row = rowBytes(image);
-  Bytes block(static_cast<std::size_t>(image.pitch()) * 4);
   const MirlRect all(0, 0, 9, 4);
-  const MirlStatus statuses[] = {
-      image.upload(bytes.data(), row, stream),
-      image.upload(bytes.data(), all, row, {0, 0}, stream),
-      image.download(bytes.data(), row, stream),
-      image.download(bytes.data(), {0, 0}, row, all, stream),
-      image.download(block.data(), stream),
-      image.upload(block.data(), stream),
-      image.copyTo(copied, {0, 0}, all, stream),
-      arithmeticLogical::add(image, image, sum, stream),
-      image.convertTo(converted, MIRL_32F_C3, 1.0f, 0.0f, stream),
-  };
+  const MirlStatus statuses[] = {image.upload(bytes.data(), row, stream),
+                                 image.upload(bytes.data(), all, row, {0, 0}, stream),
+                                 image.download(bytes.data(), row, stream),
+                                 image.download(bytes.data(), {0, 0}, row, all, stream),
+                                 image.download(block.data(), stream),
+                                 image.upload(block.data(), stream),
+                                 image.copyTo(copied, {0, 0}, all, stream),
+                                 arithmeticLogical::add(image, image, sum, stream)};
   stream.sync();
   for (const MirlStatus status : statuses) EXPECT_EQ(status, statuses[0]);
   const bool accepted = statuses[0] == MIRL_SUCCESS;
   EXPECT_TRUE(holds(image, pixels));
-  EXPECT_EQ(copied.isInitialized(), accepted);
   EXPECT_EQ(sum.isInitialized(), accepted);
-  EXPECT_EQ(converted.isInitialized(), accepted);
-  if (accepted) {
-    EXPECT_TRUE(holds(copied, pixels));
-  }
+  EXPECT_TRUE(accepted ? holds(copied, pixels) : testing::AssertionResult(!copied.isInitialized()));
   return statuses[0];
 }
 
 TEST_P(Stream, DefaultStaysDefault) {
   MirlStream stream;
   for (int round = 0; round < 2; ++round) {
-    EXPECT_TRUE(stream.isDefault());
-    EXPECT_EQ(stream.id(), 0);
-    EXPECT_EQ(stream.ptr(), nullptr);
+    EXPECT_EQ(stateOf(stream), kDefault);
     EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
     EXPECT_TRUE(stream.finished());
-    EXPECT_EQ(held(), 0);
+    EXPECT_EQ(heldStreams(), 0);
     stream.create();
     stream.destroy();
   }
@@ -74,18 +61,17 @@ TEST_P(Stream, CreatedHasAQueueAndTheNextId) {
   {
     const MirlStream a(true);
     MirlStream b(true);
-    EXPECT_FALSE(a.isDefault());
+    EXPECT_EQ(stateOf(a), std::tuple(false, a.ptr(), first));
     EXPECT_NE(a.ptr(), nullptr);
     EXPECT_NE(a.ptr(), b.ptr());
-    EXPECT_EQ(a.id(), first);
+    const auto before = stateOf(b);
     EXPECT_EQ(b.id(), first + 1);
-    const void* handle = b.ptr();
     b.create();
-    EXPECT_EQ(b.ptr(), handle) << "a second create does nothing";
+    EXPECT_EQ(stateOf(b), before) << "a second create does nothing";
     EXPECT_EQ(usedInOperations(a), MIRL_SUCCESS);
     EXPECT_EQ(usedInOperations(b), MIRL_SUCCESS);
     EXPECT_TRUE(a.finished());
-    EXPECT_EQ(held(), 2);
+    EXPECT_EQ(heldStreams(), 2);
   }
   EXPECT_EQ(nextId(), first) << "each destructor takes the counter one back";
 }
@@ -94,14 +80,14 @@ TEST_P(Stream, DestroyedIsDeadUntilCreatedAgain) {
   const int first = nextId();
   MirlStream stream(true);
   stream.destroy();
-  EXPECT_EQ(held(), 0);
+  EXPECT_EQ(heldStreams(), 0);
   EXPECT_FALSE(stream.isDefault());
   EXPECT_TRUE(stream.finished());
   stream.sync();
   EXPECT_EQ(usedInOperations(stream), MIRL_INVALID_ARGUMENT);
 
   stream.create();
-  EXPECT_EQ(held(), 1);
+  EXPECT_EQ(heldStreams(), 1);
   EXPECT_EQ(stream.id(), first);
   EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
 }
@@ -124,17 +110,15 @@ TEST_P(Stream, CopiesShareTheQueue) {
     const int first = nextId();
     {
       MirlStream original(true);
-      MirlStream copy(original);
-      MirlStream assigned;
+      MirlStream copy(original), assigned;
       assigned = copy;
-      EXPECT_EQ(copy.ptr(), original.ptr());
-      EXPECT_EQ(assigned.ptr(), original.ptr());
-      EXPECT_EQ(assigned.id(), original.id());
-      EXPECT_EQ(held(), 1);
+      EXPECT_EQ(stateOf(copy), stateOf(original));
+      EXPECT_EQ(stateOf(assigned), stateOf(original));
+      EXPECT_EQ(heldStreams(), 1);
       EXPECT_EQ(usedInOperations(assigned), MIRL_SUCCESS);
 
       (destroyOriginal ? original : copy).destroy();
-      EXPECT_EQ(held(), 0);
+      EXPECT_EQ(heldStreams(), 0);
       for (const MirlStream* dead : {&original, &copy, &assigned}) {
         EXPECT_TRUE(dead->finished());
         dead->sync();
@@ -142,56 +126,41 @@ TEST_P(Stream, CopiesShareTheQueue) {
       }
       // So that the counter is where it was: the destructor of this one counts a second time.
       (destroyOriginal ? original : copy).create();
-      EXPECT_EQ(held(), 1);
+      EXPECT_EQ(heldStreams(), 1);
     }
-    EXPECT_EQ(held(), 0);
+    EXPECT_EQ(heldStreams(), 0);
     EXPECT_EQ(nextId(), first);
   }
 }
 
 TEST_P(Stream, MovesHandTheQueueOver) {
   MirlStream a(true);
-  const void* handle = a.ptr();
-  const int id = a.id();
-  MirlStream b(std::move(a));
-  EXPECT_TRUE(a.isDefault());  // NOLINT(bugprone-use-after-move)
-  EXPECT_EQ(a.ptr(), nullptr);
-  EXPECT_EQ(a.id(), 0);
-  EXPECT_EQ(b.ptr(), handle);
-  EXPECT_EQ(b.id(), id);
-
-  MirlStream c(true);
-  EXPECT_EQ(held(), 2);
+  const auto state = stateOf(a);
+  MirlStream b(std::move(a)), c(true);
+  EXPECT_EQ(stateOf(a), kDefault);  // NOLINT(bugprone-use-after-move)
+  EXPECT_EQ(stateOf(b), state);
+  EXPECT_EQ(heldStreams(), 2);
   c = std::move(b);
-  EXPECT_EQ(held(), 1) << "the queue that was assigned over is given back";
-  EXPECT_EQ(c.ptr(), handle);
+  EXPECT_EQ(heldStreams(), 1) << "the queue that was assigned over is given back";
   MirlStream& itself = c;
   c = std::move(itself);
-  EXPECT_EQ(c.ptr(), handle);
+  EXPECT_EQ(stateOf(c), state);
   EXPECT_EQ(usedInOperations(a), MIRL_SUCCESS);
   EXPECT_EQ(usedInOperations(c), MIRL_SUCCESS);
-
-  std::vector<MirlStream> many;
-  for (int i = 0; i < 20; ++i) many.emplace_back(true);
-  EXPECT_EQ(held(), 21);
-  for (const MirlStream& stream : many) EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
 }
 
 TEST_P(Stream, FailedCreationWorksAsDefault) {
   const int first = nextId();
   const FailNth fail(runtime::Call::stream);
   MirlStream stream(true);
-  EXPECT_TRUE(stream.isDefault());
-  EXPECT_EQ(stream.ptr(), nullptr);
-  EXPECT_EQ(stream.id(), 0);
+  EXPECT_EQ(stateOf(stream), kDefault);
   EXPECT_TRUE(stream.finished());
   EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
-  EXPECT_EQ(held(), 0);
+  EXPECT_EQ(heldStreams(), 0);
 
   stream.create();
-  EXPECT_FALSE(stream.isDefault());
-  EXPECT_EQ(stream.id(), first) << "a failed attempt draws no id";
-  EXPECT_EQ(held(), 1);
+  EXPECT_EQ(stateOf(stream), std::tuple(false, stream.ptr(), first)) << "the next id";
+  EXPECT_EQ(heldStreams(), 1);
 }
 
 TEST_P(Stream, FailedDestroyLeavesItAlive) {
@@ -200,23 +169,20 @@ TEST_P(Stream, FailedDestroyLeavesItAlive) {
     MirlStream stream(true);
     const FailNth fail(runtime::Call::stream);
     stream.destroy();
-    EXPECT_EQ(held(), 1);
+    EXPECT_EQ(heldStreams(), 1);
     EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS);
     EXPECT_EQ(MirlStream(true).id(), first + 1);
   }
-  EXPECT_EQ(held(), 0);
+  EXPECT_EQ(heldStreams(), 0);
   EXPECT_EQ(nextId(), first);
 }
 
 TEST_P(Stream, WorkRunsInOrder) {
-  const MirlSize size(1024, 600);
   const MirlStream stream(true);
-  const MirlImage first = noiseImage(size, 8, 4, 1);
+  const MirlImage first = noiseImage({1024, 600}, 8, 4, 1);
   const Bytes last = randomBytes(1024 * 4 * 600, 2);
-  MirlImage image(size, 8, 4);
-  MirlImage out(size, 8, 4);
-  Bytes early(last.size());
-  Bytes late(last.size());
+  MirlImage image(1024, 600, MIRL_8U_C4), out(image);
+  Bytes early(last.size()), late(last.size());
   const MirlRect all(0, 0, 1024, 600);
   EXPECT_EQ(first.copyTo(image, {0, 0}, all, stream), MIRL_SUCCESS);
   EXPECT_EQ(image.download(early.data(), 4096, stream), MIRL_SUCCESS);
@@ -256,7 +222,7 @@ TEST_P(Stream, OneStreamServesTwoThreads) {
   // Whichever copy comes first destroys it, and only one of them does.
   MirlStream copies[2] = {stream, stream};
   onThreads(2, [&](int thread) { copies[thread].destroy(); });
-  EXPECT_EQ(held(), 0);
+  EXPECT_EQ(heldStreams(), 0);
 }
 
 TEST_P(Stream, OfAnotherDeviceIsAMismatch) {

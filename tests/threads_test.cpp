@@ -4,7 +4,6 @@
 #include "runtime/scratch.h"
 #include "support.h"
 
-#include <algorithm>
 #include <atomic>
 
 namespace mirl::test {
@@ -18,57 +17,18 @@ class Threads : public DeviceTest {};
 constexpr int kWidth = 601;
 constexpr int kHeight = 400;
 
-/// The saturated sum of two images, the plain way.
-Pixels<std::uint8_t> sumOf(const Pixels<std::uint8_t>& a, const Pixels<std::uint8_t>& b) {
-  Pixels<std::uint8_t> sum = a;
-  for (std::size_t i = 0; i < sum.values.size(); ++i) {
-    sum.values[i] = static_cast<std::uint8_t>(std::min(a.values[i] + b.values[i], 255));
-  }
-  return sum;
-}
-
-TEST_P(Threads, EachWithItsOwnImagesAndStream) {
-  onThreads(3, [](int thread) {
-    const auto seed = static_cast<unsigned>(thread);
-    const auto a = randomPixels<std::uint8_t>(kWidth, kHeight, 3, 10 + seed);
-    const auto b = randomPixels<std::uint8_t>(kWidth, kHeight, 3, 20 + seed);
-    const Pixels<std::uint8_t> expected = sumOf(a, b);
-    for (int round = 0; round < 6; ++round) {
-      const MirlStream stream(true);
-      MirlImage first(kWidth, kHeight, MIRL_8U_C3);
-      MirlImage second(kWidth, kHeight, MIRL_8U_C3);
-      MirlImage sum;
-      MirlImage part;
-      EXPECT_EQ(first.upload(a.values.data(), a.rowBytes(), stream), MIRL_SUCCESS);
-      EXPECT_EQ(second.upload(b.values.data(), b.rowBytes(), stream), MIRL_SUCCESS);
-      EXPECT_EQ(arithmeticLogical::add(first, second, sum, stream), MIRL_SUCCESS);
-      EXPECT_EQ(sum.copyTo(part, {0, 0}, {1, 2, kWidth - 1, kHeight - 2}, stream), MIRL_SUCCESS);
-      stream.sync();
-      EXPECT_TRUE(holds(sum, expected)) << "thread " << thread;
-      EXPECT_EQ(part.get(0, 0, 2), expected.at(1, 2, 2));
-      const MirlImage copy(sum);
-      sum = first;
-      EXPECT_TRUE(holds(copy, expected));
-      EXPECT_TRUE(holds(sum, a));
-    }
-  });
-}
-
 // An input may be read by any number of threads, its fields too.
 TEST_P(Threads, OneInputForAll) {
-  const auto pixels = randomPixels<std::uint8_t>(kWidth, kHeight, 3, 1);
+  const auto pixels = randomPixels<Byte>(kWidth, kHeight, 3, 1);
   const MirlImage shared = toImage(pixels);
-  const Pixels<std::uint8_t> twice = sumOf(pixels, pixels);
   onThreads(3, [&](int) {
     for (int round = 0; round < 6; ++round) {
       EXPECT_EQ(shared.width(), kWidth);
-      EXPECT_TRUE(shared.isInitialized());
-      MirlImage sum;
-      EXPECT_EQ(arithmeticLogical::add(shared, shared, sum), MIRL_SUCCESS);
-      EXPECT_TRUE(holds(sum, twice));
+      MirlImage zeros, part;
+      EXPECT_EQ(arithmeticLogical::absDiff(shared, shared, zeros), MIRL_SUCCESS);
+      EXPECT_TRUE(holds(zeros, Pixels<Byte>(kWidth, kHeight, 3)));
       EXPECT_TRUE(holds(MirlImage(shared), pixels));
       EXPECT_EQ(shared.get(5, 4, 1), pixels.at(5, 4, 1));
-      MirlImage part;
       EXPECT_EQ(shared.copyTo(part, {0, 0}, {0, 0, kWidth, kHeight}), MIRL_SUCCESS);
       EXPECT_TRUE(holds(part, pixels));
     }
@@ -77,7 +37,7 @@ TEST_P(Threads, OneInputForAll) {
 
 // Halves of one image, from two threads: the calls change its content but none of its fields.
 TEST_P(Threads, HalvesOfOneImage) {
-  const auto pixels = randomPixels<std::uint8_t>(kWidth, kHeight, 3, 1);
+  const auto pixels = randomPixels<Byte>(kWidth, kHeight, 3, 1);
   MirlImage image(kWidth, kHeight, MIRL_8U_C3);
   onThreads(2, [&](int thread) {
     const int half = kHeight / 2;
@@ -96,9 +56,7 @@ TEST_P(Threads, HalvesOfOneImage) {
 TEST_P(Threads, ImagesChangeHands) {
   std::vector<MirlImage> made[2];
   onThreads(2, [&](int thread) {
-    for (unsigned i = 0; i < 40; ++i) {
-      made[thread].push_back(noiseImage({17, 5}, 16, 3, i));
-    }
+    for (unsigned i = 0; i < 40; ++i) made[thread].push_back(noiseImage({17, 5}, 16, 3, i));
   });
   onThreads(2, [&](int thread) {
     std::vector<MirlImage>& others = made[1 - thread];

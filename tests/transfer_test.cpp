@@ -2,8 +2,8 @@
 
 #include "support.h"
 
+#include <array>
 #include <climits>
-#include <functional>
 
 namespace mirl::test {
 namespace {
@@ -23,128 +23,113 @@ struct HostBlock {
       : pitch(pitchBytes), bytes(randomBytes(at(pitchBytes) * at(rows) + 64, seed)) {}
 };
 
-// Each transfer with a stream, and without one where that is null.
-MirlStatus up(MirlImage& image, const void* src, const MirlStream* stream) {
-  return stream == nullptr ? image.upload(src) : image.upload(src, *stream);
+/// A transfer with a stream, and without one where that is null.
+template <class... Arguments>
+MirlStatus up(MirlImage& image, const MirlStream* stream, const void* src, Arguments... arguments) {
+  return stream == nullptr ? image.upload(src, arguments...)
+                           : image.upload(src, arguments..., *stream);
 }
-MirlStatus up(MirlImage& image, const void* src, int pitch, const MirlStream* stream) {
-  return stream == nullptr ? image.upload(src, pitch) : image.upload(src, pitch, *stream);
-}
-MirlStatus up(MirlImage& image, const void* src, MirlRect rect, int pitch, MirlPoint2D<int> origin,
-              const MirlStream* stream) {
-  return stream == nullptr ? image.upload(src, rect, pitch, origin)
-                           : image.upload(src, rect, pitch, origin, *stream);
-}
-MirlStatus down(const MirlImage& image, void* dst, const MirlStream* stream) {
-  return stream == nullptr ? image.download(dst) : image.download(dst, *stream);
-}
-MirlStatus down(const MirlImage& image, void* dst, int pitch, const MirlStream* stream) {
-  return stream == nullptr ? image.download(dst, pitch) : image.download(dst, pitch, *stream);
-}
-MirlStatus down(MirlImage& image, void* dst, MirlPoint2D<int> origin, int pitch, MirlRect rect,
-                const MirlStream* stream) {
-  return stream == nullptr ? image.download(dst, origin, pitch, rect)
-                           : image.download(dst, origin, pitch, rect, *stream);
+template <class... Arguments>
+MirlStatus down(MirlImage& image, const MirlStream* stream, void* dst, Arguments... arguments) {
+  return stream == nullptr ? image.download(dst, arguments...)
+                           : image.download(dst, arguments..., *stream);
 }
 
-/// All types, and one whose elements are wider than any type's.
-std::vector<Format> formats() {
-  std::vector<Format> list = allFormats();
-  list.push_back({static_cast<MirlType>(-1), 128, 3});
-  return list;
+/// All types, and one whose elements are wider than any type's, each with and without a stream.
+template <class Visit>
+void forEachFormatAndQueue(const Visit& visit) {
+  const MirlStream stream(true);
+  std::vector<Format> formats = allFormats();
+  formats.push_back({static_cast<MirlType>(-1), 128, 3});
+  for (const Format& format : formats) {
+    for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
+      SCOPED_TRACE(testing::Message() << "type " << format.type << ", stream " << queue);
+      visit(format, format.channels * std::abs(format.depth) / 8, queue);
+    }
+  }
+}
+
+void finish(const MirlStream* queue) {
+  if (queue != nullptr) queue->sync();
 }
 
 TEST_P(Transfer, RowsOfEveryFormatAndPitch) {
-  const MirlStream stream(true);
-  for (const Format& format : formats()) {
+  forEachFormatAndQueue([](const Format& format, int pixel, const MirlStream* queue) {
     for (const MirlSize& size : {MirlSize(1, 1), MirlSize(17, 5), MirlSize(1, 31)}) {
-      const int row = size.width * format.channels * std::abs(format.depth) / 8;
+      const int row = size.width * pixel;
       for (const int imagePitch : {0, row, row + 3}) {
         for (const int slack : {0, 1, 13}) {
-          for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
-            MirlImage image = noiseImage(size, format.depth, format.channels, 9, imagePitch);
-            const HostBlock src(row + slack, size.height, 1);
-            HostBlock dst(row + 13 - slack, size.height, 2);
-            Bytes expected = dst.bytes;
-            moveBytes(expected, dst.pitch, 0, 0, src.bytes, src.pitch, 0, 0, row, size.height);
-            ASSERT_EQ(up(image, src.bytes.data(), src.pitch, queue), MIRL_SUCCESS);
-            ASSERT_EQ(down(image, dst.bytes.data(), dst.pitch, queue), MIRL_SUCCESS);
-            stream.sync();
-            ASSERT_EQ(dst.bytes, expected) << "type " << format.type << ", image pitch "
-                                           << imagePitch << ", host pitch " << src.pitch;
-          }
+          MirlImage image = noiseImage(size, format.depth, format.channels, 9, imagePitch);
+          const HostBlock src(row + slack, size.height, 1);
+          HostBlock dst(row + 13 - slack, size.height, 2);
+          Bytes expected = dst.bytes;
+          moveBytes(expected, dst.pitch, 0, 0, src.bytes, src.pitch, 0, 0, row, size.height);
+          ASSERT_EQ(up(image, queue, src.bytes.data(), src.pitch), MIRL_SUCCESS);
+          ASSERT_EQ(down(image, queue, dst.bytes.data(), dst.pitch), MIRL_SUCCESS);
+          finish(queue);
+          ASSERT_EQ(dst.bytes, expected) << "pitches " << imagePitch << ", " << src.pitch;
         }
       }
     }
-  }
+  });
 }
 
 TEST_P(Transfer, BlocksHaveTheImagesPitch) {
-  const MirlStream stream(true);
-  for (const Format& format : formats()) {
-    const int row = 7 * format.channels * std::abs(format.depth) / 8;
+  forEachFormatAndQueue([](const Format& format, int pixel, const MirlStream* queue) {
+    const int row = 7 * pixel;
     for (const int pitch : {0, row, row + 3}) {
-      for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
-        MirlImage image = noiseImage({7, 5}, format.depth, format.channels, 9, pitch);
-        const int block = image.pitch() * 5;
-        const HostBlock src(image.pitch(), 5, 1);
-        HostBlock dst(image.pitch(), 5, 2);
-        Bytes expected = dst.bytes;
-        moveBytes(expected, block, 0, 0, src.bytes, block, 0, 0, block, 1);
-        ASSERT_EQ(up(image, src.bytes.data(), queue), MIRL_SUCCESS);
-        ASSERT_EQ(down(image, dst.bytes.data(), queue), MIRL_SUCCESS);
-        stream.sync();
-        ASSERT_EQ(dst.bytes, expected) << "padding moves too, type " << format.type;
-
-        Bytes rows(at(row) * 5);
-        moveBytes(rows, row, 0, 0, src.bytes, src.pitch, 0, 0, row, 5);
-        ASSERT_EQ(bytesOf(image), rows);
-      }
+      MirlImage image = noiseImage({7, 5}, format.depth, format.channels, 9, pitch);
+      const int block = image.pitch() * 5;
+      const HostBlock src(image.pitch(), 5, 1);
+      HostBlock dst(image.pitch(), 5, 2);
+      Bytes expected = dst.bytes, rows(at(row) * 5);
+      moveBytes(expected, block, 0, 0, src.bytes, block, 0, 0, block, 1);
+      moveBytes(rows, row, 0, 0, src.bytes, src.pitch, 0, 0, row, 5);
+      ASSERT_EQ(up(image, queue, src.bytes.data()), MIRL_SUCCESS);
+      ASSERT_EQ(down(image, queue, dst.bytes.data()), MIRL_SUCCESS);
+      finish(queue);
+      ASSERT_EQ(dst.bytes, expected) << "padding moves too";
+      ASSERT_EQ(bytesOf(image), rows);
     }
-  }
+  });
 }
 
 // Rectangles of all kinds, empty ones and the whole among them, from anywhere to anywhere.
 TEST_P(Transfer, Rectangles) {
-  const MirlStream stream(true);
   std::mt19937 generator(5);
   const auto upTo = [&](int limit) {
     return static_cast<int>(generator() % (static_cast<unsigned>(limit) + 1));
   };
-  for (const Format& format : formats()) {
-    const int pixel = format.channels * std::abs(format.depth) / 8;
-    for (int round = 0; round < 24; ++round) {
-      const MirlStream* queue = round % 2 == 0 ? nullptr : &stream;
-      const int width = round == 0 ? 23 : upTo(23);
-      const int height = round == 0 ? 11 : upTo(11);
-      const MirlPoint2D<int> inImage(upTo(23 - width), upTo(11 - height));
-      const MirlPoint2D<int> onHost(upTo(5), upTo(5));
-      const int hostPitch = (onHost.x + width) * pixel + upTo(9);
+  forEachFormatAndQueue([&](const Format& format, int pixel, const MirlStream* queue) {
+    for (int round = 0; round < 12; ++round) {
+      const int width = round == 0 ? 23 : upTo(23), height = round == 0 ? 11 : upTo(11);
+      const MirlPoint2D<int> inImage(upTo(23 - width), upTo(11 - height)), onHost(upTo(5), upTo(5));
+      const int pitch = (onHost.x + width) * pixel + upTo(9);
       MirlImage image = noiseImage({23, 11}, format.depth, format.channels, 9,
                                    round % 3 == 0 ? 23 * pixel + 5 : 0);
-      HostBlock host(hostPitch, onHost.y + height, static_cast<unsigned>(round));
+      HostBlock host(pitch, onHost.y + height, static_cast<unsigned>(round));
 
       Bytes expected = bytesOf(image);
-      moveBytes(expected, 23 * pixel, inImage.x * pixel, inImage.y, host.bytes, hostPitch,
+      moveBytes(expected, 23 * pixel, inImage.x * pixel, inImage.y, host.bytes, pitch,
                 onHost.x * pixel, onHost.y, width * pixel, height);
-      ASSERT_EQ(up(image, host.bytes.data(), {onHost.x, onHost.y, width, height}, hostPitch,
-                   inImage, queue),
+      ASSERT_EQ(up(image, queue, host.bytes.data(), MirlRect(onHost.x, onHost.y, width, height),
+                   pitch, inImage),
                 MIRL_SUCCESS);
-      stream.sync();
-      ASSERT_EQ(bytesOf(image), expected) << "upload, type " << format.type << " round " << round;
+      finish(queue);
+      ASSERT_EQ(bytesOf(image), expected) << "upload, round " << round;
 
       const Bytes source = expected;
-      host = HostBlock(hostPitch, onHost.y + height, 77);
+      host = HostBlock(pitch, onHost.y + height, 77);
       expected = host.bytes;
-      moveBytes(expected, hostPitch, onHost.x * pixel, onHost.y, source, 23 * pixel,
-                inImage.x * pixel, inImage.y, width * pixel, height);
-      ASSERT_EQ(down(image, host.bytes.data(), onHost, hostPitch,
-                     {inImage.x, inImage.y, width, height}, queue),
+      moveBytes(expected, pitch, onHost.x * pixel, onHost.y, source, 23 * pixel, inImage.x * pixel,
+                inImage.y, width * pixel, height);
+      ASSERT_EQ(down(image, queue, host.bytes.data(), onHost, pitch,
+                     MirlRect(inImage.x, inImage.y, width, height)),
                 MIRL_SUCCESS);
-      stream.sync();
-      ASSERT_EQ(host.bytes, expected) << "download, type " << format.type << " round " << round;
+      finish(queue);
+      ASSERT_EQ(host.bytes, expected) << "download, round " << round;
     }
-  }
+  });
 }
 
 // Large enough to be shared out over threads, as rows and as one block.
@@ -172,146 +157,119 @@ TEST_P(Transfer, LargeImages) {
   }
 }
 
-struct BadRow {
-  MirlRect rect;  // x and y in the image
-  int hostX, hostY, hostPitch;
-  int status;
-};
+constexpr MirlStatus kGood = MIRL_SUCCESS, kBad = MIRL_INVALID_ARGUMENT;
 
-/// For an image of 10 by 6 pixels of 3 bytes.
-const BadRow kRectangles[] = {
-    {{0, 0, 10, 6}, 0, 0, 30, MIRL_SUCCESS},
-    {{0, 0, 10, 6}, 0, 0, 29, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 10, 6}, 0, 0, 0, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 10, 6}, 0, 0, -30, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 10, 6}, 0, 0, INT_MIN, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 10, 1}, 0, 0, 29, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, 3, 1, 21, MIRL_SUCCESS},
-    {{2, 1, 4, 2}, 3, 1, 20, MIRL_INVALID_ARGUMENT},  // the rectangle wraps into the next row
-    {{2, 1, 4, 2}, -1, 0, 30, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, 0, -1, 30, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, INT_MIN, INT_MIN, 30, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, INT_MAX, 0, 30, MIRL_INVALID_ARGUMENT},
-    {{2, 1, 4, 2}, 0x2AAAAAAA, 0, INT_MAX, MIRL_INVALID_ARGUMENT},  // 3 * that is 2^31 - 2
-    {{2, 1, 4, 2}, 0x55555556, 0, 30, MIRL_INVALID_ARGUMENT},       // and 2^32 + 2
-    {{0, 0, 11, 6}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 10, 7}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{1, 0, 10, 6}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 1, 10, 6}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{-1, 0, 2, 2}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, -1, 2, 2}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 0, -1, 2}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 2, -1}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{5, 5, -2, -2}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{INT_MAX, 0, 1, 1}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, INT_MAX, 1, 1}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{1, 0, INT_MAX, 1}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 1, 1, INT_MAX}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{INT_MAX, INT_MAX, INT_MAX, INT_MAX}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{INT_MIN, INT_MIN, INT_MIN, INT_MIN}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{10, 6, 0, 0}, 0, 0, 0, MIRL_SUCCESS},  // no pixels
-    {{3, 6, 5, 0}, 0, 0, 15, MIRL_SUCCESS},
-    {{10, 3, 0, 3}, 0, 0, 0, MIRL_SUCCESS},
-    {{11, 0, 0, 0}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 7, 0, 0}, 0, 0, 60, MIRL_INVALID_ARGUMENT},
-    {{0, 0, 0, 0}, 0, 0, -1, MIRL_INVALID_ARGUMENT},
-};
+constexpr int kMax = INT_MAX, kMin = INT_MIN;
+constexpr int kHalf = 0x2AAAAAAA;  // 3 * that is 2^31 - 2
+constexpr int kWrap = 0x55555556;  // and 2^32 + 2
+
+/// For an image of 10 by 6 pixels of 3 bytes: x, y, width and height in the image, x, y and pitch
+/// on the host. The last three have no pixels.
+using Part = std::array<int, 7>;
+const Part kGoodParts[] = {{0, 0, 10, 6, 0, 0, 30},
+                           {2, 1, 4, 2, 3, 1, 21},
+                           {10, 6, 0, 0, 0, 0, 0},
+                           {3, 6, 5, 0, 0, 0, 15},
+                           {10, 3, 0, 3, 0, 0, 0}};
+/// In one of them the rectangle wraps into the next row.
+const Part kBadParts[] = {
+    {0, 0, 10, 6, 0, 0, 29},   {0, 0, 10, 6, 0, 0, 0},          {0, 0, 10, 6, 0, 0, -30},
+    {0, 0, 10, 6, 0, 0, kMin}, {0, 0, 10, 1, 0, 0, 29},         {2, 1, 4, 2, 3, 1, 20},
+    {2, 1, 4, 2, -1, 0, 30},   {2, 1, 4, 2, 0, -1, 30},         {2, 1, 4, 2, kMin, kMin, 30},
+    {2, 1, 4, 2, kMax, 0, 30}, {2, 1, 4, 2, kHalf, 0, kMax},    {2, 1, 4, 2, kWrap, 0, 30},
+    {0, 0, 11, 6, 0, 0, 60},   {0, 0, 10, 7, 0, 0, 60},         {1, 0, 10, 6, 0, 0, 60},
+    {0, 1, 10, 6, 0, 0, 60},   {-1, 0, 2, 2, 0, 0, 60},         {0, -1, 2, 2, 0, 0, 60},
+    {0, 0, -1, 2, 0, 0, 60},   {0, 0, 2, -1, 0, 0, 60},         {5, 5, -2, -2, 0, 0, 60},
+    {kMax, 0, 1, 1, 0, 0, 60}, {0, kMax, 1, 1, 0, 0, 60},       {1, 0, kMax, 1, 0, 0, 60},
+    {0, 1, 1, kMax, 0, 0, 60}, {kMax, kMax, kMax, 1, 0, 0, 60}, {kMin, kMin, kMin, 1, 0, 0, 60},
+    {11, 0, 0, 0, 0, 0, 60},   {0, 7, 0, 0, 0, 0, 60},          {0, 0, 0, 0, 0, 0, -1}};
 
 TEST_P(Transfer, StatusOfRectangles) {
-  const MirlStream stream(true);
-  MirlStream dead(true);
-  dead.destroy();
+  const MirlStream stream(true), dead = deadStream();
   MirlImage image = noiseImage({10, 6}, 8, 3, 1);
-  const Bytes before = bytesOf(image);
-  const Bytes host = randomBytes(60 * 8, 2);
+  const Bytes before = bytesOf(image), host = randomBytes(60 * 8, 2);
   Bytes out = host;
-  for (std::size_t i = 0; i < std::size(kRectangles); ++i) {
-    const BadRow& row = kRectangles[i];
-    const MirlRect onHost(row.hostX, row.hostY, row.rect.width, row.rect.height);
-    const MirlPoint2D<int> origin = onHost.origin();
-    const auto status = static_cast<MirlStatus>(row.status);
-    const bool moves = row.status == MIRL_SUCCESS && row.rect.width * row.rect.height > 0;
+  const auto check = [&](const Part& row, MirlStatus status) {
+    SCOPED_TRACE(testing::PrintToString(row));
+    const auto& [x, y, width, height, hostX, hostY, pitch] = row;
+    const MirlRect inImage(x, y, width, height), onHost(hostX, hostY, width, height);
+    const bool moves = status == kGood && width * height > 0;
+    const auto upload = [&, pitch = pitch](const MirlStream* queue, const void* from) {
+      return up(image, queue, from, onHost, pitch, inImage.origin());
+    };
+    const auto download = [&, pitch = pitch](const MirlStream* queue, void* to) {
+      return down(image, queue, to, onHost.origin(), pitch, inImage);
+    };
     for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
-      EXPECT_EQ(down(image, out.data(), origin, row.hostPitch, row.rect, queue), status) << i;
-      stream.sync();
-      EXPECT_EQ(out == host, !moves) << i;
+      EXPECT_EQ(download(queue, out.data()), status);
+      finish(queue);
+      EXPECT_EQ(out == host, !moves);
       out = host;
-      EXPECT_EQ(up(image, host.data(), onHost, row.hostPitch, row.rect.origin(), queue), status)
-          << i;
-      stream.sync();
-      EXPECT_EQ(bytesOf(image) == before, !moves) << i;
+      EXPECT_EQ(upload(queue, host.data()), status);
+      finish(queue);
+      EXPECT_EQ(bytesOf(image) == before, !moves);
       ASSERT_EQ(image.upload(before.data(), 30), MIRL_SUCCESS);
     }
     // A dead stream is looked at after the geometry, and no host memory before either.
-    EXPECT_EQ(down(image, out.data(), origin, row.hostPitch, row.rect, &dead),
-              MIRL_INVALID_ARGUMENT);
-    EXPECT_EQ(up(image, nullptr, onHost, row.hostPitch, row.rect.origin(), &dead),
-              MIRL_NULL_POINTER);
-    EXPECT_EQ(down(image, nullptr, origin, row.hostPitch, row.rect, &dead), MIRL_NULL_POINTER);
-  }
-  EXPECT_EQ(out, host);
+    EXPECT_EQ(download(&dead, out.data()), kBad);
+    EXPECT_EQ(upload(&dead, nullptr), MIRL_NULL_POINTER);
+    EXPECT_EQ(download(&dead, nullptr), MIRL_NULL_POINTER);
+    EXPECT_EQ(out, host);
+  };
+  for (const Part& part : kGoodParts) check(part, kGood);
+  for (const Part& part : kBadParts) check(part, kBad);
 }
 
-using Form = std::function<MirlStatus(MirlImage&, void*, const MirlStream*)>;
-
-/// The transfers, for an image of 10 by 6 pixels of 3 bytes.
-const Form kUploads[] = {
-    [](MirlImage& i, void* p, const MirlStream* s) { return up(i, p, s); },
-    [](MirlImage& i, void* p, const MirlStream* s) { return up(i, p, 30, s); },
-    [](MirlImage& i, void* p, const MirlStream* s) {
-      return up(i, p, {0, 0, 5, 5}, 30, {1, 1}, s);
-    },
-};
-const Form kDownloads[] = {
-    [](MirlImage& i, void* p, const MirlStream* s) { return down(i, p, s); },
-    [](MirlImage& i, void* p, const MirlStream* s) { return down(i, p, 30, s); },
-    [](MirlImage& i, void* p, const MirlStream* s) {
-      return down(i, p, {1, 1}, 30, {0, 0, 5, 5}, s);
-    },
-};
-
 TEST_P(Transfer, StatusOfEveryForm) {
-  const MirlStream stream(true);
-  MirlStream dead(true);
-  dead.destroy();
-  MirlImage image = noiseImage({10, 6}, 8, 3, 1);
-  const Bytes before = bytesOf(image);
-  const Bytes host = randomBytes(at(image.pitch()) * 6, 2);
-  for (const bool upload : {true, false}) {
-    const MirlStatus failed = upload ? MIRL_COPY_H2D_FAILED : MIRL_COPY_D2H_FAILED;
-    for (const Form& form : upload ? kUploads : kDownloads) {
-      for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
-        Bytes memory = host;
-        MirlImage empty;
-        EXPECT_EQ(form(empty, memory.data(), queue), MIRL_IMAGE_NOT_INITIALIZED);
-        EXPECT_EQ(form(empty, nullptr, queue), MIRL_IMAGE_NOT_INITIALIZED);
-        EXPECT_FALSE(empty.isInitialized());
-        EXPECT_EQ(form(image, nullptr, queue), MIRL_NULL_POINTER);
-        EXPECT_EQ(form(image, memory.data(), &dead), MIRL_INVALID_ARGUMENT);
-        {
-          const FailNth fail(runtime::Call::copy);
-          EXPECT_EQ(form(image, memory.data(), queue), failed);
-        }
-        stream.sync();
-        EXPECT_EQ(memory, host);
-        EXPECT_EQ(bytesOf(image), before);
-        EXPECT_EQ(form(image, memory.data(), queue), MIRL_SUCCESS);
-        stream.sync();
-        EXPECT_EQ(bytesOf(image) == before, !upload);
-        EXPECT_EQ(memory == host, upload);
-        ASSERT_EQ(image.upload(before.data(), 30), MIRL_SUCCESS);
+  const MirlStream stream(true), dead = deadStream();
+  MirlImage image = noiseImage({10, 6}, 8, 3, 1), empty;
+  const Bytes before = bytesOf(image), host = randomBytes(at(image.pitch()) * 6, 2);
+  const MirlRect part(0, 0, 5, 5);
+  const MirlPoint2D<int> origin(1, 1);
+  for (int form = 0; form < 6; ++form) {
+    const bool uploads = form < 3;
+    const auto move = [&](MirlImage& i, void* p, const MirlStream* s) {
+      if (uploads) {
+        return form == 0   ? up(i, s, p)
+               : form == 1 ? up(i, s, p, 30)
+                           : up(i, s, p, part, 30, origin);
       }
-    }
-  }
-  for (const int pitch : {29, 0, -30, INT_MIN}) {
-    Bytes memory = host;
+      return form == 3   ? down(i, s, p)
+             : form == 4 ? down(i, s, p, 30)
+                         : down(i, s, p, origin, 30, part);
+    };
     for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
-      EXPECT_EQ(up(image, memory.data(), pitch, queue), MIRL_INVALID_ARGUMENT);
-      EXPECT_EQ(down(image, memory.data(), pitch, queue), MIRL_INVALID_ARGUMENT);
-      EXPECT_EQ(down(image, nullptr, pitch, queue), MIRL_NULL_POINTER);
+      SCOPED_TRACE(testing::Message() << "form " << form << ", stream " << queue);
+      Bytes memory = host;
+      EXPECT_EQ(move(empty, memory.data(), queue), MIRL_IMAGE_NOT_INITIALIZED);
+      EXPECT_EQ(move(empty, nullptr, queue), MIRL_IMAGE_NOT_INITIALIZED);
+      EXPECT_EQ(move(image, nullptr, queue), MIRL_NULL_POINTER);
+      EXPECT_EQ(move(image, memory.data(), &dead), kBad);
+      {
+        const FailNth fail(runtime::Call::copy);
+        EXPECT_EQ(move(image, memory.data(), queue),
+                  uploads ? MIRL_COPY_H2D_FAILED : MIRL_COPY_D2H_FAILED);
+      }
+      finish(queue);
+      EXPECT_EQ(memory, host);
+      EXPECT_EQ(bytesOf(image), before);
+      EXPECT_EQ(move(image, memory.data(), queue), MIRL_SUCCESS);
+      finish(queue);
+      EXPECT_EQ(bytesOf(image) == before, !uploads);
+      EXPECT_EQ(memory == host, uploads);
+      ASSERT_EQ(image.upload(before.data(), 30), MIRL_SUCCESS);
     }
-    EXPECT_EQ(memory, host);
   }
+  EXPECT_FALSE(empty.isInitialized());
+  Bytes memory = host;
+  for (const int pitch : {29, 0, -30, INT_MIN}) {
+    for (const MirlStream* queue : {static_cast<const MirlStream*>(nullptr), &stream}) {
+      EXPECT_EQ(up(image, queue, memory.data(), pitch), kBad);
+      EXPECT_EQ(down(image, queue, memory.data(), pitch), kBad);
+      EXPECT_EQ(down(image, queue, nullptr, pitch), MIRL_NULL_POINTER);
+    }
+  }
+  EXPECT_EQ(memory, host);
 }
 
 MIRL_TEST_ON_ALL_DEVICES(Transfer);

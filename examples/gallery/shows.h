@@ -24,7 +24,9 @@ std::span<const Show> basicShows();
 std::span<const Show> colorShows();
 std::span<const Show> filteringShows();
 std::span<const Show> geometryShows();
+std::span<const Show> sensorShows();
 std::span<const Show> statisticsShows();
+std::span<const Show> toneShows();
 
 /// All of them, in the order of the page.
 std::vector<Show> shows();

@@ -20,6 +20,9 @@ auto scaling(float scale, float shift = 0) {
   };
 }
 
+/// An operation of two images among those of its name.
+using OfTwo = MirlStatus(const MirlImage&, const MirlImage&, MirlImage&, const MirlStream&);
+
 /// An image like another one whose elements have so many significant bits.
 MirlImage withBits(const MirlImage& image, MirlType type, int bits) {
   MirlImage made = Stage::like(image, type);
@@ -36,6 +39,24 @@ MirlImage throughBits(Stage& s, int bits) {
 
 MirlImage asFloat(const Stage& s, const MirlImage& image) {
   return s.in(MIRL_32F_C3, image, 1.0f / 255);
+}
+
+MirlStatus tinted(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return multiply(in, MirlScalar(0.6, 0.85, 1.15), out, stream);
+}
+MirlStatus negative(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return subtract(255.0, in, out, stream);
+}
+MirlStatus power(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return mirl::arithmeticLogical::pow(in, 0.45, out, stream);
+}
+MirlStatus upperBits(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+  return AND(in, 0xC0, out, stream);
+}
+/// The operators run on the default stream.
+MirlStatus moreContrast(const MirlImage& in, MirlImage& out, const MirlStream&) {
+  out = in + (in - 128.0) / 2.0;
+  return out.isInitialized() ? MIRL_SUCCESS : MIRL_OPERATION_FAILED;
 }
 
 constexpr const char* kFiles = "Image files";
@@ -62,29 +83,46 @@ const Show kShows[] = {
      [](Stage& s) { return s.load(deepFile(s), MIRL_LOAD_ANYDEPTH_ANYCOLOR); }},
 
     {kArithmetic, "add", "8 bits: what is too bright becomes white", "fruits", true,
-     [](Stage& s) { return s.run(add, s.first, s.second); }},
+     [](Stage& s) { return s.run<OfTwo>(add, s.first, s.second); }},
     {kArithmetic, "add", "into 16 bits, shown halved: the mean", "fruits", true,
      [](Stage& s) {
-       const MirlImage sum = s.runInto(Stage::like(s.first, MIRL_16U_C3), add, s.first, s.second);
+       const MirlImage sum =
+           s.runInto<OfTwo>(Stage::like(s.first, MIRL_16U_C3), add, s.first, s.second);
        return s.in(MIRL_8U_C3, sum, 0.5f);
      }},
     {kArithmetic, "multiply", "in float: one photo through the other", "fruits", true,
-     [](Stage& s) { return s.run(multiply, asFloat(s, s.first), asFloat(s, s.second)); }},
+     [](Stage& s) { return s.run<OfTwo>(multiply, asFloat(s, s.first), asFloat(s, s.second)); }},
     {kArithmetic, "subtract", "two frames in float; gray is no change", "basketball", true,
      [](Stage& s) {
-       const MirlImage change = s.run(subtract, asFloat(s, s.first), asFloat(s, s.second));
+       const MirlImage change = s.run<OfTwo>(subtract, asFloat(s, s.first), asFloat(s, s.second));
        return s.in(MIRL_8U_C3, change, 255, 128);
      }},
     {kArithmetic, "subtract", "8 bits: what is below 0 becomes black, x 3", "basketball", true,
-     [](Stage& s) { return s.in(MIRL_8U_C3, s.run(subtract, s.first, s.second), 3); }},
+     [](Stage& s) { return s.in(MIRL_8U_C3, s.run<OfTwo>(subtract, s.first, s.second), 3); }},
     {kArithmetic, "absDiff", "what moved, x 3", "basketball", true,
      [](Stage& s) { return s.in(MIRL_8U_C3, s.run(absDiff, s.first, s.second), 3); }},
     {kArithmetic, "absDiff", "what moved, x 6", "rubberwhale", true,
      [](Stage& s) { return s.in(MIRL_8U_C3, s.run(absDiff, s.first, s.second), 6); }},
     {kArithmetic, "divide", "the ratio of two frames; gray is 1", "rubberwhale", true,
      [](Stage& s) {
-       return s.in(MIRL_8U_C3, s.run(divide, asFloat(s, s.first), asFloat(s, s.second)), 128);
+       return s.in(MIRL_8U_C3, s.run<OfTwo>(divide, asFloat(s, s.first), asFloat(s, s.second)),
+                   128);
      }},
+
+    {kArithmetic, "multiply", "by a scalar: evening light", "fruits", false,
+     [](Stage& s) { return s.run(tinted, s.photo); }},
+    {kArithmetic, "subtract", "from a constant: 255 minus the photo", "fruits", false,
+     [](Stage& s) { return s.run(negative, s.photo); }},
+    {kArithmetic, "pow", "8 bits to float, power 0.45: brighter shadows", "fruits", false,
+     [](Stage& s) { return s.in(MIRL_8U_C3, s.run(power, s.photo), 21.07f); }},
+    {kArithmetic, "NOT", "every bit turned over: again a negative", "aloeL", false,
+     [](Stage& s) { return s.run(NOT, s.photo); }},
+    {kArithmetic, "AND", "with 0xC0: the two upper bits, four tones", "aloeL", false,
+     [](Stage& s) { return s.run(upperBits, s.photo); }},
+    {kArithmetic, "XOR", "of two frames: black is no change", "basketball", true,
+     [](Stage& s) { return s.run<OfTwo>(XOR, s.first, s.second); }},
+    {kArithmetic, "operators", "photo + (photo - 128.0) / 2: more contrast", "aloeL", false,
+     [](Stage& s) { return s.in(MIRL_8U_C3, s.run(moreContrast, s.photo), 1); }},
 
     {kDepth, "convertScale", "8 to 16 bits, x 257", "aloeL", false,
      [](Stage& s) { return s.runInto(Stage::like(s.photo, MIRL_16U_C3), scaling(257), s.photo); }},
