@@ -53,9 +53,17 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) std::ptrdiff_t lookUpVect
   return i;
 }
 
+#else
+
+constexpr bool hasBytePermutes = false;
+
 #endif
 
 }  // namespace
+
+bool looksUpFast(const runtime::Queue& queue) {
+  return hasBytePermutes && queue.device->isHost();
+}
 
 void lookUp(const std::uint8_t* table, const void* in, std::ptrdiff_t count, void* out) {
   const auto* from = static_cast<const std::uint8_t*>(in);

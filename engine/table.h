@@ -4,6 +4,7 @@
 
 #include "engine/functor.h"
 #include "engine/view.h"
+#include "runtime/runtime.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,10 @@ void lookUp(const std::uint8_t* table, const void* in, std::ptrdiff_t count, voi
 /// The same for pixels of 3 bytes, each channel through a table of its own.
 void lookUp(const std::uint8_t* const (&tables)[3], const void* in, std::ptrdiff_t count,
             void* out);
+
+/// Whether functions of bytes cost less on the queue's device if they are looked up, even those of
+/// a few operations.
+bool looksUpFast(const runtime::Queue& queue);
 
 /// A table from bytes to bytes as a functor.
 struct kernel_lookup_bytes : kernel_lookup<std::uint8_t> {

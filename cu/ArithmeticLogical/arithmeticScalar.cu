@@ -1,4 +1,5 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
+#include "engine/table.h"
 
 namespace mirl::arithmeticLogical {
 namespace {
@@ -41,12 +42,21 @@ MirlStatus run(const engine::PerChannel<float, N>& numbers, const MirlImage& in,
                                    [&] { return mismatchUnless(sameShape(in, out)); });
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served =
-      visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
-                    [&]<class T, class U>(Combination<T, U>) {
-                      engine::map(queue, kernel_arithmetic_scalar_dt<T, U, N, op>{numbers},
-                                  engine::elementsOf<U>(out), engine::elementsOf<const T>(in));
-                    });
+  const bool served = visitElements(
+      Served{}, in.channels(), std::array{in.type(), out.type()},
+      [&]<class T, class U>(Combination<T, U>) {
+        const kernel_arithmetic_scalar_dt<T, U, N, op> kernel{numbers};
+        const auto to = engine::elementsOf<U>(out);
+        const auto from = engine::elementsOf<const T>(in);
+        if constexpr (N == 1 && sizeof(T) == 1 && sizeof(U) == 1) {
+          if (engine::looksUpFast(queue)) {
+            const auto ofByte = [&](T byte) { return kernel(numbers.of[0], byte); };
+            engine::map(queue, engine::kernel_lookup_bytes{engine::tabulate(ofByte)}, to, from);
+            return;
+          }
+        }
+        engine::map(queue, kernel, to, from);
+      });
   return mismatchUnless(served);
 }
 
