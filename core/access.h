@@ -61,6 +61,15 @@ inline bool sameSize(const MirlImage& a, const MirlImage& b) {
   return a.width() == b.width() && a.height() == b.height();
 }
 
+/// Whether the pixels of two images are alike but for their sign.
+inline bool sameFormat(const MirlImage& a, const MirlImage& b) {
+  return a.depth() == b.depth() && a.channels() == b.channels();
+}
+
+inline bool sameSizeAndFormat(const MirlImage& a, const MirlImage& b) {
+  return sameSize(a, b) && sameFormat(a, b);
+}
+
 /// Makes an empty output an image of another one's size and format; a live one stays as it is.
 inline MirlStatus createLike(MirlImage& output, const MirlImage& like, runtime::Device& device) {
   return ImageAccess::create(output, device, like.width(), like.height(), signedDepth(like),

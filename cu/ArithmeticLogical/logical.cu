@@ -65,10 +65,6 @@ struct kernel_not {
   MIRL_HD T operator()(T element) const { return static_cast<T>(~element); }
 };
 
-bool sameDepth(const MirlImage& a, const MirlImage& b) {
-  return sameShape(a, b) && a.depth() == b.depth();
-}
-
 /// Queues the kernel that `makeKernel` returns for an element of the first input's type.
 template <class MakeKernel, class... In>
 bool queued(const runtime::Queue& queue, MirlImage& out, const MakeKernel& makeKernel,
@@ -83,10 +79,10 @@ bool queued(const runtime::Queue& queue, MirlImage& out, const MakeKernel& makeK
 template <Logic op>
 MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (!sameDepth(a, b)) return MIRL_MISMATCH;
+  if (!core::sameSizeAndFormat(a, b)) return MIRL_MISMATCH;
   runtime::Queue queue;
   const MirlStatus ready = prepare(a, {&b, &out}, out, a.depth(), stream, queue,
-                                   [&] { return mismatchUnless(sameDepth(a, out)); });
+                                   [&] { return mismatchUnless(core::sameSizeAndFormat(a, out)); });
   if (ready != MIRL_SUCCESS) return ready;
   return mismatchUnless(queued(
       queue, out, []<class T>(T) { return kernel_logical_b<T, op>{}; }, a, b));
@@ -97,8 +93,9 @@ template <template <class T> class Kernel>
 MirlStatus run(const MirlImage& in, int number, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue,
-                                   [&] { return mismatchUnless(sameDepth(in, out)); });
+  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue, [&] {
+    return mismatchUnless(core::sameSizeAndFormat(in, out));
+  });
   if (ready != MIRL_SUCCESS) return ready;
   const bool served = queued(
       queue, out, [&]<class T>(T) { return Kernel<T>(number); }, in);

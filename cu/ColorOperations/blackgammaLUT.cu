@@ -94,7 +94,7 @@ MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination, unsign
   if (creates) destination.setDataBits(source.dataBits());
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
-  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   const Tables tables{{table0, table1, table2}, 1 << source.dataBits()};
   return source.depth() == 8 ? run8(queue, tables, source, destination)

@@ -18,9 +18,7 @@ MirlStatus borderMask(const MirlImage& source, MirlImage& destination, int top, 
                       int left, int right, const float* value, const MirlStream& stream) {
   if (value == nullptr) return MIRL_NULL_POINTER;
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() &&
-      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
-       source.channels() != destination.channels())) {
+  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
     return MIRL_MISMATCH;
   }
   runtime::Queue queue;

@@ -70,7 +70,7 @@ MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* ma
   const MirlStatus ready =
       prepareSameSize(source, destination, core::signedDepth(source), 3, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   Coefficients coefficients;
   for (MixRow& row : coefficients.row) {

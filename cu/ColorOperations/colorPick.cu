@@ -44,7 +44,7 @@ MirlStatus colorPick(const MirlImage& source, MirlImage& destination, MirlColor 
   runtime::Queue queue;
   const MirlStatus ready = prepareSameSize(source, destination, source.depth(), 3, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
   if (source.depth() != 8) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channelSeq() != MIRL_CHANNELSEQ_BGR) return MIRL_MISMATCH;
 

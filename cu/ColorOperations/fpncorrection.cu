@@ -33,10 +33,6 @@ struct fpnCUDA {
   }
 };
 
-bool sameFormat(const MirlImage& a, const MirlImage& b) {
-  return core::sameSize(a, b) && a.depth() == b.depth() && a.channels() == b.channels();
-}
-
 /// Tells of an error that the GPU's runtime holds, and leaves it there.
 void reportError([[maybe_unused]] const char* when) {
 #if defined(__CUDACC__)
@@ -58,8 +54,10 @@ MirlStatus FPNCorrection(const MirlImage& source, MirlImage& destination, const 
   if (!core::isLive(source) || !core::isLive(flat) || !core::isLive(dark)) {
     return MIRL_IMAGE_NOT_INITIALIZED;
   }
-  if (!sameFormat(source, flat) || !sameFormat(source, dark)) return MIRL_MISMATCH;
-  if (destination.isInitialized() && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!core::sameSizeAndFormat(source, flat) || !core::sameSizeAndFormat(source, dark))
+    return MIRL_MISMATCH;
+  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination))
+    return MIRL_MISMATCH;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&flat, &dark, &destination}, queue);
   if (found != MIRL_SUCCESS) return found;

@@ -26,7 +26,7 @@ MirlStatus gammaCorrect(const MirlImage& source, MirlImage& destination, float g
   const MirlStatus ready =
       prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
   if (source.type() != MIRL_8U_C1 && source.type() != MIRL_8U_C3) return MIRL_MISMATCH;
 
   const float exponent = 1.0f / gamma;

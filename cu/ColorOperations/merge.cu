@@ -17,7 +17,7 @@ MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const Mirl
   }
   if (red.channels() != 1) return MIRL_CHANNELS_NOT_SUPPORTED;
   for (const MirlImage* const other : {&green, &blue}) {
-    if (!core::sameSize(red, *other) || !sameFormat(red, *other)) return MIRL_MISMATCH;
+    if (!core::sameSizeAndFormat(red, *other)) return MIRL_MISMATCH;
   }
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, red, {&green, &blue, &destination}, queue);

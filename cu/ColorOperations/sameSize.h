@@ -21,8 +21,4 @@ inline MirlStatus prepareSameSize(const MirlImage& source, MirlImage& output, in
   return createOrCompareSize(source, output, *queue.device, depth, channels);
 }
 
-inline bool sameFormat(const MirlImage& a, const MirlImage& b) {
-  return a.depth() == b.depth() && a.channels() == b.channels();
-}
-
 }  // namespace mirl::colorOperations

@@ -50,9 +50,7 @@ struct kernel_thresh {
 MirlStatus threshold(const MirlImage& source, MirlImage& destination, const MirlScalar& lower,
                      const MirlScalar& upper, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() &&
-      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
-       source.channels() != destination.channels())) {
+  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
     return MIRL_MISMATCH;
   }
   runtime::Queue queue;

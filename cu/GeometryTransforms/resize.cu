@@ -50,9 +50,7 @@ MirlStatus resize(const MirlImage& source, MirlImage& destination,
                   MirlInterpolationType interpolation, const MirlStream& stream) {
   if (!core::isLive(source) || !core::isLive(destination)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  if (source.channels() != destination.channels() || source.depth() != destination.depth()) {
-    return MIRL_MISMATCH;
-  }
+  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;

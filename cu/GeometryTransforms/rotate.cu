@@ -137,10 +137,6 @@ void run(const runtime::Queue& queue, const kernel_rotate& map, const MirlImage&
       });
 }
 
-bool sameFormat(const MirlImage& a, const MirlImage& b) {
-  return a.depth() == b.depth() && a.channels() == b.channels();
-}
-
 bool contains(const MirlSize& size, const MirlPoint2D<int>& point) {
   return point.x >= 0 && point.x < size.width && point.y >= 0 && point.y < size.height;
 }
@@ -194,7 +190,7 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
   if (!contains(source.size(), center) || !std::isfinite(angle)) return MIRL_INVALID_ARGUMENT;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
   const bool live = destination.isInitialized();
-  if (live && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (live && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
@@ -214,7 +210,7 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                   MirlPoint2D<int> center, const MirlRect& region, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   const bool live = destination.isInitialized();
-  if (live && !sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (live && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
   if (!contains(source, region) || !contains({region.width, region.height}, center) ||
       !std::isfinite(angle)) {
     return MIRL_INVALID_ARGUMENT;

@@ -81,9 +81,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
                const MirlRect* region, bool copyOutside, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  if (destination.isInitialized() &&
-      (!core::sameSize(source, destination) || source.depth() != destination.depth() ||
-       source.channels() != destination.channels())) {
+  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
     return MIRL_MISMATCH;
   }
   if (!fitsTaps(filter)) return MIRL_INVALID_ARGUMENT;
