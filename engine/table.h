@@ -30,7 +30,20 @@ struct kernel_lookup_bytes : kernel_lookup<std::uint8_t> {
   }
 };
 
-/// The same for pixels of 3 bytes, with 256 entries for each channel, one channel behind the other.
+/// The same with the table where it is, in the memory of the queue's device.
+struct kernel_lookup_there {
+  const std::uint8_t* entries;
+
+  MIRL_HD std::uint8_t operator()(std::uint8_t element) const { return entries[element]; }
+
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
+    lookUp(entries, in, count, out);
+    return count;
+  }
+};
+
+/// A table in a functor for pixels of 3 bytes, with 256 entries for each channel, one channel
+/// behind the other.
 struct kernel_lookup_pixels {
   using Table = Lookup<std::uint8_t, 3 * 256>;
   Table table;

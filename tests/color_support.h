@@ -8,7 +8,7 @@
 #include <cmath>
 #include <functional>
 
-#include "support.h"
+#include "pointwise_support.h"
 
 namespace mirl::test {
 
@@ -42,14 +42,11 @@ template <class T, class Expected>
 void check(const Convert& convert, const Pixels<T>& source, MirlChannelSeq sequence, int channels,
            const Expected& expected, int pitch = 0, int outPitch = 0) {
   SCOPED_TRACE(testing::Message() << sizeof(T) << " bytes, sequence " << sequence);
-  Pixels<T> want(source.width, source.height, channels);
-  for (int y = 0; y < source.height; ++y) {
-    for (int x = 0; x < source.width; ++x) {
-      const Values<T> values = expected(&source.values[source.index(x, y, 0)], x);
-      std::copy_n(values.begin(), channels,
-                  want.values.begin() + static_cast<std::ptrdiff_t>(want.index(x, y, 0)));
-    }
-  }
+  int next = 0;
+  const auto want = mapped<T>(source, channels, [&](const T* in, T* out) {
+    const Values<T> values = expected(in, next++ % source.width);
+    std::copy_n(values.begin(), channels, out);
+  });
   MirlImage out = toImage(Pixels<T>(source.width, source.height, channels), outPitch);
   run(convert, source, sequence, out, pitch);
   EXPECT_TRUE(holds(out, want));
@@ -97,16 +94,15 @@ inline Pixels<Byte> colours(int step) {
 template <class T>
 Pixels<T> tellingPixels() {
   if constexpr (std::is_same_v<T, Byte>) return colours(5);
+  std::vector<T> values;
   if constexpr (std::is_same_v<T, Word>) {
-    std::vector<Word> values = {0, 1, 2, 127, 128, 129, 255, 256, 257, 32767, 32768, 65534, 65535};
+    values = {0, 1, 2, 127, 128, 129, 255, 256, 257, 32767, 32768, 65534, 65535};
     for (int v = 1009; v < 65536; v += 2018) values.push_back(static_cast<Word>(v));
-    return triplesOf(values);
-  }
-  if constexpr (std::is_same_v<T, float>) {
-    std::vector<float> values = {0.0f, 1e-30f, 0.003f, 1.0f, 1.5f, -0.25f, 3e38f, -3e38f};
+  } else if constexpr (std::is_same_v<T, float>) {
+    values = {0.0f, 1e-30f, 0.003f, 1.0f, 1.5f, -0.25f, 3e38f, -3e38f};
     for (int v = 1; v < 40; ++v) values.push_back(static_cast<float>(v) / 40.0f);
-    return triplesOf(values);
   }
+  return triplesOf(values);
 }
 
 /// Awkward sizes, odd pitches and telling pixels, all of 3 channels.
@@ -124,13 +120,9 @@ void forBothOrders(const Visit& visit) {
   visit(MIRL_CHANNELSEQ_BGR, 2, 0);
 }
 
-inline int limited(int value) {
-  return std::clamp(value, 0, 255);
-}
-
 inline Values<Byte> bytes(int a, int b, int c = 0) {
-  return {static_cast<Byte>(limited(a)), static_cast<Byte>(limited(b)),
-          static_cast<Byte>(limited(c)), 0};
+  const auto limited = [](int value) { return static_cast<Byte>(std::clamp(value, 0, 255)); };
+  return {limited(a), limited(b), limited(c), 0};
 }
 
 }  // namespace mirl::test

@@ -102,30 +102,23 @@ TEST_P(ImageFiles, LiteralFiles) {
 }
 
 TEST_P(ImageFiles, EveryLoadType) {
-  put("gray.pgm", "P5 1 1 255\nx");
-  put("colour.ppm", text(kColourFile));
-  put("gray16.pgm", text(kGrayWordFile));
-  put("colour16.ppm", text(kColourWordFile));
-  MirlImage four(2, 1, MIRL_8U_C4), four16(2, 1, MIRL_16U_C4);
-  ASSERT_EQ(saveImage(four, path("four.png")), MIRL_SUCCESS);
-  ASSERT_EQ(saveImage(four16, path("four16.png")), MIRL_SUCCESS);
-  const struct {
-    const char* file;
-    int depth, channels;
-  } cases[] = {{"gray.pgm", 8, 1},      {"colour.ppm", 8, 3}, {"gray16.pgm", 16, 1},
-               {"colour16.ppm", 16, 3}, {"four.png", 8, 4},   {"four16.png", 16, 4}};
+  const std::tuple<const char*, int, int> cases[] = {{"gray.png", 8, 1},    {"colour.png", 8, 3},
+                                                     {"gray16.png", 16, 1}, {"colour16.png", 16, 3},
+                                                     {"four.png", 8, 4},    {"four16.png", 16, 4}};
   for (const auto& [file, depth, channels] : cases) {
+    MirlImage saved(2, 1, depth, channels);
+    ASSERT_EQ(saveImage(saved, path(file)), MIRL_SUCCESS);
     const std::tuple<int, int, int> expected[] = {
         {MIRL_LOAD_GRAYSCALE, 8, 1},    {MIRL_LOAD_COLOR, 8, 3},
         {MIRL_LOAD_ANYDEPTH, depth, 1}, {MIRL_LOAD_ANYDEPTH_ANYCOLOR, depth, std::min(channels, 3)},
         {kAsStored, depth, channels},   {4, depth, channels}};
     for (const auto& [load, wantDepth, wantChannels] : expected) {
-      SCOPED_TRACE(testing::Message() << file << ", load type " << load);
       const auto kind = static_cast<MirlLoadType>(load);
       MirlImage image;
       EXPECT_EQ(image.create(path(file), kind), MIRL_SUCCESS);
       for (const MirlImage& loaded : {image, loadImage(path(file), kind)}) {
-        EXPECT_EQ(std::pair(loaded.depth(), loaded.channels()), std::pair(wantDepth, wantChannels));
+        EXPECT_EQ(std::pair(loaded.depth(), loaded.channels()), std::pair(wantDepth, wantChannels))
+            << file << ", load type " << load;
       }
     }
   }
@@ -144,17 +137,14 @@ void checkRoundTrip(const std::string& file, int channels) {
 }
 
 TEST_P(ImageFiles, RoundTrips) {
-  for (const char* file : {"x.png", "x.tiff"}) {
+  for (const char* file : {"x.png", "x.tiff", "x.pnm"}) {
     for (const int channels : {1, 3, 4}) {
+      if (channels == 4 && std::string(file) == "x.pnm") continue;
       checkRoundTrip<Byte>(path(file), channels);
       checkRoundTrip<Word>(path(file), channels);
     }
   }
   checkRoundTrip<float>(path("x.tiff"), 4);
-  for (const auto& [file, channels] : {std::pair{"x.pgm", 1}, {"x.ppm", 3}}) {
-    checkRoundTrip<Byte>(path(file), channels);
-    checkRoundTrip<Word>(path(file), channels);
-  }
   checkRoundTrip<Byte>(path("x.bmp"), 3);
 }
 
@@ -246,28 +236,25 @@ void expectUnreadable(const std::string& file) {
 
 TEST_P(ImageFiles, UnreadableFiles) {
   fs::create_directory(path("folder.png"));
-  expectUnreadable(path("missing.png"));
-  expectUnreadable(path("folder.png"));
-  expectUnreadable(path(""));
+  for (const char* name : {"missing.png", "folder.png", ""}) expectUnreadable(path(name));
   expectUnreadable("");
-  expectUnreadable(put("zero.png", ""));
-  expectUnreadable(put("garbage.png", std::string(1000, 'x')));
-  expectUnreadable(put("text.ppm", "P6 many many 255\n"));
-  expectUnreadable(put("negative.ppm", "P6 -3 4 255\n"));
-  expectUnreadable(put("huge.ppm", "P6 2147483647 2147483647 255\n"));
-  expectUnreadable(put("wide.ppm", "P6 1000000 1000000 255\n"));
-
+  int number = 0;
+  const auto refused = [&](const std::string& content, const std::string& name) {
+    expectUnreadable(put(std::to_string(++number) + name, content));
+  };
+  refused("", ".png");
+  refused(std::string(1000, 'x'), ".png");
+  for (const char* size : {"many many", "-3 4", "2147483647 2147483647", "1000000 1000000"}) {
+    refused(std::string("P6 ") + size + " 255\n", ".ppm");
+  }
   MirlImage image = toImage(randomPixels<Byte>(40, 30, 3, 1));
   for (const char* name : {"x.png", "x.tiff", "x.ppm", "x.bmp"}) {
     ASSERT_EQ(saveImage(image, path(name)), MIRL_SUCCESS);
     const std::string whole = contentOf(path(name));
     for (const std::size_t part : {1, 8, 20, 40, 64, 90}) {
-      expectUnreadable(
-          put(std::to_string(part) + name, whole.substr(0, whole.size() * part / 100)));
+      refused(whole.substr(0, whole.size() * part / 100), name);
     }
-    for (const std::size_t bytes : {1u, 2u, 8u, 16u, 33u}) {
-      expectUnreadable(put(std::to_string(bytes) + "bytes" + name, whole.substr(0, bytes)));
-    }
+    for (const std::size_t bytes : {1, 2, 8, 16, 33}) refused(whole.substr(0, bytes), name);
   }
 }
 
@@ -287,19 +274,20 @@ TEST_P(ImageFiles, UnwritableFiles) {
   fillBlock(image);
   fs::create_directory(path("folder.png"));
   put("file.png", "old");
-  for (const char* name : {"no folder/x.png", "folder.png", "file.png/x.png", "noExtension",
-                           "x.xyz", "x.", "", "folder.png/"}) {
+  std::vector<const char*> names = {
+      "no folder/x.png", "folder.png", "file.png/x.png", "noExtension", "x.xyz", "x.", "",
+      "folder.png/"};
+  for (const char* full : {"full.png", "full.pgm"}) {
+    if (!fs::exists("/dev/full")) break;
+    fs::create_symlink("/dev/full", path(full));
+    names.push_back(full);
+  }
+  for (const char* name : names) {
     EXPECT_EQ(saveImage(image, path(name)), MIRL_OPERATION_FAILED) << name;
   }
   EXPECT_TRUE(fs::is_directory(path("folder.png")));
   EXPECT_EQ(contentOf(path("file.png")), "old");
   EXPECT_EQ(saveImage(image, path("file.png")), MIRL_SUCCESS);
-  if (fs::exists("/dev/full")) {
-    fs::create_symlink("/dev/full", path("full.png"));
-    fs::create_symlink("/dev/full", path("full.pgm"));
-    EXPECT_EQ(saveImage(image, path("full.png")), MIRL_OPERATION_FAILED);
-    EXPECT_EQ(saveImage(image, path("full.pgm")), MIRL_OPERATION_FAILED);
-  }
 }
 
 // Orientation 6: the camera was turned, and the right side is up when turned clockwise.

@@ -88,33 +88,35 @@ void checkAll(const Pixels<T>& pixels, int pitch = 0) {
   SCOPED_TRACE(testing::Message() << pixels.width << "x" << pixels.height << ", " << pixels.channels
                                   << " channels of " << sizeof(T) << " bytes, pitch " << pitch);
   const MirlImage image = toImage(pixels, pitch);
-  const Values least = expectedOf(pixels, [](auto& e, int) { return extremeOf<false>(e); });
-  const Values greatest = expectedOf(pixels, [](auto& e, int) { return extremeOf<true>(e); });
-  EXPECT_TRUE(same(resultsOf(imageStatistics::min, image)[0], least));
-  EXPECT_TRUE(same(resultsOf(imageStatistics::max, image)[0], greatest));
-  const auto both = resultsOf(minMax, image);
-  EXPECT_TRUE(same(both[0], least));
-  EXPECT_TRUE(same(both[1], greatest));
-
+  const auto give = [&](auto* run, const auto&... expected) {
+    const auto results = resultsOf(run, image);
+    std::size_t i = 0;
+    for (const Values& values : {expectedOf(pixels, expected)...}) {
+      EXPECT_TRUE(same(results[i++], values));
+    }
+  };
+  const auto least = [](auto& e, int) { return extremeOf<false>(e); };
+  const auto greatest = [](auto& e, int) { return extremeOf<true>(e); };
+  const auto total = [](auto& e, int) { return sumOf(e); };
   const double n = static_cast<double>(pixels.width) * pixels.height;
-  const Values average = expectedOf(pixels, [&](auto& e, int) { return sumOf(e) / n; });
+  const auto average = [&](auto& e, int) { return sumOf(e) / n; };
+  give(imageStatistics::min, least);
+  give(imageStatistics::max, greatest);
+  give(minMax, least, greatest);
   if constexpr (!std::is_same_v<T, float>) {
-    const Values total = expectedOf(pixels, [](auto& e, int) { return sumOf(e); });
-    EXPECT_TRUE(same(resultsOf(sum, image)[0], total));
-    EXPECT_TRUE(same(resultsOf(mean, image)[0], average));
+    give(sum, total);
+    give(mean, average);
   }
   if constexpr (std::is_same_v<T, Byte>) {
-    const auto moments = resultsOf(meanStdDev, image);
-    EXPECT_TRUE(same(moments[0], average));
+    give(meanStdDev, average);
+    const MirlScalar moments = resultsOf(meanStdDev, image)[1];
     const Values deviation = expectedOf(pixels, [&](auto& e, int) {
-      const long double middle = static_cast<long double>(sumOf(e)) / n;
+      const long double mean = static_cast<long double>(sumOf(e)) / n;
       long double squares = 0;
-      for (const Byte v : e) squares += (v - middle) * (v - middle);
+      for (const Byte v : e) squares += (v - mean) * (v - mean);
       return static_cast<double>(std::sqrt(squares / n));
     });
-    for (int i = 0; i < 4; ++i) {
-      EXPECT_NEAR(moments[1][i], deviation[static_cast<std::size_t>(i)], 1e-12) << i;
-    }
+    for (int i = 0; i < 4; ++i) EXPECT_NEAR(moments[i], deviation[std::size_t(i)], 1e-12) << i;
   }
   if constexpr (!std::is_same_v<T, Word>) {
     const MirlScalar lower(10.9, 100.0, -3.0, 0.0), upper(200.0, 99.5, 300.0, 0.0);
@@ -123,16 +125,17 @@ void checkAll(const Pixels<T>& pixels, int pitch = 0) {
     };
     MirlScalar counts(kOld);
     EXPECT_EQ(countInRange(image, counts, lower, upper), MIRL_SUCCESS);
-    EXPECT_TRUE(same(counts, expectedOf(pixels, [&](auto& elements, int c) {
-                       return static_cast<double>(
-                           std::count_if(elements.begin(), elements.end(), [&](T element) {
-                             const auto value = static_cast<double>(element);
-                             return value >= bound(lower[c]) && value <= bound(upper[c]);
-                           }));
+    EXPECT_TRUE(same(counts, expectedOf(pixels, [&](auto& e, int c) {
+                       const auto inside = [&](double v) {
+                         return v >= bound(lower[c]) && v <= bound(upper[c]);
+                       };
+                       return static_cast<double>(std::count_if(e.begin(), e.end(), inside));
                      })));
   }
 }
 
+// The large ones: more than one unit of work in each direction, and rows of more elements than a
+// lane takes.
 TEST_P(ImageStatistics, EverySizeAndPitch) {
   forEachFormat([]<class T>(T, int channels) {
     unsigned seed = 1;
@@ -141,45 +144,36 @@ TEST_P(ImageStatistics, EverySizeAndPitch) {
     }
     const auto odd = randomPixels<T>(61, 7, channels, seed++);
     for (const int extra : {1, 2, 3, 16}) checkAll(odd, odd.rowBytes() + extra);
+    checkAll(randomPixels<T>(1, 40013, channels, 5), 13);
   });
-}
-
-/// More than one unit of work in each direction, and rows of more elements than a lane takes.
-TEST_P(ImageStatistics, LargeImages) {
   forEachElement([]<class T>(T) {
     checkAll(randomPixels<T>(1021, 1031, 1, 1));
     checkAll(randomPixels<T>(640, 480, 3, 2));
     checkAll(randomPixels<T>(30011, 5, 3, 3));
-    checkAll(randomPixels<T>(1, 40013, 3, 4));
-    checkAll(randomPixels<T>(1, 40013, 1, 5), 9);
   });
   checkAll(Pixels<Byte>(4001, 1500, 3, 255));
   checkAll(Pixels<Word>(4001, 1500, 1, 65535));
 }
 
 TEST_P(ImageStatistics, LiteralExamples) {
-  const auto check = [](const auto& pixels, double least, double greatest, double total,
-                        double average) {
+  const auto check = [](const auto& pixels, std::array<double, 4> expected) {
     const MirlImage image = toImage(pixels);
-    const auto gives = [&](auto* run, double value) {
-      return same(resultsOf(run, image)[0], {value, kOld, kOld, kOld});
-    };
-    EXPECT_TRUE(gives(imageStatistics::min, least));
-    EXPECT_TRUE(gives(imageStatistics::max, greatest));
-    EXPECT_TRUE(gives(sum, total));
-    EXPECT_TRUE(gives(mean, average));
+    std::size_t i = 0;
+    for (auto* run : {imageStatistics::min, imageStatistics::max, sum, mean}) {
+      EXPECT_TRUE(same(resultsOf(run, image)[0], {expected[i++], kOld, kOld, kOld})) << i;
+    }
   };
-  check(Pixels<Byte>(1, {7}), 7, 7, 7, 7);
-  check(Pixels<Word>(1, {7}), 7, 7, 7, 7);
-  check(Pixels<float>(1, {7}), 7, 7, 7, 7);
-  check(Pixels<Byte>(1, {0, 255, 255, 0}), 0, 255, 510, 127.5);
   const float nan = NAN, infinity = INFINITY;
-  check(Pixels<float>(1, {nan, 3, -nan, -2.5f}), -2.5, 3, NAN, NAN);
-  check(Pixels<float>(1, {-nan, nan, nan}), NAN, NAN, NAN, NAN);
-  check(Pixels<float>(1, {0.0f, -0.0f, 0.0f}), -0.0, 0, 0, 0);
-  check(Pixels<float>(1, {infinity, -infinity}), -INFINITY, INFINITY, NAN, NAN);
-  check(Pixels<float>(1, {infinity, nan}), INFINITY, INFINITY, NAN, NAN);
-  check(Pixels<float>(1, {-3e38f, -3e38f}), -3e38f, -3e38f, -2.0 * 3e38f, -3e38f);
+  check(Pixels<Byte>(1, {7}), {7, 7, 7, 7});
+  check(Pixels<Word>(1, {7}), {7, 7, 7, 7});
+  check(Pixels<float>(1, {7}), {7, 7, 7, 7});
+  check(Pixels<Byte>(1, {0, 255, 255, 0}), {0, 255, 510, 127.5});
+  check(Pixels<float>(1, {nan, 3, -nan, -2.5f}), {-2.5, 3, NAN, NAN});
+  check(Pixels<float>(1, {-nan, nan, nan}), {NAN, NAN, NAN, NAN});
+  check(Pixels<float>(1, {0.0f, -0.0f, 0.0f}), {-0.0, 0, 0, 0});
+  check(Pixels<float>(1, {infinity, -infinity}), {-INFINITY, INFINITY, NAN, NAN});
+  check(Pixels<float>(1, {infinity, nan}), {INFINITY, INFINITY, NAN, NAN});
+  check(Pixels<float>(1, {-3e38f, -3e38f}), {-3e38f, -3e38f, -2.0 * 3e38f, -3e38f});
   checkAll(Pixels<float>(1, awkwardValues<float>()));
 
   const auto three = resultsOf(meanStdDev, toImage(Pixels<Byte>(3, {2, 5, 0, 4, 5, 255})));
@@ -192,32 +186,31 @@ TEST_P(ImageStatistics, LiteralExamples) {
 }
 
 TEST_P(ImageStatistics, BoundsOfRanges) {
+  using Row = std::array<double, 4>;  // bounds, how many bytes and floats are between them
+  const Row rows[] = {{10.9, 10.9, 1, 0},
+                      {10, 11, 2, 3},
+                      {11, 10, 0, 0},
+                      {-INFINITY, INFINITY, 5, 7},
+                      {-5, -1, 1, 0},
+                      {-1e300, 1e300, 5, 7},
+                      {255.5, 1e9, 1, 0},
+                      {NAN, 10, 2, 0},
+                      {0, NAN, 1, 0},
+                      {0, 0, 1, 2},
+                      {-0.0, -0.0, 1, 2},
+                      {10.4999999999, 10.5, 1, 1},
+                      {INFINITY, INFINITY, 1, 1}};
   const float nan = NAN;
-  const struct {
-    double lower, upper, bytes, floats;
-  } rows[] = {{10.9, 10.9, 1, 0},
-              {10, 11, 2, 3},
-              {11, 10, 0, 0},
-              {-INFINITY, INFINITY, 5, 7},
-              {-5, -1, 1, 0},
-              {-1e300, 1e300, 5, 7},
-              {255.5, 1e9, 1, 0},
-              {NAN, 10, 2, 0},
-              {0, NAN, 1, 0},
-              {0, 0, 1, 2},
-              {-0.0, -0.0, 1, 2},
-              {10.4999999999, 10.5, 1, 1},
-              {INFINITY, INFINITY, 1, 1}};
   const MirlImage bytes = toImage(Pixels<Byte>(1, {0, 10, 11, 128, 255}));
   const MirlImage floats =
       toImage(Pixels<float>(1, {0.0f, -0.0f, 10, 10.5f, 11, -nan, nan, -256, INFINITY}));
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.lower << " to " << row.upper);
-    MirlScalar lower(row.lower), upper(row.upper), counts(kOld);
+  for (const auto& [from, to, ofBytes, ofFloats] : rows) {
+    SCOPED_TRACE(testing::Message() << from << " to " << to);
+    MirlScalar lower(from), upper(to), counts(kOld);
     EXPECT_EQ(countInRange(bytes, counts, lower, upper), MIRL_SUCCESS);
-    EXPECT_TRUE(same(counts, {row.bytes, kOld, kOld, kOld}));
+    EXPECT_TRUE(same(counts, {ofBytes, kOld, kOld, kOld}));
     EXPECT_EQ(countInRange(floats, lower, lower, upper), MIRL_SUCCESS) << "in place of a bound";
-    EXPECT_TRUE(same(lower, {row.floats, row.lower, row.lower, row.lower}));
+    EXPECT_TRUE(same(lower, {ofFloats, from, from, from}));
   }
 }
 
@@ -303,27 +296,28 @@ std::vector<Operation> operations() {
 }
 
 TEST_P(ImageStatistics, Statuses) {
-  const MirlStream alive(true), dead = deadStream();
+  const MirlImage dead(MirlSize(9, 9), MIRL_8U_C1);
+  device::resetCurrentDevice();
+  const MirlStream alive(true), noStream = deadStream();
   const MirlImage odd(MirlSize(5, 5), 128, 1);
-  ASSERT_TRUE(odd.isInitialized());
-  const std::pair<runtime::Call, MirlStatus> faults[] = {
-      {runtime::Call::allocate, MIRL_DEVICE_ALLOC_FAILED},
-      {runtime::Call::pinned, MIRL_DEVICE_ALLOC_FAILED},
-      {runtime::Call::copy, MIRL_COPY_D2H_FAILED}};
+  using runtime::Call;
+  const std::pair<Call, MirlStatus> faults[] = {{Call::allocate, MIRL_DEVICE_ALLOC_FAILED},
+                                                {Call::pinned, MIRL_DEVICE_ALLOC_FAILED},
+                                                {Call::copy, MIRL_COPY_D2H_FAILED}};
   for (const Operation& operation : operations()) {
     SCOPED_TRACE(operation.name);
     MirlScalar a(kOld), b(kOld);
     const auto refused = [&](MirlStatus status, const MirlImage& in, const MirlStream& stream) {
       EXPECT_EQ(operation.run(in, a, b, stream), status);
-      EXPECT_TRUE(same(a, {kOld, kOld, kOld, kOld}));
-      EXPECT_TRUE(same(b, {kOld, kOld, kOld, kOld}));
+      for (const MirlScalar* s : {&a, &b}) EXPECT_TRUE(same(*s, {kOld, kOld, kOld, kOld}));
     };
-    refused(operation.onEmpty, MirlImage(), dead);
+    refused(operation.onEmpty, MirlImage(), noStream);
+    refused(operation.onEmpty, dead, alive);
     refused(operation.onOther, odd, alive);
     for (const Format& format : allFormats()) {
       SCOPED_TRACE("type " + std::to_string(format.type));
       const MirlImage image(MirlSize(19, 3), format.type);
-      refused(MIRL_INVALID_ARGUMENT, image, dead);
+      refused(MIRL_INVALID_ARGUMENT, image, noStream);
       if (!operation.serves(format)) {
         refused(operation.onOther, image, alive);
         continue;
@@ -341,16 +335,6 @@ TEST_P(ImageStatistics, Statuses) {
       refused(MIRL_MISMATCH, image, MirlStream(true));
       device::setCurrentDevice(GetParam());
     }
-  }
-}
-
-TEST_P(ImageStatistics, DeadImages) {
-  const MirlImage image = toImage(randomPixels<Byte>(9, 9, 1, 1));
-  device::resetCurrentDevice();
-  for (const Operation& operation : operations()) {
-    MirlScalar a(kOld), b(kOld);
-    EXPECT_EQ(operation.run(image, a, b, MirlStream()), operation.onEmpty) << operation.name;
-    EXPECT_TRUE(same(a, {kOld, kOld, kOld, kOld}));
   }
 }
 
@@ -373,21 +357,20 @@ TEST_P(ImageStatistics, ScalarsWithoutABlock) {
 }
 
 TEST_P(ImageStatistics, SeveralThreadsAndStreams) {
-  const auto pixels = randomPixels<Byte>(811, 611, 3, 3);
-  const MirlImage image = toImage(pixels);
+  const MirlImage image = toImage(randomPixels<Byte>(811, 611, 3, 3));
   const auto ops = operations();
-  std::vector<std::array<MirlScalar, 2>> expected(ops.size());
-  for (std::size_t i = 0; i < ops.size(); ++i) {
-    EXPECT_EQ(ops[i].run(image, expected[i][0], expected[i][1], MirlStream()), MIRL_SUCCESS);
-  }
+  const auto valuesFor = [&](std::size_t i, const MirlStream& stream) {
+    MirlScalar a, b;
+    EXPECT_EQ(ops[i].run(image, a, b, stream), MIRL_SUCCESS);
+    return std::pair(valuesOf(a), valuesOf(b));
+  };
+  std::vector<std::pair<Values, Values>> expected;
+  for (std::size_t i = 0; i < ops.size(); ++i) expected.push_back(valuesFor(i, MirlStream()));
   onThreads(3, [&](int thread) {
     const MirlStream stream(true);
     for (std::size_t k = 0; k < 3 * ops.size(); ++k) {
       const std::size_t i = (k + static_cast<std::size_t>(thread)) % ops.size();
-      MirlScalar a, b;
-      EXPECT_EQ(ops[i].run(image, a, b, stream), MIRL_SUCCESS);
-      EXPECT_TRUE(same(a, valuesOf(expected[i][0]))) << ops[i].name;
-      EXPECT_TRUE(same(b, valuesOf(expected[i][1]))) << ops[i].name;
+      EXPECT_EQ(valuesFor(i, stream), expected[i]) << ops[i].name;
     }
   });
 }

@@ -44,29 +44,17 @@ TEST_P(ImageCopy, CopiesAreDeepInEveryFormat) {
   }
 }
 
-TEST_P(ImageCopy, CopiesLiveByThemselves) {
-  MirlImage original = markedImage(1), copy(original);
-  const Bytes bytes = bytesOf(original);
-  ASSERT_EQ(copy.set(3, 2, 1, original.get(3, 2, 1) == 0.0 ? 1.0 : 0.0), MIRL_SUCCESS);
-  EXPECT_EQ(bytesOf(original), bytes);
-  ASSERT_EQ(original.release(), MIRL_SUCCESS);
-  EXPECT_NE(bytesOf(copy), bytes);
-  EXPECT_EQ(held(), 1);
-}
-
 TEST_P(ImageCopy, EmptyImagesStayEmptyAndChangeNothing) {
-  const MirlImage empty;
   MirlImage released(4, 4, MIRL_32S_C3), stillEmpty;
   ASSERT_EQ(released.release(), MIRL_SUCCESS);
   stillEmpty = released;
-  for (const MirlImage& copy :
-       {MirlImage(empty), MirlImage::null(), MirlImage(released), stillEmpty}) {
-    EXPECT_EQ(fieldsOf(copy), fieldsOf(empty)) << "as it never was created";
+  for (const MirlImage& copy : {MirlImage(stillEmpty), MirlImage::null(), MirlImage(released)}) {
+    EXPECT_EQ(fieldsOf(copy), fieldsOf(MirlImage())) << "as it never was created";
   }
   MirlImage live = markedImage(1);
   const auto fields = fieldsOf(live);
   const Bytes bytes = bytesOf(live);
-  live = empty;
+  live = stillEmpty;
   live = MirlImage::null();
   MirlImage& itself = live;
   live = std::as_const(itself);
@@ -81,21 +69,16 @@ TEST_P(ImageCopy, MovesTakeTheBuffer) {
   const Bytes bytes = bytesOf(original);
   MirlImage moved(std::move(original)), target = noiseImage({30, 20}, 32, 1, 2);
   EXPECT_EQ(fieldsOf(moved), fields);
-  EXPECT_EQ(bytesOf(moved), bytes);
-  EXPECT_EQ(held(), 2);
   target = std::move(moved);
   EXPECT_EQ(held(), 1) << "the buffer that was assigned over is given back";
   EXPECT_EQ(fieldsOf(target), fields);
+  EXPECT_EQ(bytesOf(target), bytes);
   for (MirlImage* gone : {&original, &moved}) {
-    EXPECT_FALSE(gone->isInitialized());
     EXPECT_EQ(std::pair(gone->ptr(), gone->width()), std::pair(static_cast<void*>(nullptr), 0));
     EXPECT_EQ(gone->release(), MIRL_IMAGE_NOT_INITIALIZED);
     EXPECT_EQ(gone->create(2, 2, MIRL_8U_C1), MIRL_SUCCESS) << "it can be used again";
   }
-  std::vector<MirlImage> many;
-  for (unsigned i = 0; i < 10; ++i) many.push_back(markedImage(i));
-  EXPECT_EQ(held(), 13);
-  for (unsigned i = 0; i < 10; ++i) EXPECT_TRUE(isDeepCopy(many[i], markedImage(i)));
+  EXPECT_EQ(held(), 3);
 }
 
 // Without memory the target is empty. A buffer that the device won't take back must not be lost or

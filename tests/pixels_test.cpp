@@ -194,60 +194,40 @@ TEST_P(PixelsEngine, PixelsOfAnyChannelsAndAlignment) {
   checkTurn<float, 4, float, 4>(queue());
 }
 
-struct kernel_threeElements {
-  MIRL_HD float operator()(Byte a, Word b, float c) const {
-    return static_cast<float>(a) + static_cast<float>(b) * 2.0f - c;
-  }
-};
-
 struct kernel_pixelAndElement {
   MIRL_HD Pixel<Word, 3> operator()(const Pixel<Byte, 3>& a, Byte b) const {
     return {{static_cast<Word>(a.v[2] * b), static_cast<Word>(a.v[1] + b), b}};
   }
 };
 
-TEST_P(PixelsEngine, SeveralInputs) {
+TEST_P(PixelsEngine, ElementsBesidePixels) {
   forEachAlignment([&](int offset, int padding) {
     for (const int width : {1, 17, 97}) {
       const Plane<Byte> bytes(queue(), width, 3, offset, 3);
-      const Plane<Word> words(queue(), width, 3, 0, padding);
-      const Plane<float> floats(queue(), width, 3, offset);
       const Plane<Pixel<Byte, 3>> pixels(queue(), width, 3, 1, padding);
-      Plane<float> sum(queue(), width, 3, 0, padding);
       Plane<Pixel<Word, 3>> mixed(queue(), width, 3, offset, padding);
-      check(queue(), kernel_threeElements{}, kernel_threeElements{}, sum, bytes, words, floats);
       check(queue(), kernel_pixelAndElement{}, kernel_pixelAndElement{}, mixed, pixels, bytes);
     }
   });
 }
 
-/// Not its own inverse, so that an item that is left out or done twice shows.
-template <class T, int N>
-struct kernel_step {
-  MIRL_HD Item<T, N> operator()(Item<T, N> in) const {
-    Item<T, N> out{};
-    for (int c = 0; c < N; ++c) channel(out, c) = static_cast<T>(channel(in, N - 1 - c) + T{1});
-    return out;
-  }
-};
-
-template <class T, int N>
-void checkInPlace(const runtime::Queue& queue, int width, int height, int offset, int padding) {
-  Plane<Item<T, N>> plane(queue, width, height, offset, padding);
-  check(queue, kernel_step<T, N>{}, kernel_step<T, N>{}, plane, plane);
-}
-
-// The large ones are shared out over threads, and are wider or higher than a grid of blocks.
+// Not its own inverse, so that an item that is left out or done twice shows. The large ones are
+// shared out over threads, and are wider or higher than a grid of blocks.
 TEST_P(PixelsEngine, InPlaceSmallAndLarge) {
+  const auto run = [&]<class T, class Step>(T, const Step& step, int width, int height, int offset,
+                                            int padding) {
+    Plane<T> plane(queue(), width, height, offset, padding);
+    check(queue(), step, step, plane, plane);
+  };
   forEachAlignment([&](int offset, int padding) {
-    checkInPlace<Byte, 3>(queue(), 113, 5, offset, padding);
-    checkInPlace<float, 1>(queue(), 113, 5, offset, padding);
+    run(Pixel<Byte, 3>{}, kernel_turn<Byte, 3, Byte, 3>{}, 113, 5, offset, padding);
+    run(float{}, kernel_turn<float, 1, float, 1>{}, 113, 5, offset, padding);
   });
-  checkInPlace<Byte, 1>(queue(), 4099, 2053, 0, 1);
-  checkInPlace<Word, 3>(queue(), 1301, 1031, 2, 0);
-  checkInPlace<float, 4>(queue(), 1301, 307, 1, 3);
-  checkInPlace<Byte, 4>(queue(), 3000017, 1, 4, 0);
-  checkInPlace<Byte, 3>(queue(), 1, 600011, 0, 0);
+  run(Byte{}, kernel_turn<Byte, 1, Byte, 1>{}, 4099, 2053, 0, 1);
+  run(Pixel<Word, 3>{}, kernel_turn<Word, 3, Word, 3>{}, 1301, 1031, 2, 0);
+  run(Pixel<float, 4>{}, kernel_turn<float, 4, float, 4>{}, 1301, 307, 1, 3);
+  run(Pixel<Byte, 4>{}, kernel_turn<Byte, 4, Byte, 4>{}, 3000017, 1, 4, 0);
+  run(Pixel<Byte, 3>{}, kernel_turn<Byte, 3, Byte, 3>{}, 1, 600011, 0, 0);
 }
 
 /// A single row as images are written that no cache holds, here in any size.
@@ -279,24 +259,6 @@ TEST_P(PixelsEngine, RowsPastTheCaches) {
   }
 }
 
-/// Elements of pixels of N channels, with a number, a pair of numbers or a start in a table for
-/// each.
-template <class Out, int N>
-struct kernel_shiftChannels {
-  engine::PerChannel<float, N> channels;
-  MIRL_HD Out operator()(float shift, Byte in) const {
-    return static_cast<Out>(in + static_cast<int>(shift));
-  }
-};
-
-template <class In, int N>
-struct kernel_scaleChannels {
-  engine::PerChannel<Pixel<float, 2>, N> channels;
-  MIRL_HD float operator()(Pixel<float, 2> line, In a, Byte b) const {
-    return static_cast<float>(a) * line.v[0] + static_cast<float>(b) * line.v[1];
-  }
-};
-
 template <int N>
 struct kernel_lookUpChannels {
   engine::Lookup<Word, 256 * N> table;
@@ -306,58 +268,8 @@ struct kernel_lookUpChannels {
   }
 };
 
-template <int N>
-void checkChannels(const runtime::Queue& queue) {
-  kernel_shiftChannels<Word, N> shift{};
-  kernel_shiftChannels<Byte, N> shiftBytes{};
-  kernel_scaleChannels<Word, N> scale{};
-  kernel_lookUpChannels<N> lookUp{};
-  for (int c = 0; c < N; ++c) {
-    const auto number = static_cast<float>(c);
-    shift.channels.of[c] = 1000 * number + 1;
-    shiftBytes.channels.of[c] = -number;
-    scale.channels.of[c] = {{number + 2, 0.25f - number}};
-    lookUp.channels.of[c] = 256 * c;
-    for (int i = 0; i < 256; ++i) lookUp.table.entry[256 * c + i] = static_cast<Word>(9 * i + c);
-  }
-  forEachAlignment([&](int offset, int padding) {
-    for (const int pixels : {1, 5, 16, 67, 1367}) {
-      const int width = pixels * N;
-      if (pixels > 1000 && offset + padding > 3) continue;
-      const Plane<Byte> bytes(queue, width, 3, offset, padding), tight(queue, width, 3);
-      const Plane<Word> words(queue, width, 3, 0, padding);
-      Plane<Byte> byteOut(queue, width, 3, offset, padding);
-      Plane<Word> wordOut(queue, width, 3, offset, padding);
-      Plane<float> floatOut(queue, width, 3);
-      int next = 0;  // the elements come in order
-      const auto channel = [&] { return next++ % width % N; };
-      const auto shifted = [&](Byte in) { return 1000 * channel() + 1 + in; };
-      check(queue, shift, shifted, wordOut, bytes);
-      next = 0;
-      check(queue, shift, shifted, wordOut, tight);
-      next = 0;
-      check(
-          queue, shiftBytes, [&](Byte in) { return in - channel(); }, byteOut, byteOut);
-      next = 0;
-      check(
-          queue, lookUp, [&](Byte in) { return 9 * in + channel(); }, wordOut, bytes);
-      next = 0;
-      const auto scaled = [&](Word a, Byte b) {
-        const int c = channel();
-        return static_cast<float>(a) * static_cast<float>(c + 2) +
-               static_cast<float>(b) * (0.25f - static_cast<float>(c));
-      };
-      check(queue, scale, scaled, floatOut, words, tight);
-    }
-  });
-}
-
+// How a thread of a GPU finds its own: the operations on channels show the rest.
 TEST_P(PixelsEngine, ParametersOfChannels) {
-  checkChannels<1>(queue());
-  checkChannels<2>(queue());
-  checkChannels<3>(queue());
-  checkChannels<4>(queue());
-  // Thread by thread on GPUs.
   const kernel_lookUpChannels<3> three{{}, {{10, 20, 30}}};
   const auto turned = engine::channelsFrom(three, 16);
   EXPECT_EQ(turned.of[0] * 10000 + turned.of[1] * 100 + turned.of[2], 203010);
@@ -371,19 +283,6 @@ struct kernel_truncateTo {
 template <class T>
 struct kernel_fromFloat {
   MIRL_HD T operator()(float value) const { return engine::fromFloat<T>(value); }
-};
-
-template <class T>
-struct kernel_toFloat {
-  MIRL_HD float operator()(T value) const { return engine::toFloat(value); }
-};
-
-/// One NaN for all, whose bits differ between devices.
-struct kernel_fusedMultiplyAdd {
-  MIRL_HD float operator()(float a, float b, float c) const {
-    const float result = engine::fusedMultiplyAdd(a, b, c);
-    return result == result ? result : 12345.0f;
-  }
 };
 
 /// The integer part, from the bits of the number.
@@ -420,44 +319,6 @@ TEST_P(PixelsEngine, FloatsBecomeIntegers) {
   for (const unsigned limit : {0u, 1u, 1023u, 4095u, 65535u, 8388607u}) {
     check(queue(), kernel_truncateTo{static_cast<float>(limit)}, to(limit), limited, in);
   }
-}
-
-template <class T>
-void checkToFloat(const runtime::Queue& queue) {
-  std::vector<T> values;
-  for (int i = 0; i <= std::numeric_limits<T>::max(); ++i) values.push_back(static_cast<T>(i));
-  Plane<float> out(queue, static_cast<int>(values.size()), 1);
-  int next = 0;  // the values come in order
-  check(
-      queue, kernel_toFloat<T>{}, [&](T) { return static_cast<float>(next++); }, out,
-      Plane<T>(queue, values));
-}
-
-TEST_P(PixelsEngine, IntegersBecomeFloats) {
-  checkToFloat<Byte>(queue());
-  checkToFloat<Word>(queue());
-}
-
-TEST_P(PixelsEngine, ProductAndSumAreRoundedOnce) {
-  const std::vector<float> some = awkwardValues<float>();
-  std::vector<float> a, b, c;
-  for (std::size_t i = 0; i < some.size() * some.size() * some.size(); ++i) {
-    a.push_back(some[i % some.size()]);
-    b.push_back(some[i / some.size() % some.size()]);
-    c.push_back(some[i / some.size() / some.size()]);
-  }
-  // Here rounding the product first would give 0.
-  a.push_back(1 + 0x1p-12f);
-  b.push_back(1 + 0x1p-12f);
-  c.push_back(-1 - 0x1p-11f);
-  Plane<float> out(queue(), static_cast<int>(a.size()), 1);
-  const auto reference = [](float x, float y, float z) {
-    const float result = std::fma(x, y, z);
-    return std::isnan(result) ? 12345.0f : result;
-  };
-  check(queue(), kernel_fusedMultiplyAdd{}, reference, out, Plane<float>(queue(), a),
-        Plane<float>(queue(), b), Plane<float>(queue(), c));
-  EXPECT_EQ(out.get(out.width() - 1, 0), 0x1p-24f);
 }
 
 #if defined(__CUDACC__)

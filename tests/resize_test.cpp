@@ -115,20 +115,7 @@ TEST_P(Resize, LiteralExamples) {
       Pixels<Byte>(1, {0, 0, 0, 60, 195, 255, 255, 255}));
 }
 
-// The cubic is no more than interpolation: whatever cubic the pixels lie on, it gives that.
-TEST_P(Resize, CubicKeepsCubics) {
-  const auto value = [](double x) { return ((0.25 * x - 3) * x + 7) * x - 11; };
-  Pixels<float> in(16, 1, 1);
-  for (int x = 0; x < 16; ++x) in.at(x, 0) = static_cast<float>(value(x));
-  MirlImage out(37, 1, MIRL_32F_C1);
-  ASSERT_EQ(resize(toImage(in), out, MIRL_INTERPOLATION_CUBIC), MIRL_SUCCESS);
-  const Pixels<float> got = fromImage<float>(out);
-  for (int x = 3; x < 34; ++x) {  // the others read behind the edge
-    EXPECT_NEAR(got.at(x, 0), value((x + 0.5) * 16 / 37 - 0.5), 1e-3) << x;
-  }
-}
-
-TEST_P(Resize, EverySizeAndType) {
+TEST_P(Resize, EverySizeTypeAndPitch) {
   const MirlSize sizes[] = {{1, 1},   {1, 37},  {37, 1},   {2, 2},    {17, 5},
                             {34, 10}, {68, 40}, {113, 29}, {257, 131}};
   forEachFormat([&]<class T>(T, int channels) {
@@ -138,6 +125,20 @@ TEST_P(Resize, EverySizeAndType) {
       for (const MirlSize& to : sizes) {
         for (const MirlInterpolationType mode : kModes) check(in, to, mode);
       }
+    }
+    const auto in = randomPixels<T>(62, 14, channels, 5);
+    for (const MirlSize& to : {MirlSize(31, 7), MirlSize(93, 21), MirlSize(50, 11), MirlSize(62, 9),
+                               MirlSize(11, 14), MirlSize(62, 14)}) {
+      for (const MirlInterpolationType mode : kModes) {
+        forOddPitches(in.rowBytes(), to.width * channels * static_cast<int>(sizeof(T)),
+                      [&](int pitchIn, int pitchOut) { check(in, to, mode, pitchIn, pitchOut); });
+      }
+    }
+    for (const int mode : {-1, 0, 1, 2, 3, 4, 77}) {  // to one size it is a copy, whatever the mode
+      const auto run = [&](const MirlImage& image, MirlImage& out) {
+        return resize(image, out, static_cast<MirlInterpolationType>(mode));
+      };
+      expectInto(run, in, in, 0, in.rowBytes() + 5);
     }
   });
 }
@@ -156,19 +157,6 @@ TEST_P(Resize, EveryRatio) {
       const auto in = randomPixels<T>(5, height, channels, static_cast<unsigned>(height));
       for (int to = 1; to <= 45; ++to) {
         for (const MirlInterpolationType mode : kModes) check(in, {6, to}, mode);
-      }
-    }
-  });
-}
-
-TEST_P(Resize, OddPitches) {
-  forEachFormat([]<class T>(T, int channels) {
-    const auto in = randomPixels<T>(62, 14, channels, 5);
-    for (const MirlSize& to : {MirlSize(31, 7), MirlSize(93, 21), MirlSize(50, 11), MirlSize(62, 9),
-                               MirlSize(11, 14), MirlSize(62, 14)}) {
-      for (const MirlInterpolationType mode : kModes) {
-        forOddPitches(in.rowBytes(), to.width * channels * static_cast<int>(sizeof(T)),
-                      [&](int pitchIn, int pitchOut) { check(in, to, mode, pitchIn, pitchOut); });
       }
     }
   });
@@ -197,18 +185,6 @@ TEST_P(Resize, OddFloats) {
   }
 }
 
-TEST_P(Resize, OneSizeIsACopyWhateverTheMode) {
-  forEachFormat([]<class T>(T, int channels) {
-    const auto in = randomPixels<T>(61, 17, channels, 9);
-    for (const int mode : {-1, 0, 1, 2, 3, 4, 77}) {
-      const auto run = [&](const MirlImage& image, MirlImage& out) {
-        return resize(image, out, static_cast<MirlInterpolationType>(mode));
-      };
-      expectInto(run, in, in, 0, in.rowBytes() + 5);
-    }
-  });
-}
-
 // The destination's sign isn't looked at, the source's is.
 TEST_P(Resize, EveryPairOfTypes) {
   for (const Format& from : allFormats()) {
@@ -228,16 +204,16 @@ TEST_P(Resize, EveryPairOfTypes) {
 TEST_P(Resize, OneObjectAndModes) {
   const MirlImage good(4, 3, MIRL_8U_C1), other(5, 3, MIRL_8U_C1);
   MirlImage same(4, 3, MIRL_8U_C4), none;
-  EXPECT_EQ(resize(none, none, MIRL_INTERPOLATION_LINEAR), MIRL_IMAGE_NOT_INITIALIZED);
-  EXPECT_EQ(resize(good, none, MIRL_INTERPOLATION_LINEAR), MIRL_IMAGE_NOT_INITIALIZED);
-  EXPECT_EQ(resize(same, same, MIRL_INTERPOLATION_LINEAR, deadStream()),
-            MIRL_IN_PLACE_NOT_SUPPORTED);
-  EXPECT_EQ(resize(MirlImage(same), same, MIRL_INTERPOLATION_LINEAR), MIRL_TYPE_NOT_SUPPORTED)
-      << "before the copy";
+  const auto run = [](const MirlImage& in, MirlImage& out, int mode = MIRL_INTERPOLATION_LINEAR,
+                      const MirlStream& stream = MirlStream()) {
+    return resize(in, out, static_cast<MirlInterpolationType>(mode), stream);
+  };
+  EXPECT_EQ(run(none, none), MIRL_IMAGE_NOT_INITIALIZED);
+  EXPECT_EQ(run(good, none), MIRL_IMAGE_NOT_INITIALIZED);
+  EXPECT_EQ(run(same, same, MIRL_INTERPOLATION_LINEAR, deadStream()), MIRL_IN_PLACE_NOT_SUPPORTED);
+  EXPECT_EQ(run(MirlImage(same), same), MIRL_TYPE_NOT_SUPPORTED) << "before the copy";
   for (const int mode : {-1, 0, 4}) {
-    expectStatus(other, MIRL_NPP_FAILED, false, [&](MirlImage& out) {
-      return resize(good, out, static_cast<MirlInterpolationType>(mode));
-    });
+    expectStatus(other, MIRL_NPP_FAILED, false, [&](auto& out) { return run(good, out, mode); });
   }
 }
 

@@ -181,13 +181,6 @@ TEST_P(Runtime, FailsTheNthCallOnly) {
         EXPECT_EQ(runtime::live(), before);
       }
     }
-    // Other kinds don't count, and a fault can be taken back.
-    for (std::size_t other = 0; other < runtime::kCallKinds; ++other) {
-      if (other == static_cast<std::size_t>(kind)) continue;
-      if (kind == Call::allocate && other == static_cast<std::size_t>(Call::free)) continue;
-      const FailNth fail(static_cast<Call>(other));
-      EXPECT_TRUE(call(device())) << "call " << i << ", fault " << other;
-    }
     runtime::failNth(kind, 1);
     runtime::failNth(kind, 0);
     EXPECT_TRUE(call(device()));
@@ -201,10 +194,8 @@ TEST_P(Runtime, FailsTheNthCallOnly) {
 TEST_P(Runtime, FailedReleasesLeaveThingsAsTheyWere) {
   using runtime::Call;
   const Bytes content = randomBytes(64, 1);
-  void* block = put(content);
-  void* stream = nullptr;
-  void* none = nullptr;
   Bytes memory(64);
+  void *block = put(content), *stream = nullptr, *none = nullptr;
   ASSERT_TRUE(device().createStream(stream));
   ASSERT_TRUE(device().registerHost(memory.data(), 64));
   EXPECT_FALSE(device().registerHost(nullptr, 64));
@@ -212,21 +203,19 @@ TEST_P(Runtime, FailedReleasesLeaveThingsAsTheyWere) {
   void* pinned = runtime::allocatePinned(64);
   ASSERT_NE(pinned, nullptr);
   const runtime::Live before = runtime::live();
-  for (const Call kind : {Call::free, Call::stream, Call::pinned}) runtime::failNth(kind, 1);
-  EXPECT_FALSE(device().free(block));
-  EXPECT_FALSE(device().destroyStream(stream));
-  EXPECT_FALSE(runtime::freePinned(pinned, 64));
-  runtime::failNth(Call::pinned, 1);
-  EXPECT_FALSE(device().unregisterHost(memory.data()));
-  EXPECT_EQ(runtime::live(), before);
-  runtime::failNth(Call::pinned, 1);
-  EXPECT_FALSE(device().registerHost(memory.data(), 64));
-  runtime::failNth(Call::pinned, 1);
-  EXPECT_EQ(runtime::allocatePinned(64), nullptr);
-  runtime::failNth(Call::stream, 1);
-  EXPECT_FALSE(device().createStream(none));
-  EXPECT_EQ(runtime::live(), before);
-
+  const std::pair<Call, std::function<bool()>> calls[] = {
+      {Call::free, [&] { return device().free(block); }},
+      {Call::stream, [&] { return device().destroyStream(stream); }},
+      {Call::stream, [&] { return device().createStream(none); }},
+      {Call::pinned, [&] { return runtime::freePinned(pinned, 64); }},
+      {Call::pinned, [&] { return runtime::allocatePinned(64) != nullptr; }},
+      {Call::pinned, [&] { return device().unregisterHost(memory.data()); }},
+      {Call::pinned, [&] { return device().registerHost(memory.data(), 64); }}};
+  for (const auto& [kind, call] : calls) {
+    const FailNth fail(kind);
+    EXPECT_FALSE(call());
+    EXPECT_EQ(runtime::live(), before);
+  }
   EXPECT_EQ(take(block, 64), content);
   std::fill(memory.begin(), memory.end(), static_cast<unsigned char>(7));
   EXPECT_TRUE(
@@ -236,7 +225,6 @@ TEST_P(Runtime, FailedReleasesLeaveThingsAsTheyWere) {
   EXPECT_TRUE(device().free(block));
   EXPECT_TRUE(device().destroyStream(stream));
   EXPECT_TRUE(runtime::freePinned(pinned, 64));
-  EXPECT_EQ(runtime::live().registrations, before.registrations);
   EXPECT_TRUE(device().unregisterHost(memory.data()));
   EXPECT_EQ(runtime::live().registrations, before.registrations - 1);
 }

@@ -8,6 +8,8 @@
 namespace mirl::test {
 namespace {
 
+constexpr MirlStatus kGood = MIRL_SUCCESS, kBad = MIRL_INVALID_ARGUMENT;
+
 class Transfer : public DeviceTest {};
 
 std::size_t at(int value) {
@@ -53,43 +55,29 @@ void finish(const MirlStream* queue) {
   if (queue != nullptr) queue->sync();
 }
 
-TEST_P(Transfer, RowsOfEveryFormatAndPitch) {
+// Rows at any distance, and blocks of the image's own pitch, whose padding moves too.
+TEST_P(Transfer, RowsAndBlocks) {
   forEachFormatAndQueue([](const Format& format, int pixel, const MirlStream* queue) {
     for (const MirlSize& size : {MirlSize(1, 1), MirlSize(17, 5), MirlSize(1, 31)}) {
       const int row = size.width * pixel;
       for (const int imagePitch : {0, row, row + 3}) {
-        for (const int slack : {0, 1, 13}) {
-          MirlImage image = noiseImage(size, format.depth, format.channels, 9, imagePitch);
-          const HostBlock src(row + slack, size.height, 1);
-          HostBlock dst(row + 13 - slack, size.height, 2);
+        MirlImage image = noiseImage(size, format.depth, format.channels, 9, imagePitch);
+        const auto moves = [&](int srcPitch, int dstPitch, bool block) {
+          const HostBlock src(srcPitch, size.height, 1);
+          HostBlock dst(dstPitch, size.height, 2);
           Bytes expected = dst.bytes;
-          moveBytes(expected, dst.pitch, 0, 0, src.bytes, src.pitch, 0, 0, row, size.height);
-          ASSERT_EQ(up(image, queue, src.bytes.data(), src.pitch), MIRL_SUCCESS);
-          ASSERT_EQ(down(image, queue, dst.bytes.data(), dst.pitch), MIRL_SUCCESS);
+          moveBytes(expected, dstPitch, 0, 0, src.bytes, srcPitch, 0, 0, block ? srcPitch : row,
+                    size.height);
+          const void* from = src.bytes.data();
+          void* to = dst.bytes.data();
+          ASSERT_EQ(block ? up(image, queue, from) : up(image, queue, from, srcPitch), kGood);
+          ASSERT_EQ(block ? down(image, queue, to) : down(image, queue, to, dstPitch), kGood);
           finish(queue);
-          ASSERT_EQ(dst.bytes, expected) << "pitches " << imagePitch << ", " << src.pitch;
-        }
+          ASSERT_EQ(dst.bytes, expected) << "pitches " << imagePitch << ", " << srcPitch;
+        };
+        for (const int slack : {0, 1, 13}) moves(row + slack, row + 13 - slack, false);
+        moves(image.pitch(), image.pitch(), true);
       }
-    }
-  });
-}
-
-TEST_P(Transfer, BlocksHaveTheImagesPitch) {
-  forEachFormatAndQueue([](const Format& format, int pixel, const MirlStream* queue) {
-    const int row = 7 * pixel;
-    for (const int pitch : {0, row, row + 3}) {
-      MirlImage image = noiseImage({7, 5}, format.depth, format.channels, 9, pitch);
-      const int block = image.pitch() * 5;
-      const HostBlock src(image.pitch(), 5, 1);
-      HostBlock dst(image.pitch(), 5, 2);
-      Bytes expected = dst.bytes, rows(at(row) * 5);
-      moveBytes(expected, block, 0, 0, src.bytes, block, 0, 0, block, 1);
-      moveBytes(rows, row, 0, 0, src.bytes, src.pitch, 0, 0, row, 5);
-      ASSERT_EQ(up(image, queue, src.bytes.data()), MIRL_SUCCESS);
-      ASSERT_EQ(down(image, queue, dst.bytes.data()), MIRL_SUCCESS);
-      finish(queue);
-      ASSERT_EQ(dst.bytes, expected) << "padding moves too";
-      ASSERT_EQ(bytesOf(image), rows);
     }
   });
 }
@@ -134,30 +122,25 @@ TEST_P(Transfer, Rectangles) {
 
 // Large enough to be shared out over threads, as rows and as one block.
 TEST_P(Transfer, LargeImages) {
-  constexpr int kRow = 1501 * 3;
-  constexpr int kHeight = 307;
+  constexpr int kRow = 1501 * 3, kHeight = 307;
   for (const int pitch : {kRow, kRow + 1}) {
     MirlImage image(1501, kHeight, pitch, 8, 3);
-    ASSERT_TRUE(image.isInitialized());
-    const HostBlock src(kRow + 5, kHeight, 1);
-    HostBlock dst(kRow, kHeight, 2);
-    Bytes expected = dst.bytes;
-    moveBytes(expected, dst.pitch, 0, 0, src.bytes, src.pitch, 0, 0, kRow, kHeight);
-    ASSERT_EQ(image.upload(src.bytes.data(), src.pitch), MIRL_SUCCESS);
-    ASSERT_EQ(image.download(dst.bytes.data(), dst.pitch), MIRL_SUCCESS);
-    EXPECT_EQ(dst.bytes, expected);
-
-    const HostBlock block(pitch, kHeight, 3);
-    HostBlock back(pitch, kHeight, 4);
-    expected = back.bytes;
-    moveBytes(expected, pitch, 0, 0, block.bytes, pitch, 0, 0, pitch, kHeight);
-    ASSERT_EQ(image.upload(block.bytes.data()), MIRL_SUCCESS);
-    ASSERT_EQ(image.download(back.bytes.data()), MIRL_SUCCESS);
-    EXPECT_EQ(back.bytes, expected);
+    for (const int srcPitch : {kRow, kRow + 5}) {
+      const HostBlock src(srcPitch, kHeight, 1);
+      HostBlock dst(kRow, kHeight, 2);
+      Bytes expected = dst.bytes;
+      moveBytes(expected, kRow, 0, 0, src.bytes, srcPitch, 0, 0, kRow, kHeight);
+      ASSERT_EQ(image.upload(src.bytes.data(), srcPitch), MIRL_SUCCESS);
+      ASSERT_EQ(image.download(dst.bytes.data(), kRow), MIRL_SUCCESS);
+      EXPECT_EQ(dst.bytes, expected);
+    }
+    const Bytes block = randomBytes(blockBytes(image), 3);
+    Bytes back(block.size());
+    ASSERT_EQ(image.upload(block.data()), MIRL_SUCCESS);
+    ASSERT_EQ(image.download(back.data()), MIRL_SUCCESS);
+    EXPECT_EQ(back, block);
   }
 }
-
-constexpr MirlStatus kGood = MIRL_SUCCESS, kBad = MIRL_INVALID_ARGUMENT;
 
 constexpr int kMax = INT_MAX, kMin = INT_MIN;
 constexpr int kHalf = 0x2AAAAAAA;  // 3 * that is 2^31 - 2

@@ -17,16 +17,7 @@ struct kernel_lut_8u;
 
 /// One curve for all channels.
 template <>
-struct kernel_lut_8u<1> {
-  const Byte* entries;
-
-  MIRL_HD Byte operator()(Byte sample) const { return entries[sample]; }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
-    engine::lookUp(entries, in, count, out);
-    return count;
-  }
-};
+struct kernel_lut_8u<1> : engine::kernel_lookup_there {};
 
 /// A curve for each channel, entry by entry next to each other.
 template <>
@@ -82,7 +73,7 @@ MirlStatus LUT(const MirlImage& source, const MirlImage& table, MirlImage& desti
     engine::map(queue, kernel_lut_8u<3>{entries}, engine::pixelsOf<Byte, 3>(destination),
                 engine::pixelsOf<const Byte, 3>(source));
   } else {
-    engine::map(queue, kernel_lut_8u<1>{entries}, engine::elementsOf<Byte>(destination),
+    engine::map(queue, kernel_lut_8u<1>{{entries}}, engine::elementsOf<Byte>(destination),
                 engine::elementsOf<const Byte>(source));
   }
   return MIRL_SUCCESS;

@@ -5,8 +5,8 @@ namespace gallery {
 std::vector<Show> shows() {
   std::vector<Show> all;
   for (const std::span<const Show>& table :
-       {basicShows(), colorShows(), toneShows(), sensorShows(), filteringShows(), geometryShows(),
-        statisticsShows()}) {
+       {basicShows(), colorShows(), toneShows(), enhancementShows(), sensorShows(),
+        filteringShows(), geometryShows(), statisticsShows()}) {
     all.insert(all.end(), table.begin(), table.end());
   }
   return all;

@@ -22,6 +22,7 @@ struct Show {
 /// The tables, one for each family.
 std::span<const Show> basicShows();
 std::span<const Show> colorShows();
+std::span<const Show> enhancementShows();
 std::span<const Show> filteringShows();
 std::span<const Show> geometryShows();
 std::span<const Show> sensorShows();

@@ -2,6 +2,7 @@
 
 /// The whole of mirl: images in device memory, and what can be done with them.
 #include <mirl/arithmeticLogical.h>
+#include <mirl/colorEnhancement.h>
 #include <mirl/colorOperations.h>
 #include <mirl/dataExchange.h>
 #include <mirl/device.h>

@@ -1,0 +1,44 @@
+#include <mirl/colorEnhancement.h>
+
+#include "core/access.h"
+#include "engine/equalize.h"
+#include "engine/table.h"
+#include "runtime/scratch.h"
+
+namespace mirl::colorOperations {
+namespace {
+
+using kernel_remap = engine::kernel_lookup_there;
+
+}  // namespace
+
+MirlStatus histEq(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (source.type() != MIRL_8U_C1) return MIRL_TYPE_NOT_SUPPORTED;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const bool creates = !destination.isInitialized();
+  if (!creates && !core::sameSizeAndFormat(source, destination)) return MIRL_MISMATCH;
+  // Before the output, so that a failure leaves none behind.
+  const runtime::Scratch scratch(queue, sizeof(engine::Equalisation));
+  if (!scratch.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  auto* const equalisation = scratch.as<engine::Equalisation>();
+  constexpr std::size_t kBytes = sizeof equalisation->bins;
+  if (!queue.device->fillAsync({equalisation->bins, kBytes, 0, kBytes, 1}, queue.stream)) {
+    return MIRL_MEMSET_FAILED;
+  }
+  if (creates) {
+    const MirlStatus created = core::createLike(destination, source, *queue.device);
+    if (created != MIRL_SUCCESS) return created;
+  }
+
+  const auto in = engine::elementsOf<const std::uint8_t>(source);
+  engine::addHistogram<1>(queue, in, equalisation->bins);
+  engine::equalize(queue, equalisation, std::int64_t{source.width()} * source.height());
+  engine::map(queue, kernel_remap{equalisation->table},
+              engine::elementsOf<std::uint8_t>(destination), in);
+  return MIRL_SUCCESS;
+}
+
+}  // namespace mirl::colorOperations

@@ -1,0 +1,68 @@
+#include "shows.h"
+
+// What learns from the whole photo first: equalisation, colour balance, stretching. The left half
+// of each picture is as it was before.
+
+namespace gallery {
+namespace {
+
+using namespace mirl::colorOperations;
+
+constexpr const char* kEnhancement = "Enhancement";
+
+MirlImage beside(Stage& s, const MirlImage& before, const MirlImage& after) {
+  MirlImage both = after;
+  const MirlRect left(0, 0, before.width() / 2, before.height());
+  check(before.copyTo(both, {0, 0}, left, s.stream), "copyTo");
+  return both;
+}
+
+/// Flat and dark, as through fog at dusk.
+MirlImage dull(Stage& s, const MirlImage& image) {
+  return s.in(image.type(), image, 0.3f, 20);
+}
+
+template <class Operation>
+MirlImage compared(Stage& s, const MirlImage& before, const Operation& operation) {
+  return beside(s, before, s.run(operation, before));
+}
+
+/// Too little green and too much of another colour, blue first.
+MirlImage tinted(Stage& s, float blue, float green, float red) {
+  float matrix[] = {blue, 0, 0, 0, 0, green, 0, 0, 0, 0, red, 0};
+  MirlImage out;
+  check(channelMix(s.photo, out, matrix, s.stream), "channelMix");
+  return out;
+}
+
+/// `adjust` works in place, so the time is that of a copy and the operation.
+auto adjustBy(const MirlScalar& from, const MirlScalar& to, const MirlScalar& low,
+              const MirlScalar& high) {
+  return [=](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+    out = in;
+    return adjust(out, from, to, low, high, stream);
+  };
+}
+
+const Show kShows[] = {
+    {kEnhancement, "histEq", "equalised", "building", false,
+     [](Stage& s) { return compared(s, s.gray, histEq); }},
+    {kEnhancement, "histEq", "a dull photo equalised", "fruits", false,
+     [](Stage& s) { return compared(s, dull(s, s.gray), histEq); }},
+    {kEnhancement, "autoColor", "too red, some green added to blue", "fruits", false,
+     [](Stage& s) { return compared(s, tinted(s, 0.5f, 0.8f, 1), autoColor); }},
+    {kEnhancement, "autoColor", "too green, some of it added to red", "fruits", false,
+     [](Stage& s) { return compared(s, tinted(s, 0.7f, 1, 0.4f), autoColor); }},
+    {kEnhancement, "adjust", "a dull photo stretched to the whole range", "fruits", false,
+     [](Stage& s) { return compared(s, dull(s, s.photo), adjustBy(0.0, 1.0, 0.0, 1.0)); }},
+    {kEnhancement, "adjust", "only values between 0.3 and 0.7, made dark", "building", false,
+     [](Stage& s) { return compared(s, s.gray, adjustBy(0.3, 0.7, 0.0, 0.3)); }},
+};
+
+}  // namespace
+
+std::span<const Show> enhancementShows() {
+  return kShows;
+}
+
+}  // namespace gallery
