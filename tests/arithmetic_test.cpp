@@ -124,11 +124,12 @@ TEST_P(Arithmetic, EverySizeAndPitch) {
       for (unsigned odd = 1; odd < 8; ++odd) run({61, 7}, channels, 1, odd);
       run({61, 7}, channels, 64, 1);
     }
-    run({701, 409}, 3, 0, 0);
-    run({300007, 1}, 1, 0, 0);
-    run({1, 200011}, 1, 0, 7);
+    run({401, 203}, 3, 0, 0);
+    run({70001, 1}, 1, 0, 0);
+    run({1, 70001}, 1, 0, 7);
   });
-  const auto a = randomPixels<Byte>(4096, 4096, 1, 1), b = randomPixels<Byte>(4096, 4096, 1, 2);
+  const PastCaches past;
+  const auto a = randomPixels<Byte>(4099, 43, 1, 1), b = randomPixels<Byte>(4099, 43, 1, 2);
   check<Byte>(kOps[0], a, b);
 }
 

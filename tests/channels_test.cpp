@@ -57,9 +57,9 @@ TEST_P(Channels, SplitAndMerge) {
         splitAndMerge<T>({61, 7}, pitch, outPitch, sequence);
       });
       // Past the caches: aligned rows, and rows at any byte.
-      const MirlSize large(4099, (40 << 20) / 4099 / 6 / kSize);
-      splitAndMerge<T>(large, 0, 0, sequence);
-      if (kSize == 2) splitAndMerge<T>(large, 4099 * 6 + 1, 4099 * 2 + 3, sequence);
+      const PastCaches past;
+      splitAndMerge<T>({4099, 43}, 0, 0, sequence);
+      splitAndMerge<T>({4099, 43}, 4099 * 3 * kSize + 1, 4099 * kSize + 3, sequence);
     }
   });
 }

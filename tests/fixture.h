@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "runtime/fault.h"
+#include "runtime/host/cache_limit.h"
 
 namespace mirl::test {
 
@@ -70,6 +71,14 @@ class DeviceTest : public testing::TestWithParam<int> {
                            [](const testing::TestParamInfo<int>& info) {                  \
                              return ::mirl::test::deviceName(info.param);                 \
                            })
+
+/// While it lives images of any size go past the caches.
+struct PastCaches {
+  PastCaches() { runtime::setCacheLimit(1); }
+  ~PastCaches() { runtime::setCacheLimit(0); }
+  PastCaches(const PastCaches&) = delete;
+  PastCaches& operator=(const PastCaches&) = delete;
+};
 
 /// Makes the nth runtime call of a kind fail inside a scope.
 class FailNth {

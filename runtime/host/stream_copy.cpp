@@ -1,7 +1,10 @@
 #include "runtime/host/stream_copy.h"
 
+#include "runtime/host/cache_limit.h"
+
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -42,11 +45,18 @@ std::size_t lastLevelCache() {
   return bytes > 0 ? static_cast<std::size_t>(bytes) : std::size_t{32} << 20;
 }
 
+std::atomic<std::size_t> assumedCache{0};
+
 }  // namespace
+
+void setCacheLimit(std::size_t bytes) {
+  assumedCache = bytes;
+}
 
 bool bypassesCaches(std::size_t bytes) {
   static const std::size_t cache = lastLevelCache();
-  return bytes > cache;
+  const std::size_t assumed = assumedCache.load(std::memory_order_relaxed);
+  return bytes > (assumed == 0 ? cache : assumed);
 }
 
 void streamCopy(void* dst, const void* src, std::size_t bytes) {
