@@ -2,6 +2,7 @@
 #include <mirl/imageStatistics.h>
 
 #include "core/access.h"
+#include "core/elements.h"
 #include "engine/numbers.h"
 #include "engine/pixels.h"
 #include "engine/table.h"
@@ -17,9 +18,7 @@ using adjust_8u_C3_kernel = engine::kernel_lookup_pixels;
 
 /// A number from 0 to 1 as a byte; others are limited, and NaN is 0.
 float byteOf(double number) {
-  const double scaled = number * 255.0;
-  if (!(scaled > 0)) return 0;
-  return scaled < 255 ? static_cast<float>(static_cast<int>(scaled)) : 255.0f;
+  return static_cast<float>(core::limitedTo(number * 255.0, core::maximumOf(8)));
 }
 
 /// What the samples of a channel become. All but `operator()` are bytes as floats.

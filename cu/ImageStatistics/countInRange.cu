@@ -1,5 +1,6 @@
 #include <mirl/imageStatistics.h>
 
+#include "core/elements.h"
 #include "engine/float_order.h"
 #include "engine/numbers.h"
 #include "engine/packed_bytes.h"
@@ -39,8 +40,7 @@ struct kernel_countInRange {
 };
 
 std::uint8_t byteBound(double bound) {
-  if (!(bound > 0.0)) return 0;
-  return bound >= 255.0 ? std::uint8_t{255} : static_cast<std::uint8_t>(bound);
+  return static_cast<std::uint8_t>(core::limitedTo(bound, core::maximumOf(8)));
 }
 
 /// Bounds of bytes, and of floats as ranks. The two zeros are one number, of two ranks; NaN as a
