@@ -71,6 +71,8 @@ target_compile_options(
   INTERFACE
     # The CUDA compiler writes host code that this would complain of.
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+    # A switch that a header forgets to bring would count as off.
+    $<$<COMPILE_LANGUAGE:CXX>:-Wundef>
     # A fused multiply-add is written where one is meant.
     $<$<COMPILE_LANGUAGE:CUDA>:-fmad=false>)
 if(MIRL_WERROR)

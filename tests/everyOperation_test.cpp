@@ -180,6 +180,33 @@ TEST_P(EveryOperation, StaysOnOneDevice) {
   }
 }
 
+// A kernel that can't be launched leaves the status of an operation that doesn't wait as it is. It
+// is told by the next call that waits, so that what nobody tells of is right.
+TEST_P(EveryOperation, LostKernelsAreTold) {
+  int lost = 0;
+  for (const Operation& op : operations()) {
+    SCOPED_TRACE(op.name);
+    const Inputs in = inputsOf(op);
+    const Bytes expected = bytesOf(resultOf(op, in));
+    for (int n = 1; n < 4; ++n) {
+      MirlImage out = outputOf(op, in);
+      const FailNth fault(runtime::Call::launch, n);
+      const MirlStatus status = op.run(in, out, MirlStream());
+      MirlStream().sync();  // can't tell
+      const MirlStatus told = device::syncCurrentDevice();
+      if (status == MIRL_SUCCESS && told == MIRL_SUCCESS) {
+        EXPECT_EQ(bytesOf(out), expected);
+        continue;
+      }
+      ++lost;
+      EXPECT_TRUE(status == MIRL_KERNEL_FAILED || told == MIRL_OPERATION_FAILED);
+      EXPECT_EQ(device::syncCurrentDevice(), MIRL_SUCCESS) << "once";
+    }
+  }
+  const bool host = GetParam() == device::getDeviceCount() - 1;
+  EXPECT_TRUE(host ? lost == 0 : lost > 60) << lost;
+}
+
 // Every call of the runtime that an operation makes fails once, for each kind of output that the
 // operation takes: the source itself, none, one that fits, one of another size, one of another
 // type.

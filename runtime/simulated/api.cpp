@@ -107,6 +107,10 @@ cudaError_t queueFill(Machine& m, void* dst, std::size_t pitch, int value, std::
   return cudaSuccess;
 }
 
+int capabilityOf(int device) {
+  return device == modes().oldGpu ? 5 : 9;
+}
+
 bool exists(int device) {
   return device >= 0 && device < modes().gpus;
 }
@@ -169,7 +173,7 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* properties, int device) {
   *properties = {};
   std::snprintf(properties->name, sizeof properties->name, "Simulated GPU %d", device);
   properties->multiProcessorCount = kMultiProcessors;
-  properties->major = 9;
+  properties->major = capabilityOf(device);
   properties->asyncEngineCount = 1;
   properties->totalGlobalMem = std::size_t{6} << 30;
   properties->totalConstMem = 65536;
@@ -187,7 +191,7 @@ cudaError_t cudaDeviceGetAttribute(int* value, cudaDeviceAttr attribute, int dev
       *value = kMultiProcessors;
       break;
     case cudaDevAttrComputeCapabilityMajor:
-      *value = 9;
+      *value = capabilityOf(device);
       break;
     case cudaDevAttrComputeCapabilityMinor:
       *value = 0;
