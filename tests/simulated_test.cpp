@@ -4,6 +4,7 @@
 #include "engine/cuda/launch.h"
 #include "engine/cuda/shared.h"
 #include "fixture.h"
+#include "runtime/simulated/machine.h"
 #include "runtime/simulated/modes.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -238,6 +239,22 @@ TEST_F(SimulatedGpu, RunsStreamsAsLateAsTheRulesAllow) {
   cudaHostUnregister(locked.data());
   cudaStreamDestroy(first);
   cudaStreamDestroy(second);
+}
+
+// A GPU that a program doesn't use isn't woken up. In a process of its own, which has used none.
+TEST_F(SimulatedGpuDeathTest, OnlyTheUsedGpuIsSetUp) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto useTheSecond = [] {
+    const simulated::Machine& machine = simulated::machine();
+    const MirlScalar early(1.0);
+    if (machine.used[0] || machine.used[1]) std::exit(1);
+    device::setCurrentDevice(1);
+    const MirlImage image(5, 5, MIRL_8U_C1);
+    MirlScalar mean;
+    const MirlStatus status = imageStatistics::mean(image, mean, MirlStream(true));
+    std::exit(status == MIRL_SUCCESS && machine.used[1] && !machine.used[0] ? 0 : 2);
+  };
+  EXPECT_EXIT(useTheSecond(), testing::ExitedWithCode(0), "");
 }
 
 // What device code computes is what a GPU does.

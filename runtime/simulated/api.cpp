@@ -222,6 +222,7 @@ cudaError_t cudaDeviceReset() {
 
 cudaError_t cudaStreamCreate(cudaStream_t* stream) {
   return call([&](Machine& m) {
+    m.useCurrent();
     *stream = m.streams.emplace_back(new CUstream_st{current});
     return cudaSuccess;
   });
@@ -255,6 +256,7 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream) {
 
 cudaError_t cudaMalloc(void** data, std::size_t bytes) {
   return call([&](Machine& m) {
+    m.useCurrent();
     void* made = m.memory.allocate(current, bytes, true);
     if (made == nullptr) return cudaErrorMemoryAllocation;
     *data = made;
@@ -321,6 +323,7 @@ cudaError_t cudaMemset2DAsync(void* dst, std::size_t pitch, int value, std::size
 
 cudaError_t cudaHostRegister(void* data, std::size_t bytes, unsigned) {
   return call([&](Machine& m) {
+    m.useCurrent();
     if (data == nullptr || bytes == 0) return cudaErrorInvalidValue;
     if (m.isLocked(data, 1)) return cudaErrorHostMemoryAlreadyRegistered;
     m.lockedHost[reinterpret_cast<std::uintptr_t>(data)] = {bytes, current};

@@ -147,10 +147,16 @@ bool Gpu::step(cudaStream_t stream) {
   return true;
 }
 
-Machine::Machine() : gpus(static_cast<std::size_t>(modes().gpus), Gpu(memory)) {}
+Machine::Machine()
+    : gpus(static_cast<std::size_t>(modes().gpus), Gpu(memory)), used(gpus.size()) {}
+
+void Machine::useCurrent() {
+  used[static_cast<std::size_t>(currentDevice())] = true;
+}
 
 Gpu& Machine::gpuOf(cudaStream_t stream) {
   const int device = currentDevice();
+  useCurrent();
   if (stream != nullptr && !stream->alive) fault("work on a stream that was destroyed");
   if (stream != nullptr && stream->device != device) {
     fault("work on a stream of device " + std::to_string(stream->device) + " while device " +
