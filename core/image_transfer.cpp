@@ -161,7 +161,8 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
   if (found != MIRL_SUCCESS) return found;
   if (!fits(srcRect, width_, height_)) return MIRL_INVALID_ARGUMENT;
 
-  if (!dst.isInitialized()) {
+  const bool isNew = !dst.isInitialized();
+  if (isNew) {
     if (dstOrigin.x != 0 || dstOrigin.y != 0) return MIRL_INVALID_ARGUMENT;
     const MirlStatus created =
         ImageAccess::create(dst, *queue.device, srcRect.width, srcRect.height,
@@ -195,5 +196,7 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
                  moved,
                  bytes(srcRect.height),
                  Direction::deviceToDevice};
-  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
+  if (queue.device->copyAsync(job, queue.stream)) return MIRL_SUCCESS;
+  if (isNew) dst.release();
+  return MIRL_COPY_D2D_FAILED;
 }
