@@ -25,6 +25,9 @@ MIRL_SANITIZER_OPTIONS __ubsan_default_options() {
 MIRL_SANITIZER_OPTIONS __lsan_default_suppressions() {
   return "leak:allocateLocked";  // what can't be unlocked can't be freed; the runtime counts these
 }
+MIRL_SANITIZER_OPTIONS __lsan_default_options() {
+  return "print_suppressions=0";
+}
 extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 
 namespace mirl::fuzz {
