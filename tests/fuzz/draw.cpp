@@ -53,6 +53,12 @@ Draw::Draw(std::uint64_t seed, int device, const Traits& traits, bool tells)
   pitchMore_ = 1 + upTo(7);
   pastCaches_ = chance(8);
   if (pastCaches_) tell(" past caches;");
+  if (chance(12)) {
+    const Format format = formatOf(chance(2));
+    deadImage_.create(size_, format.depth, format.channels);
+    deadHistogram_.create(256, MIRL_POINTER_DEVICE);
+    device::resetCurrentDevice();
+  }
   if (chance(6)) {
     fault_ = upTo(static_cast<int>(runtime::kCallKinds));
     faultAt_ = 1 + upTo(chance(3) ? 8 : 2);
@@ -189,6 +195,14 @@ MirlImage& Draw::image(const Format& format, const MirlSize& size, int pitch, bo
   return made;
 }
 
+Format Draw::formatOf(bool written) {
+  if (!written) return format_;
+  const int depth = traits_.depth != 0 ? traits_.depth : format_.depth;
+  // Most operations that take several depths write them into deeper ones, too.
+  return {format_.type, chance(8) ? oneOf({8, 16, 32}) : depth,
+          traits_.channels != 0 ? traits_.channels : format_.channels};
+}
+
 MirlImage& Draw::anyImage(bool written) {
   if (!images_.empty() && chance(14)) {  // the same image twice
     const auto number = static_cast<std::size_t>(upTo(static_cast<int>(images_.size())));
@@ -196,14 +210,12 @@ MirlImage& Draw::anyImage(bool written) {
     tell(" again(%zu)", number + 1);
     return images_[number].image;
   }
-  const bool odd = chance(9);
-  Format format = odd ? anyFormat() : format_;
-  if (written && !odd) {
-    const int channels = traits_.channels != 0 ? traits_.channels : format.channels;
-    const int depth = traits_.depth != 0 ? traits_.depth : format.depth;
-    // Most operations that take several depths write them into deeper ones, too.
-    format = {format.type, chance(8) ? oneOf({8, 16, 32}) : depth, channels};
+  if (deadImage_.isInitialized() && chance(3)) {
+    images_.push_back({std::move(deadImage_), written});
+    tellImage(images_.back());
+    return images_.back().image;
   }
+  const Format format = chance(9) ? anyFormat() : formatOf(written);
   if (chance(written && !traits_.live ? 2 : 30)) {
     HeldImage& held = images_.emplace_back();
     held.written = written;
@@ -223,7 +235,7 @@ MirlImage& Draw::anyImage(bool written) {
   // Then its data bits may be above the depth.
   if (toItself) made.convertTo(made, oneOf({8, 16}), 1.0f, 0.0f);
   if (elsewhere) device::setCurrentDevice(device_);
-  if (chance(60)) device::resetCurrentDevice();  // and all that was drawn so far dies
+  if (chance(80)) device::resetCurrentDevice();  // and all that was drawn so far dies
   tellImage(images_.back());
   return made;
 }
@@ -271,11 +283,15 @@ MirlScalar& Draw::scalar(bool written) {
 }
 
 MirlHistogram& Draw::histogram() {
+  if (deadHistogram_.isInitialized() && chance(2)) {
+    tell(" dead histogram");
+    histograms_.push_back({std::move(deadHistogram_)});
+    return histograms_.back().histogram;
+  }
   MirlHistogram& made = histograms_.emplace_back().histogram;
   const auto location = static_cast<MirlPointerType>(upTo(3));
   const int count = oneOf({0, 0, 0, 256, 256, 768, 768, 1, 255, 769, 4096});
   if (count > 0) made.create(count, location);
-  if (chance(40)) device::resetCurrentDevice();
   tell(" histogram(%d bins at %d)", count, static_cast<int>(location));
   return made;
 }

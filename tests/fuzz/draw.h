@@ -115,6 +115,7 @@ class Draw {
   struct HeldHistogram;
   struct HeldFilter;
 
+  test::Format formatOf(bool written);
   MirlImage& anyImage(bool written);
   void fill(HeldImage& held);
   void tellImage(const HeldImage& held);
@@ -140,6 +141,9 @@ class Draw {
   std::string told_, problem_;
   std::uint64_t digest_ = 0x9E3779B97F4A7C15u;
 
+  // Dead from the start, so that what is drawn before them may live.
+  MirlImage deadImage_;
+  MirlHistogram deadHistogram_;
   // Deques, because arguments are references into them.
   std::deque<HeldImage> images_;
   std::deque<HeldScalar> scalars_;

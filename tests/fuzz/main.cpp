@@ -55,34 +55,40 @@ std::string repeatOf(const Row& row, std::uint64_t seed) {
   return "mirl_fuzz --call " + std::to_string(seed) + " --only '" + row.name + "'";
 }
 
+/// Takes back what was lost.
+void resetAll() {
+  for (int id = 0; id < device::getDeviceCount(); ++id) {
+    device::setCurrentDevice(id);
+    device::resetCurrentDevice();
+  }
+}
+
 /// Runs one call on every device; empty if all promises were kept. With `tells` the arguments are
 /// printed before something can die of them.
 std::string problemOf(const Row& row, std::uint64_t seed, std::string* arguments,
                       long* successes = nullptr) {
   std::uint64_t first = 0;
   for (int id = 0; id < device::getDeviceCount(); ++id) {
-    const runtime::Live before = runtime::live();
+    runtime::Live before = runtime::live();
     std::uint64_t digest = 0;
     {
       Draw draw(seed, id, row.traits, arguments != nullptr);
       row.run(draw);
       if (arguments != nullptr) *arguments = draw.told();
       if (!draw.problem().empty()) {
+        resetAll();
         return "on device " + std::to_string(id) + " " + draw.problem() + " (status " +
                std::to_string(draw.status()) + ")";
       }
       digest = draw.digest();
       if (id == 0 && successes != nullptr) *successes += draw.status() == MIRL_SUCCESS;
-      if (draw.leaksBuffers()) {
-        for (int other = 0; other < device::getDeviceCount(); ++other) {
-          device::setCurrentDevice(other);
-          device::resetCurrentDevice();
-        }
-      }
-      if (draw.leaksPinned()) continue;
+      if (draw.leaksBuffers()) resetAll();
+      if (draw.leaksPinned()) before.pinnedBlocks = -1;
     }
+    if (before.pinnedBlocks < 0) before.pinnedBlocks = runtime::live().pinnedBlocks;
     if (!(runtime::live() == before)) {
       const runtime::Live now = runtime::live();
+      resetAll();
       return "on device " + std::to_string(id) + " left " +
              std::to_string(now.deviceBlocks - before.deviceBlocks) + " images, " +
              std::to_string(now.scratchBlocks - before.scratchBlocks) + " scratch blocks, " +
@@ -133,11 +139,11 @@ int repeatOne(const Rows& rows, std::uint64_t seed) {
 
 int run(const Rows& rows, const Options& options) {
   using Clock = std::chrono::steady_clock;
-  constexpr int kRare = 16, kMostProblems = 20;
+  constexpr int kRare = 16, kMostReports = 3;  // of one operation
   const auto start = Clock::now();
   const auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   const bool terminal = isatty(STDERR_FILENO) != 0;
-  std::vector<long> counts(rows.size()), successes(rows.size());
+  std::vector<long> counts(rows.size()), successes(rows.size()), reports(rows.size());
   long calls = 0;
   int problems = 0;
   double shown = 0;
@@ -153,11 +159,11 @@ int run(const Rows& rows, const Options& options) {
                     repeatOf(rows[i], seed).c_str());
       const std::string problem = problemOf(rows[i], seed, nullptr, &successes[i]);
       if (!problem.empty()) {
-        report(rows[i], seed, problem);
-        over = ++problems == kMostProblems;
+        ++problems;
+        if (++reports[i] <= kMostReports) report(rows[i], seed, problem);
       }
       ++counts[i];
-      over = over || ++calls == options.calls;
+      over = ++calls == options.calls;
     }
     alarm(120);  // ends a call that hangs
     over = over || (options.calls < 0 && elapsed() > options.seconds);
