@@ -229,8 +229,7 @@ MirlImage& Draw::anyImage(bool written) {
   // Where pitches matter they are mostly alike.
   const int kind = !traits_.pitch ? upTo(5) : chance(8) ? 1 + upTo(4) : pitchKind_;
   const int pitches[] = {0, row, row + pitchMore_, (row + 63) / 64 * 64, (row + 127) / 64 * 64};
-  const bool toItself =
-      !std::getenv("FZ_SHALLOW") && chance(24) && format.depth == 32 && (format.channels % 2) == 1;
+  const bool toItself = chance(24) && format.depth == 32 && (format.channels % 2) == 1;
   MirlImage& made = image(format, size, pitches[kind], written);
   // Then its data bits may be above the depth.
   if (toItself) made.convertTo(made, oneOf({8, 16}), 1.0f, 0.0f);

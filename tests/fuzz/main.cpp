@@ -174,12 +174,12 @@ int run(const Rows& rows, const Options& options) {
   }
   alarm(0);
   repeating[0] = '\0';
+  // A row that hardly ever gets through to the computation tests nothing.
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (std::getenv("FZ") || (counts[i] >= 100 && successes[i] * 20 < counts[i])) {
-      std::fprintf(stderr, "%s: only %ld of %ld calls succeeded\n", rows[i].name.c_str(),
-                   successes[i], counts[i]);
-      if (!std::getenv("FZ")) ++problems;
-    }
+    if (counts[i] < 100 || successes[i] * 20 >= counts[i]) continue;
+    std::fprintf(stderr, "%s: only %ld of %ld calls succeeded\n", rows[i].name.c_str(),
+                 successes[i], counts[i]);
+    ++problems;
   }
   const auto [least, most] = std::minmax_element(counts.begin(), counts.end());
   std::printf("%s%ld calls in %.1f s (%.0f a second), %ld to %ld of each operation: %d problems\n",

@@ -6,7 +6,6 @@ namespace mirl::fuzz {
 
 namespace {
 
-/// Copies between types that turn an image into one of another size or place.
 using Region = const MirlRect&;
 using Filter = const MirlFilter&;
 
