@@ -158,8 +158,7 @@ inline std::vector<Operation> operations() {
                channel = {source, argument, badChannels, dead, type, narrow},
                limited = {source, channels, narrow, depth, dead, mixedType},
                packed = {source, deepType, {kChannels, bad}, {kDepth, bad}, dead};
-  const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, writes{.partial = true},
-      converts{.loses = true};
+  const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, converts{.loses = true};
   const auto badly = [](const Call& run) { return Traits{.runBadly = run}; };
   const auto filters = [](const Call& run) { return Traits{.runBadly = run, .partial = true}; };
   // Widths of which every device makes rows without padding.
@@ -209,7 +208,7 @@ inline std::vector<Operation> operations() {
           {"SHL", wide, wide, between(SHL, 3), plain},
           {"SHR", rgb, rgb, between(SHR, 3), plain},
           {"NOT", rgb, rgb, between(NOT), sums},
-          {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}, writes},
+          {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}},
           {"convertScale",
            wide,
            wide,

@@ -88,6 +88,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
+  const bool isNew = !destination.isInitialized();
   const MirlStatus created = core::createLike(destination, source, *queue.device);
   if (created != MIRL_SUCCESS) return created;
 
@@ -111,6 +112,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   if (status == MIRL_SUCCESS && copyOutside && !copyAround(queue, source, destination, window)) {
     status = MIRL_COPY_D2D_FAILED;
   }
+  if (status != MIRL_SUCCESS && isNew) destination.release();
   return status;
 }
 

@@ -32,7 +32,8 @@ namespace mirl::imageFiltering {
 /// or channels; `MIRL_INVALID_ARGUMENT` for a filter of more than 512 coefficients or without a
 /// buffer; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a
 /// dead stream; what `create` returns for an empty destination; `MIRL_TYPE_NOT_SUPPORTED` for other
-/// types, an empty destination having been created by then.
+/// types, an empty destination having been created by then; `MIRL_DEVICE_ALLOC_FAILED` without
+/// memory for scratch, an empty destination being empty again.
 MIRL_API MirlStatus imageFilter(const MirlImage& source, MirlImage& destination,
                                 const MirlFilter& filter, const MirlStream& stream = MirlStream());
 
