@@ -98,8 +98,7 @@ void splitOnGpu(const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
   constexpr int kCount = 16 / static_cast<int>(sizeof(T));
   bool aligned = isVectorAligned<kCount>(in);
   for (const View<T>& view : out.of) aligned = aligned && isVectorAligned<kCount>(view);
-  cuda::launch(queue,
-               cuda::covering(in.width, in.height, {kBlockX, kBlockY}, aligned ? kCount : 1),
+  cuda::launch(queue, cuda::covering(in.width, in.height, {kBlockX, kBlockY}, aligned ? kCount : 1),
                aligned ? splitKernel<kCount, T, N> : splitKernel<1, T, N>, in, out);
 }
 

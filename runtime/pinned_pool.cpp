@@ -82,8 +82,8 @@ class Pool {
   }
 
   std::mutex mutex_;
-  Device* locker_ = nullptr;              // the GPU that holds the locks
-  std::map<void*, std::size_t> memory_;  // slabs and larger blocks
+  Device* locker_ = nullptr;                  // the GPU that holds the locks
+  std::map<void*, std::size_t> memory_;       // slabs and larger blocks
   std::array<std::vector<void*>, 16> lists_;  // by the logarithm of the block's size
 };
 
