@@ -81,14 +81,14 @@ MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, floa
 /// outside the rectangle.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_MISMATCH` if a live
-/// destination differs in depth or channels; `MIRL_INVALID_ARGUMENT` if the rectangle has no
-/// pixels, a negative number or leaves the source, if the centre lies outside the rectangle, or if
-/// the angle is infinite or NaN; `MIRL_MISMATCH` for images or a stream of two devices and
+/// destination differs in depth or channels, or in device, or the stream belongs to another one;
 /// `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_DEVICE_ALLOC_FAILED` without memory for the
-/// copy, or for the turned rectangle if source and destination are one; `MIRL_COPY_D2D_FAILED`;
-/// `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a live destination held;
-/// `MIRL_MISMATCH` for other types. With any of these a live destination is as it was; an empty one
-/// is as well, but with the last has become a copy of the source.
+/// copy; `MIRL_COPY_D2D_FAILED`; `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a
+/// live destination held. With any of these the destination is as it was. From here on it is the
+/// copy: `MIRL_INVALID_ARGUMENT` if the rectangle has no pixels, a negative number or leaves the
+/// source, if the centre lies outside the rectangle, or if the angle is infinite or NaN;
+/// `MIRL_MISMATCH` for other types; if source and destination are one, `MIRL_DEVICE_ALLOC_FAILED`
+/// and `MIRL_COPY_D2D_FAILED` for the turned rectangle.
 MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                            MirlPoint2D<int> center, const MirlRect& region,
                            const MirlStream& stream = MirlStream());
