@@ -7,8 +7,10 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace mirl::runtime {
@@ -35,6 +37,13 @@ void* allocateLocked(std::size_t bytes) {
     return nullptr;
   }
   return memory;
+}
+
+void freeLocked(void* memory) {
+  Device* gpu = locker();
+  // A reset of the GPU has unlocked it already, which is as good.
+  if (gpu != nullptr) gpu->unlockHost(memory);
+  std::free(memory);
 }
 
 class Pool {
@@ -67,7 +76,14 @@ class Pool {
   bool cutSlab(std::size_t size, std::vector<void*>& list) {
     auto* slab = static_cast<char*>(allocateLocked(kSlab));
     if (slab == nullptr) return false;
-    slabs_.push_back(slab);
+    try {
+      // Room for all blocks that there are, so that none finds the list full when it comes back.
+      list.reserve(list.capacity() + kSlab / size);
+      slabs_.push_back(slab);
+    } catch (const std::bad_alloc&) {
+      freeLocked(slab);
+      return false;
+    }
     for (std::size_t at = kSlab; at != 0; at -= size) list.push_back(slab + at - size);
     return true;
   }
@@ -79,7 +95,8 @@ class Pool {
 
 /// Scalars of static lifetime give their blocks back at the very end, so the pool stays.
 Pool& pool() {
-  static Pool& made = *new Pool;
+  alignas(Pool) static std::byte room[sizeof(Pool)];
+  static Pool& made = *new (room) Pool;
   return made;
 }
 
@@ -104,10 +121,7 @@ bool freePinned(void* block, std::size_t bytes) {
   if (bytes <= kLargestPooled) {
     pool().giveBack(block, bytes);
   } else {
-    Device* gpu = locker();
-    // A reset of the GPU has unlocked it already, which is as good.
-    if (gpu != nullptr) gpu->unlockHost(block);
-    std::free(block);
+    freeLocked(block);
   }
   --liveCounts().pinnedBlocks;
   return true;
