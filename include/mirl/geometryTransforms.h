@@ -7,11 +7,11 @@
 #include <mirl/stream.h>
 #include <mirl/types.h>
 
-/// Images in another size or position. All operations here take 8-bit, 16-bit and float images of 1
-/// or 3 channels, compute in single precision and give the same bits on every device. `dataBits`
-/// and `channelSeq` of the input aren't looked at unless an operation says so, and the sign of a
-/// live destination's elements isn't either: it gets elements of the source's type. The work is
-/// queued on the stream and no call waits for it.
+/// Images in another size or position. All operations here take unsigned 8-bit, unsigned 16-bit and
+/// float images of 1 or 3 channels, compute in single precision and give the same bits on every
+/// device, except those of a NaN. `dataBits` and `channelSeq` of the input aren't looked at unless
+/// an operation says so, and the sign of a live destination's elements isn't either: it gets
+/// elements of the source's type. The work is queued on the stream and no call waits for it.
 namespace mirl::geometryTransforms {
 
 /// Scales `source` to the size of `destination`, each axis by itself. Destination pixel x is
