@@ -54,7 +54,7 @@ set(mirl_sanitizers "")
 if(MIRL_SANITIZE)
   set(mirl_sanitizers -fsanitize=${MIRL_SANITIZE} -fno-omit-frame-pointer)
   if(MIRL_SANITIZE MATCHES "undefined")
-    list(APPEND mirl_sanitizers -fno-sanitize-recover=undefined)
+    list(APPEND mirl_sanitizers -fno-sanitize-recover=all)
   endif()
 endif()
 
