@@ -10,6 +10,7 @@
 
 #include "engine/device_code.h"
 #include "engine/functor.h"
+#include "engine/ivdep.h"
 #include "engine/planes.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -204,7 +205,7 @@ requires(decltype(F::channels)::kChannels == 1) class Parameters<F, Capacity> {
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
 void mapPiece(const F f, int x, int count, const Cursor<Out> out, const In... in) {
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (int i = 0; i < count; ++i) out.put(i, call(f, tableOf(f), x + i, in.get(i)...));
 }
 
