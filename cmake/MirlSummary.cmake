@@ -11,6 +11,9 @@ endfunction()
 list(JOIN CMAKE_CUDA_ARCHITECTURES " " mirl_archs)
 mirl_yes_no("${MIRL_WITH_CUDA}" "${CMAKE_CUDA_COMPILER_VERSION} for ${mirl_archs}"
             "no, host device only (MIRL_CUDA=${MIRL_CUDA})" mirl_cuda)
+if(MIRL_CUDA_SIMULATED)
+  set(mirl_cuda "simulated, for tests")
+endif()
 mirl_yes_no("${MIRL_WITH_OPENCV}" "${OpenCV_VERSION}" "no, image files can't be read or written"
             mirl_opencv)
 mirl_yes_no("${MIRL_WITH_OPENMP}" "yes" "no, plain threads instead" mirl_openmp)

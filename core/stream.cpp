@@ -64,11 +64,11 @@ bool MirlStream::finished() const {
 
 void MirlStream::sync() const {
   if (!defaultStream_) {
-    if (state_->alive()) state_->device.synchronize(handle_);
+    if (state_->alive()) state_->device.wait(handle_);
     return;
   }
   Device* device = currentDevice();
-  if (device != nullptr) device->synchronize(nullptr);
+  if (device != nullptr) device->wait(nullptr);
 }
 
 MirlStatus StreamAccess::queue(const MirlStream& stream, Device& device,

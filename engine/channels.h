@@ -57,7 +57,7 @@ struct kernel_merge3 {
   }
 };
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 using pixels::kBlockX;
 using pixels::kBlockY;
@@ -92,28 +92,15 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   }
 }
 
-template <int Count, class T, int N>
-void launchSplit(const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
-                 const Channels<T, N>& out) {
-  constexpr int kMaxGridY = 65535;
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid(static_cast<unsigned>((in.width - 1) / (kBlockX * Count) + 1),
-                  static_cast<unsigned>(std::min((in.height - 1) / kBlockY + 1, kMaxGridY)));
-  splitKernel<Count><<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(in, out);
-}
-
 template <class T, int N>
 void splitOnGpu(const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
                 const Channels<T, N>& out) {
-  const runtime::cuda::Current current(queue.device->id());
   constexpr int kCount = 16 / static_cast<int>(sizeof(T));
   bool aligned = isVectorAligned<kCount>(in);
   for (const View<T>& view : out.of) aligned = aligned && isVectorAligned<kCount>(view);
-  if (aligned) {
-    launchSplit<kCount>(queue, in, out);
-  } else {
-    launchSplit<1>(queue, in, out);
-  }
+  cuda::launch(queue,
+               cuda::covering(in.width, in.height, {kBlockX, kBlockY}, aligned ? kCount : 1),
+               aligned ? splitKernel<kCount, T, N> : splitKernel<1, T, N>, in, out);
 }
 
 #endif
@@ -125,7 +112,8 @@ void splitOnGpu(const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
 template <class T, int N>
 void split([[maybe_unused]] const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
            const Channels<T, N>& out) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     channels::splitOnGpu(queue, in, out);
     return;
@@ -138,7 +126,8 @@ void split([[maybe_unused]] const runtime::Queue& queue, const View<const Pixel<
 template <class T>
 void join([[maybe_unused]] const runtime::Queue& queue, const Channels<const T, 3>& in,
           const View<Pixel<T, 3>>& out) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     map(queue, channels::kernel_merge3<T>{}, out, in.of[0], in.of[1], in.of[2]);
     return;

@@ -17,9 +17,10 @@
 #include <algorithm>
 #include <cstdint>
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
+#include "engine/cuda/shared.h"
 #include "engine/vector_access.h"
-#include "runtime/cuda/cuda_device.h"
 #endif
 
 namespace mirl::engine {
@@ -63,7 +64,7 @@ template <class T>
 bool onHost(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
             const Taps& taps, const Window& window, float limit);
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 inline constexpr int kBlockX = 32;
 inline constexpr int kBlockY = 8;
@@ -72,20 +73,37 @@ inline constexpr int kRows = 4;     // of a thread, next to each other
 inline constexpr int kTileX = kBlockX * kColumns;
 inline constexpr int kTileY = kBlockY * kRows;
 
-__device__ inline int clampTo(int value, int last) {
-  return value < 0 ? 0 : value > last ? last : value;
+/// Coordinates from `first` on, continued by the edge of a plane of `size`. A plane may reach as far
+/// as an int does, and what lies beyond it further; near a tile ints are enough again.
+struct Run {
+  std::int64_t first;
+  int lowest;
+  int highest;
+
+  __device__ Run(std::int64_t first_, int size)
+      : first(first_), lowest(nearTile(-first_)), highest(nearTile(size - 1 - first_)) {}
+
+  __device__ std::int64_t at(int i) const {
+    return first + (i < lowest ? lowest : i > highest ? highest : i);
+  }
+
+ private:
+  __device__ static int nearTile(std::int64_t offset) {
+    constexpr std::int64_t kFar = 1 << 30;
+    return static_cast<int>(offset < -kFar ? -kFar : offset > kFar ? kFar : offset);
+  }
+};
+
+template <class T>
+__device__ float readAt(const View<const T>& in, std::int64_t x, std::int64_t y) {
+  const char* row = reinterpret_cast<const char*>(in.data) + y * in.pitch;
+  return toFloat(loadBytes(reinterpret_cast<const T*>(row) + x));
 }
 
 template <class T>
-__device__ float readClamped(const View<const T>& in, int x, int y) {
-  const char* row = reinterpret_cast<const char*>(in.data) +
-                    static_cast<std::ptrdiff_t>(clampTo(y, in.height - 1)) * in.pitch;
-  return toFloat(loadBytes(reinterpret_cast<const T*>(row) + clampTo(x, in.width - 1)));
-}
-
-template <class T>
-__device__ void writeSum(const View<T>& out, int x, int y, float sum, float limit) {
-  char* row = reinterpret_cast<char*>(out.data) + static_cast<std::ptrdiff_t>(y) * out.pitch;
+__device__ void writeSum(const View<T>& out, std::int64_t x, std::int64_t y, float sum,
+                         float limit) {
+  char* row = reinterpret_cast<char*>(out.data) + y * out.pitch;
   storeBytes(reinterpret_cast<T*>(row) + x, fromSum<T>(sum, limit));
 }
 
@@ -94,19 +112,21 @@ template <class T, int Width, int Height>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
     tileKernel(const View<T> out, const View<const T> in, const __grid_constant__ Taps taps,
                const Window window, float limit) {
-  extern __shared__ float tile[];
+  MIRL_DYNAMIC_SHARED(float, tile);
   const int width = Width == 0 ? taps.width : Width;
   const int height = Height == 0 ? taps.height : Height;
   const int stagedX = kTileX + (width - 1) * taps.step;
   const int stagedY = kTileY + height - 1;
   const int tx = static_cast<int>(threadIdx.x);
   const int ty = static_cast<int>(threadIdx.y);
-  const int left = window.x0 + static_cast<int>(blockIdx.x) * kTileX;
-  for (int top = window.y0 + static_cast<int>(blockIdx.y) * kTileY; top < window.y1;
-       top += static_cast<int>(gridDim.y) * kTileY) {
+  const std::int64_t left = window.x0 + std::int64_t{blockIdx.x} * kTileX;
+  const Run columns(left + taps.originX, in.width);
+  for (std::int64_t top = window.y0 + std::int64_t{blockIdx.y} * kTileY; top < window.y1;
+       top += std::int64_t{gridDim.y} * kTileY) {
+    const Run rows(top + taps.originY, in.height);
     for (int y = ty; y < stagedY; y += kBlockY) {
       for (int x = tx; x < stagedX; x += kBlockX) {
-        tile[y * stagedX + x] = readClamped(in, left + taps.originX + x, top + taps.originY + y);
+        tile[y * stagedX + x] = readAt(in, columns.at(x), rows.at(y));
       }
     }
     __syncthreads();
@@ -116,7 +136,7 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
     for (int i = 0; i < width; ++i) {
 #pragma unroll
       for (int c = 0; c < kColumns; ++c) {
-        const float* column = tile + ty * kRows * stagedX + tx + c * kBlockX + i * taps.step;
+        const auto column = tile + (ty * kRows * stagedX + tx + c * kBlockX + i * taps.step);
         float value[kRows];
 #pragma unroll
         for (int r = 0; r < kRows; ++r) value[r] = column[r * stagedX];
@@ -135,8 +155,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
     for (int c = 0; c < kColumns; ++c) {
 #pragma unroll
       for (int r = 0; r < kRows; ++r) {
-        const int x = left + tx + c * kBlockX;
-        const int y = top + ty * kRows + r;
+        const std::int64_t x = left + tx + c * kBlockX;
+        const std::int64_t y = top + ty * kRows + r;
         if (x < window.x1 && y < window.y1) writeSum(out, x, y, sum[c][r], limit);
       }
     }
@@ -149,14 +169,16 @@ template <class T>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
     plainKernel(const View<T> out, const View<const T> in, const __grid_constant__ Taps taps,
                 const Window window, float limit) {
-  const int x = window.x0 + static_cast<int>(blockIdx.x * kBlockX + threadIdx.x);
+  const std::int64_t x = window.x0 + std::int64_t{blockIdx.x} * kBlockX + threadIdx.x;
   if (x >= window.x1) return;
-  for (int y = window.y0 + static_cast<int>(blockIdx.y * kBlockY + threadIdx.y); y < window.y1;
-       y += static_cast<int>(gridDim.y) * kBlockY) {
+  const Run columns(x + taps.originX, in.width);
+  for (std::int64_t y = window.y0 + std::int64_t{blockIdx.y} * kBlockY + threadIdx.y; y < window.y1;
+       y += std::int64_t{gridDim.y} * kBlockY) {
+    const Run rows(y + taps.originY, in.height);
     float sum = 0.0f;
     for (int i = 0; i < taps.width; ++i) {
       for (int j = 0; j < taps.height; ++j) {
-        const float value = readClamped(in, x + taps.originX + i * taps.step, y + taps.originY + j);
+        const float value = readAt(in, columns.at(i * taps.step), rows.at(j));
         sum = fusedMultiplyAdd(value, taps.weight[i * taps.height + j], sum);
       }
     }
@@ -168,19 +190,14 @@ template <class T>
 void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
            const Taps& taps, const Window& window, float limit) {
   constexpr std::size_t kSharedBytes = 48 * 1024;
-  constexpr int kMaxGridY = 65535;
-  const runtime::cuda::Current current(queue.device->id());
-  const auto stream = static_cast<cudaStream_t>(queue.stream);
-  const dim3 block(kBlockX, kBlockY);
-  const auto grid = [&](int tileX, int tileY) {
-    return dim3(
-        static_cast<unsigned>((window.x1 - window.x0 - 1) / tileX + 1),
-        static_cast<unsigned>(std::min((window.y1 - window.y0 - 1) / tileY + 1, kMaxGridY)));
-  };
+  constexpr cuda::Threads kThreads{kBlockX, kBlockY};
+  const std::int64_t columns = std::int64_t{window.x1} - window.x0;
+  const std::int64_t rows = std::int64_t{window.y1} - window.y0;
   const std::size_t staged = static_cast<std::size_t>(kTileX + (taps.width - 1) * taps.step) *
                              static_cast<std::size_t>(kTileY + taps.height - 1) * sizeof(float);
   if (staged > kSharedBytes) {
-    plainKernel<T><<<grid(kBlockX, kBlockY), block, 0, stream>>>(out, in, taps, window, limit);
+    cuda::launch(queue, cuda::covering(columns, rows, kThreads), plainKernel<T>, out, in, taps,
+                 window, limit);
     return;
   }
   const bool square = taps.width == taps.height;
@@ -188,7 +205,9 @@ void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>&
                       : square && taps.width == 5 ? tileKernel<T, 5, 5>
                       : square && taps.width == 7 ? tileKernel<T, 7, 7>
                                                   : tileKernel<T, 0, 0>;
-  kernel<<<grid(kTileX, kTileY), block, staged, stream>>>(out, in, taps, window, limit);
+  cuda::Shape shape = cuda::covering(columns, rows, kThreads, kColumns, kRows);
+  shape.sharedBytes = staged;
+  cuda::launch(queue, shape, kernel, out, in, taps, window, limit);
 }
 
 #endif
@@ -201,8 +220,9 @@ void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>&
 template <class T>
 bool correlate(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
                const Taps& taps, const Window& window, float limit) {
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
   if (window.x0 >= window.x1 || window.y0 >= window.y1) return true;
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     correlation::onGpu(queue, out, in, taps, window, limit);
     return true;

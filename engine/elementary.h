@@ -178,7 +178,7 @@ class WholePower {
   using Bits = unsigned long long;
 
   MIRL_HD static double select(Bits mask, double a, double b) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
     return mask != 0 ? a : b;
 #else
     return std::bit_cast<double>((std::bit_cast<Bits>(a) & mask) |

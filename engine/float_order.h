@@ -15,7 +15,7 @@ namespace mirl::engine {
 namespace float_order {
 
 MIRL_HD inline std::uint32_t bitsOf(float value) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __float_as_uint(value);
 #else
   return std::bit_cast<std::uint32_t>(value);

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cstdint>
 
-#if defined(__CUDACC__)
-#include "runtime/cuda/cuda_device.h"
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
 #endif
 
 namespace mirl::engine {
@@ -93,7 +93,7 @@ void drawOnHost(const Frame& frame) {
   });
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 constexpr int kBlockX = 32;
 constexpr int kBlockY = 8;
@@ -167,7 +167,6 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
 }
 
 void drawOnGpu(const runtime::Queue& queue, const Frame& frame) {
-  const runtime::cuda::Current current(queue.device->id());
   GpuFrame job{frame.out, frame.inner, frame.left, frame.top, 0, frame.out.pitch % kChunk == 0, {}};
   if (job.aligned) {
     job.lead = static_cast<int>(reinterpret_cast<std::uintptr_t>(frame.out.data) % kChunk);
@@ -175,12 +174,10 @@ void drawOnGpu(const runtime::Queue& queue, const Frame& frame) {
   for (int i = 0; i < Pattern::kBytes; ++i) {
     job.pattern.byte[i] = frame.pattern.byte[(i + Pattern::kBytes - job.lead) % Pattern::kBytes];
   }
-  constexpr int kMaxGridY = 65535;
-  const unsigned chunks = (static_cast<unsigned>(frame.out.width) + job.lead - 1) / kChunk + 1;
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid((chunks - 1) / kBlockX + 1,
-                  static_cast<unsigned>(std::min((frame.out.height - 1) / kBlockY + 1, kMaxGridY)));
-  frameKernel<<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(job);
+  cuda::launch(queue,
+               cuda::covering(std::int64_t{job.lead} + frame.out.width, frame.out.height,
+                              {kBlockX, kBlockY}, kChunk),
+               frameKernel, job);
 }
 
 #endif
@@ -188,7 +185,7 @@ void drawOnGpu(const runtime::Queue& queue, const Frame& frame) {
 }  // namespace
 
 void drawFrame([[maybe_unused]] const runtime::Queue& queue, const Frame& frame) {
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     drawOnGpu(queue, frame);
     return;

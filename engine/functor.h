@@ -19,6 +19,10 @@
 #include <cstdint>
 #include <type_traits>
 
+#if MIRL_KERNELS
+#include "engine/cuda/shared.h"
+#endif
+
 namespace mirl::engine {
 
 /// A table that travels inside a functor. A functor with `Lookup<...> table` is called as
@@ -130,20 +134,23 @@ MIRL_HD const auto& tableOf(const F& f) {
   }
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 /// The same in shared memory. All threads of a block must call it.
 template <class F>
 __device__ const auto& sharedTableOf(const F& f) {
   if constexpr (HasTable<F>) {
-    __shared__ decltype(f.table) table;
-    constexpr unsigned kEntries = sizeof f.table.entry / sizeof f.table.entry[0];
+    using Table = decltype(f.table);
+    using Entry = std::remove_cvref_t<decltype(f.table.entry[0])>;
+    MIRL_SHARED(Table, table, 1);
+    const auto entries = table.template as<Entry>();
+    constexpr unsigned kEntries = sizeof f.table.entry / sizeof(Entry);
     const unsigned threads = blockDim.x * blockDim.y;
     for (unsigned i = threadIdx.y * blockDim.x + threadIdx.x; i < kEntries; i += threads) {
-      table.entry[i] = f.table.entry[i];
+      entries[i] = f.table.entry[i];
     }
     __syncthreads();
-    return table;
+    return table.readable();
   } else {
     return f;
   }

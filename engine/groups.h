@@ -17,8 +17,9 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__CUDACC__)
-#include "runtime/cuda/cuda_device.h"
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
+#include "engine/cuda/shared.h"
 #endif
 
 namespace mirl::engine {
@@ -73,30 +74,37 @@ void mapOnHost(const F& f, const View<Out>& out, const View<const In>& in) {
   });
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 inline constexpr int kBlockX = 64;
 inline constexpr int kBlockY = 4;
 
-/// The threads of a row of the block copy together; one side is shared memory.
-__device__ inline void copyTogether(char* to, const char* from, unsigned bytes) {
-  const auto addresses =
-      reinterpret_cast<std::uintptr_t>(to) | reinterpret_cast<std::uintptr_t>(from);
-  unsigned done = 0;
-  if (addresses % 16 == 0) {
-    done = bytes / 16 * 16;
-    for (unsigned i = threadIdx.x * 16; i < done; i += kBlockX * 16) {
-      *reinterpret_cast<uint4*>(to + i) = *reinterpret_cast<const uint4*>(from + i);
-    }
-  }
-  for (unsigned i = done + threadIdx.x; i < bytes; i += kBlockX) to[i] = from[i];
+/// Bytes that the threads of a row of the block move together, 16 at a time where `words` says so.
+template <class Words, class FromWords, class Bytes, class FromBytes>
+__device__ void copyTogether(bool words, Words to, FromWords from, Bytes toBytes,
+                             FromBytes fromBytes, unsigned count) {
+  const unsigned inWords = words ? count / 16 : 0;
+  for (unsigned i = threadIdx.x; i < inWords; i += kBlockX) to[i] = from[i];
+  for (unsigned i = inWords * 16 + threadIdx.x; i < count; i += kBlockX) toBytes[i] = fromBytes[i];
+}
+
+/// From the image to a row of shared memory, which starts at a word, and back.
+__device__ inline void fetchTogether(cuda::Shared<char> to, const char* from, unsigned count) {
+  copyTogether(reinterpret_cast<std::uintptr_t>(from) % 16 == 0, to.as<uint4>(),
+               reinterpret_cast<const uint4*>(from), to, from, count);
+}
+__device__ inline void storeTogether(char* to, cuda::Shared<char> from, unsigned count) {
+  copyTogether(reinterpret_cast<std::uintptr_t>(to) % 16 == 0, reinterpret_cast<uint4*>(to),
+               from.as<uint4>(), to, from, count);
 }
 
 template <class F, class Out, class In>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
     mapKernel(const __grid_constant__ F f, const View<Out> out, const View<const In> in) {
-  __shared__ alignas(16) In fetched[kBlockY][kBlockX];
-  __shared__ alignas(16) Out made[kBlockY][kBlockX];
+  MIRL_SHARED(In, fetched, kBlockX * kBlockY);
+  MIRL_SHARED(Out, made, kBlockX * kBlockY);
+  const auto fetchedRow = fetched + threadIdx.y * kBlockX;
+  const auto madeRow = made + threadIdx.y * kBlockX;
   const unsigned x = blockIdx.x * kBlockX;
   const unsigned left = static_cast<unsigned>(out.width) - x;
   const unsigned inRow = left < kBlockX ? left : kBlockX;
@@ -105,27 +113,21 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   for (unsigned top = blockIdx.y * kBlockY; top < height; top += gridDim.y * kBlockY) {
     const unsigned y = top + threadIdx.y;
     const unsigned count = y < height ? inRow : 0;
-    copyTogether(reinterpret_cast<char*>(fetched[threadIdx.y]), groupAt(in, x, y),
-                 count * static_cast<unsigned>(sizeof(In)));
+    fetchTogether(fetchedRow.template as<char>(), groupAt(in, x, y),
+                  count * static_cast<unsigned>(sizeof(In)));
     __syncthreads();
-    if (threadIdx.x < count) {
-      made[threadIdx.y][threadIdx.x] = f(fetched[threadIdx.y][threadIdx.x]);
-    }
+    if (threadIdx.x < count) madeRow[threadIdx.x] = f(fetchedRow[threadIdx.x]);
     __syncthreads();
-    copyTogether(groupAt(out, x, y), reinterpret_cast<const char*>(made[threadIdx.y]),
-                 count * static_cast<unsigned>(sizeof(Out)));
+    storeTogether(groupAt(out, x, y), madeRow.template as<char>(),
+                  count * static_cast<unsigned>(sizeof(Out)));
   }
 }
 
 template <class F, class Out, class In>
 void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
               const View<const In>& in) {
-  const runtime::cuda::Current current(queue.device->id());
-  constexpr int kMaxGridY = 65535;
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid(static_cast<unsigned>((out.width - 1) / kBlockX + 1),
-                  static_cast<unsigned>(std::min((out.height - 1) / kBlockY + 1, kMaxGridY)));
-  mapKernel<<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(f, out, in);
+  cuda::launch(queue, cuda::covering(out.width, out.height, {kBlockX, kBlockY}),
+               mapKernel<F, Out, In>, f, out, in);
 }
 
 #endif
@@ -138,7 +140,8 @@ void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
 template <class F, class Out, class In>
 void mapGroups([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
                const View<const In>& in) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<F>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     groups::mapOnGpu(queue, f, out, in);
     return;

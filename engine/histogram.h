@@ -17,7 +17,9 @@
 #include <cstring>
 #include <utility>
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
+#include "engine/cuda/shared.h"
 #include "engine/vector_access.h"
 #include "runtime/cuda/cuda_device.h"
 #endif
@@ -61,7 +63,7 @@ void addOnHost(const View<const std::uint8_t>& in, std::uint32_t* bins) {
   });
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 inline constexpr unsigned kThreads = 768;  // a multiple of 3, so that a thread keeps its channels
 template <int C>
@@ -74,7 +76,7 @@ __global__ void __launch_bounds__(kThreads)
   constexpr unsigned kElements = 16;
   constexpr unsigned kCounters = kBins * C * kCopies;
   // The copies of a bin stand side by side, in different banks.
-  __shared__ std::uint32_t counts[kCounters];
+  MIRL_SHARED(std::uint32_t, counts, kCounters);
   const unsigned t = threadIdx.x;
   for (unsigned i = t; i < kCounters; i += kThreads) counts[i] = 0;
   __syncthreads();
@@ -89,7 +91,7 @@ __global__ void __launch_bounds__(kThreads)
   unsigned row = first / words;
   unsigned column = first % words;
 
-  std::uint32_t* channels[C];
+  cuda::Shared<std::uint32_t> channels[C];
 #pragma unroll
   for (unsigned c = 0; c < C; ++c) {
     channels[c] = counts + (first * kElements + c) % C * kBins * kCopies + t % kCopies;
@@ -101,12 +103,12 @@ __global__ void __launch_bounds__(kThreads)
       const Items<std::uint8_t, kElements> word = loadVector<kElements>(at);
 #pragma unroll
       for (unsigned i = 0; i < kElements; ++i) {
-        atomicAdd(channels[i % C] + word.item[i] * kCopies, 1u);
+        channels[i % C].add(word.item[i] * kCopies, 1u);
       }
     } else {
 #pragma unroll
       for (unsigned i = 0; i < kElements; ++i) {
-        if (x + i < width) atomicAdd(channels[i % C] + at[i] * kCopies, 1u);
+        if (x + i < width) channels[i % C].add(at[i] * kCopies, 1u);
       }
     }
     row += rowStep;
@@ -129,19 +131,14 @@ __global__ void __launch_bounds__(kThreads)
 template <int C>
 void addOnGpu(const runtime::Queue& queue, const View<const std::uint8_t>& in,
               std::uint32_t* bins) {
-  const runtime::cuda::Current current(queue.device->id());
   // Two blocks fill a multiprocessor, and each costs clearing and merging its counters.
-  int processors = 1;
-  cudaDeviceGetAttribute(&processors, cudaDevAttrMultiProcessorCount, queue.device->id());
+  const int processors = queue.device->multiProcessors();
   const std::int64_t words = (std::int64_t{in.width} + 47) / 48 * 3 * in.height;
   const auto blocks = static_cast<unsigned>(
       std::min<std::int64_t>(2 * processors, (words - 1) / (4 * kThreads) + 1));
-  const auto stream = static_cast<cudaStream_t>(queue.stream);
-  if (isVectorAligned<16>(in)) {
-    histogramKernel<true, C><<<blocks, kThreads, 0, stream>>>(in, bins);
-  } else {
-    histogramKernel<false, C><<<blocks, kThreads, 0, stream>>>(in, bins);
-  }
+  cuda::launch(queue, {blocks, kThreads},
+               isVectorAligned<16>(in) ? histogramKernel<true, C> : histogramKernel<false, C>, in,
+               bins);
 }
 
 #endif
@@ -153,7 +150,8 @@ void addOnGpu(const runtime::Queue& queue, const View<const std::uint8_t>& in,
 template <int C>
 void addHistogram([[maybe_unused]] const runtime::Queue& queue, const View<const std::uint8_t>& in,
                   std::uint32_t* bins) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<std::integral_constant<int, C>>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     histogram::addOnGpu<C>(queue, in, bins);
     return;

@@ -26,7 +26,7 @@ inline constexpr T kGreatest = std::numeric_limits<T>::max();
 template <class T>
 MIRL_HD inline float toFloat(T element) {
   static_assert(isSmallInteger<T> || std::is_same_v<T, float>);
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   if constexpr (isSmallInteger<T>) {
     return __uint_as_float(0x4B000000u | element) - 8388608.0f;
   } else {
@@ -39,7 +39,7 @@ MIRL_HD inline float toFloat(T element) {
 
 /// A float that is known to lie between 0 and 2^23 - 1, truncated.
 MIRL_HD inline unsigned truncateInRange(float value) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __float_as_uint(__fadd_rz(value, 8388608.0f)) & 0x007FFFFFu;
 #else
   return static_cast<unsigned>(static_cast<int>(value));
@@ -48,7 +48,7 @@ MIRL_HD inline unsigned truncateInRange(float value) {
 
 /// A float limited to 0 to `limit` (at most 2^23 - 1) and truncated toward zero; NaN gives 0.
 MIRL_HD inline unsigned truncateTo(float value, float limit) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return truncateInRange(fminf(fmaxf(value, 0.0f), limit));
 #else
   // Floats from 0 up are ordered as their bits are, and integer comparisons are what compilers turn
@@ -76,7 +76,7 @@ MIRL_HD inline T fromFloat(float value) {
 
 /// The product rounded once together with the sum, on every device.
 MIRL_HD inline float fusedMultiplyAdd(float a, float b, float c) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __fmaf_rn(a, b, c);
 #else
   return __builtin_fmaf(a, b, c);

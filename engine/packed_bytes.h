@@ -29,7 +29,7 @@ MIRL_HD inline unsigned fourTimes(std::uint8_t byte) {
 
 /// The smaller ones of each two bytes.
 MIRL_HD inline unsigned minBytes(unsigned a, unsigned b) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __vminu4(a, b);
 #else
   return packed_bytes::each(a, b, [](unsigned x, unsigned y) { return x < y ? x : y; });
@@ -37,7 +37,7 @@ MIRL_HD inline unsigned minBytes(unsigned a, unsigned b) {
 }
 
 MIRL_HD inline unsigned maxBytes(unsigned a, unsigned b) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __vmaxu4(a, b);
 #else
   return packed_bytes::each(a, b, [](unsigned x, unsigned y) { return x > y ? x : y; });
@@ -46,7 +46,7 @@ MIRL_HD inline unsigned maxBytes(unsigned a, unsigned b) {
 
 /// 1 in each byte that isn't below its lower and isn't above its upper bound, else 0.
 MIRL_HD inline unsigned bytesInRange(unsigned bytes, unsigned lower, unsigned upper) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __vcmpgeu4(bytes, lower) & __vcmpleu4(bytes, upper) & 0x01010101u;
 #else
   return packed_bytes::each(bytes, lower, [](unsigned x, unsigned y) { return x >= y; }) &
@@ -56,7 +56,7 @@ MIRL_HD inline unsigned bytesInRange(unsigned bytes, unsigned lower, unsigned up
 
 /// The sum of the four products, and of `sum`.
 MIRL_HD inline unsigned dotBytes(unsigned a, unsigned b, unsigned sum) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __dp4a(a, b, sum);
 #else
   for (int shift = 0; shift < 32; shift += 8) sum += (a >> shift & 255u) * (b >> shift & 255u);

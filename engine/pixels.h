@@ -23,9 +23,9 @@
 #include <tuple>
 #include <type_traits>
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
 #include "engine/vector_access.h"
-#include "runtime/cuda/cuda_device.h"
 #endif
 
 namespace mirl::engine {
@@ -262,7 +262,7 @@ void mapOnHost(const F& f, const View<Out>& out, const View<const In>&... in) {
   });
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 /// Items that one thread takes: 16 bytes of the widest element.
 template <class... Items>
@@ -275,7 +275,7 @@ inline constexpr int kBlockY = 8;
 /// `Items` items a thread. With one item rows need no alignment at all.
 template <int Items, class F, class Out, class... In>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
-    mapKernel(const __grid_constant__ F f, const View<Out> out, const View<const In>... in) {
+    mapKernel(const __grid_constant__ F f, const View<Out> out, View<const In>... in) {
   const auto& table = sharedTableOf(f);
   // Unsigned, so that the last blocks of the longest rows don't overflow.
   const unsigned width = static_cast<unsigned>(out.width);
@@ -297,27 +297,16 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   }
 }
 
-template <int Items, class F, class Out, class... In>
-void launch(const runtime::Queue& queue, const F& f, const View<Out>& out,
-            const View<const In>&... in) {
-  constexpr int kMaxGridY = 65535;
-  constexpr int kBlockWidth = kBlockX * Items;
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid(static_cast<unsigned>((out.width - 1) / kBlockWidth + 1),
-                  static_cast<unsigned>(std::min((out.height - 1) / kBlockY + 1, kMaxGridY)));
-  mapKernel<Items><<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(f, out, in...);
-}
-
 template <class F, class Out, class... In>
 void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
               const View<const In>&... in) {
-  const runtime::cuda::Current current(queue.device->id());
   constexpr int kItems = kItemsPerThread<Out, In...>;
-  if (isVectorAligned<kItems>(out) && (isVectorAligned<kItems>(in) && ...)) {
-    launch<kItems>(queue, f, out, in...);
-  } else {
-    launch<1>(queue, f, out, in...);
-  }
+  const bool aligned = isVectorAligned<kItems>(out) && (isVectorAligned<kItems>(in) && ...);
+  auto kernel = mapKernel<1, F, Out, In...>;
+  if (aligned) kernel = mapKernel<kItems, F, Out, In...>;
+  cuda::launch(queue,
+               cuda::covering(out.width, out.height, {kBlockX, kBlockY}, aligned ? kItems : 1),
+               kernel, f, out, in...);
 }
 
 #endif
@@ -329,7 +318,8 @@ void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
 template <class F, class Out, class... In>
 void map([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
          const View<const In>&... in) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<F>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     pixels::mapOnGpu(queue, f, out, in...);
     return;

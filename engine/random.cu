@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
+#include "engine/cuda/launch.h"
 #include "engine/vector_access.h"
-#include "runtime/cuda/cuda_device.h"
 #endif
 
 // Philox 4x32-10 of Salmon, Moraes, Dror and Shaw, "Parallel random numbers: as easy as 1, 2, 3"
@@ -108,7 +108,7 @@ void fillOnHost(const View<float>& out) {
   });
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 
 constexpr int kBlockX = 32;
 constexpr int kBlockY = 8;
@@ -138,14 +138,9 @@ __global__ void __launch_bounds__(kBlockX* kBlockY) uniformKernel(const View<flo
 }
 
 void fillOnGpu(const runtime::Queue& queue, const View<float>& out) {
-  const runtime::cuda::Current current(queue.device->id());
-  constexpr int kMaxGridY = 65535;
   // A row that begins within a counter may meet one more.
-  const unsigned counters = static_cast<unsigned>(out.width) / 4 + 2;
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid((counters - 1) / kBlockX + 1,
-                  static_cast<unsigned>(std::min((out.height - 1) / kBlockY + 1, kMaxGridY)));
-  uniformKernel<<<grid, block, 0, static_cast<cudaStream_t>(queue.stream)>>>(out);
+  const int counters = out.width / 4 + 2;
+  cuda::launch(queue, cuda::covering(counters, out.height, {kBlockX, kBlockY}), uniformKernel, out);
 }
 
 #endif
@@ -153,7 +148,7 @@ void fillOnGpu(const runtime::Queue& queue, const View<float>& out) {
 }  // namespace
 
 void fillUniform([[maybe_unused]] const runtime::Queue& queue, const View<float>& out) {
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     fillOnGpu(queue, out);
     return;

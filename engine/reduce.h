@@ -289,7 +289,7 @@ void reduceOnHost(const View<const T>& in, const Cut& cut, const Task<R>&... tas
 }  // namespace reduction
 }  // namespace mirl::engine
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 #include "engine/reduce_gpu.h"
 #endif
 
@@ -299,7 +299,8 @@ namespace reduction {
 template <int C, class T, class... R>
 void run([[maybe_unused]] const runtime::Queue& queue, const View<const T>& in, const Cut& cut,
          const Task<R>&... tasks) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     reduceOnGpu<C>(queue, in, cut, tasks...);
     return;

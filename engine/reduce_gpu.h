@@ -6,9 +6,10 @@
 // of threads and the number of words that a row is padded to are multiples of 3, an element at one
 // place of a thread's words is always of the same channel.
 
+#include "engine/cuda/launch.h"
+#include "engine/cuda/shared.h"
 #include "engine/packed_bytes.h"
 #include "engine/vector_access.h"
-#include "runtime/cuda/cuda_device.h"
 
 namespace mirl::engine::reduction {
 
@@ -30,7 +31,7 @@ template <int C, class Bound>
 __device__ Bound boundOf(const Bound (&bounds)[C], unsigned channel) {
   Bound bound = bounds[0];
 #pragma unroll
-  for (unsigned c = 1; c < C; ++c) bound = channel == c ? bounds[c] : bound;
+  for (int c = 1; c < C; ++c) bound = channel == static_cast<unsigned>(c) ? bounds[c] : bound;
   return bound;
 }
 
@@ -189,23 +190,23 @@ __device__ void mergeBlock(const R& r, ThreadLanes<C, R>& own, typename R::Total
   using Total = typename R::Total;
   constexpr int kCount = ThreadLanes<C, R>::kCount;
   constexpr int kElements = kWordElements<typename R::Element>;
-  __shared__ Total shared[kCount][kThreads];
+  MIRL_SHARED(Total, shared, kCount * kThreads);
   own.finish();
   const unsigned t = threadIdx.x;
   for (unsigned half = kThreads / 2; half >= 3; half /= 2) {
     if (t >= half && t < 2 * half) {
 #pragma unroll
-      for (int i = 0; i < kCount; ++i) shared[i][t] = own.lane[i];
+      for (int i = 0; i < kCount; ++i) shared[i * kThreads + t] = own.lane[i];
     }
     __syncthreads();
     if (t < half) {
 #pragma unroll
-      for (int i = 0; i < kCount; ++i) own.lane[i] = r.merge(own.lane[i], shared[i][t + half]);
+      for (int i = 0; i < kCount; ++i) own.lane[i] = r.merge(own.lane[i], shared[i * kThreads + t + half]);
     }
   }
   if (t < 3) {
 #pragma unroll
-    for (int i = 0; i < kCount; ++i) shared[i][t] = own.lane[i];
+    for (int i = 0; i < kCount; ++i) shared[i * kThreads + t] = own.lane[i];
   }
   __syncthreads();
   if (t != 0) return;
@@ -217,7 +218,7 @@ __device__ void mergeBlock(const R& r, ThreadLanes<C, R>& own, typename R::Total
 #pragma unroll
     for (int i = 0; i < kCount; ++i) {
       Total& result = merged[(thread * kElements + i) % C];
-      result = r.merge(result, shared[i][thread]);
+      result = r.merge(result, shared[i * kThreads + thread]);
     }
   }
 #pragma unroll
@@ -234,7 +235,7 @@ inline constexpr int kWordsAtOnce = 4;
 
 template <bool Aligned, int C, class T, class... R>
 __global__ void __launch_bounds__(kThreads)
-    reduceKernel(const View<const T> in, const Cut cut, const Task<R>... tasks) {
+    reduceKernel(const View<const T> in, const Cut cut, Task<R>... tasks) {
   constexpr int kElements = kWordElements<T>;
   const Unit unit = unitOf(cut, static_cast<int>(blockIdx.x));
   const unsigned rows = static_cast<unsigned>(unit.rows);
@@ -294,14 +295,10 @@ __global__ void __launch_bounds__(kThreads)
 template <int C, class T, class... R>
 void reduceOnGpu(const runtime::Queue& queue, const View<const T>& in, const Cut& cut,
                  const Task<R>&... tasks) {
-  const runtime::cuda::Current current(queue.device->id());
-  const auto blocks = static_cast<unsigned>(cut.units);
-  const auto stream = static_cast<cudaStream_t>(queue.stream);
-  if (isVectorAligned<kWordElements<T>>(in)) {
-    reduceKernel<true, C><<<blocks, kThreads, 0, stream>>>(in, cut, tasks...);
-  } else {
-    reduceKernel<false, C><<<blocks, kThreads, 0, stream>>>(in, cut, tasks...);
-  }
+  const cuda::Shape shape{static_cast<unsigned>(cut.units), kThreads};
+  auto kernel = reduceKernel<false, C, T, R...>;
+  if (isVectorAligned<kWordElements<T>>(in)) kernel = reduceKernel<true, C, T, R...>;
+  cuda::launch(queue, shape, kernel, in, cut, tasks...);
 }
 
 }  // namespace mirl::engine::reduction

@@ -9,7 +9,7 @@
 #include "engine/view.h"
 #include "runtime/runtime.h"
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 #include "engine/resample_gpu.h"
 #endif
 
@@ -19,7 +19,8 @@ namespace mirl::engine {
 template <class Sampler, class Border, class Map, class Codec, class T, int C>
 void resampleMap([[maybe_unused]] const runtime::Queue& queue, const Map& map, const Codec& codec,
                  const View<Pixel<T, C>>& out, const View<const Pixel<T, C>>& in) {
-#if defined(__CUDACC__)
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     resample::mapOnGpu<Sampler, Border>(queue, map, codec, out, in);
     return;
@@ -33,8 +34,9 @@ void resampleMap([[maybe_unused]] const runtime::Queue& queue, const Map& map, c
 template <class Sampler, class Codec, class T, int C>
 bool resampleZoom(const runtime::Queue& queue, const Codec& codec, const View<Pixel<T, C>>& out,
                   const View<const Pixel<T, C>>& in) {
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
   const Zoom zoom{{in.width, out.width}, {in.height, out.height}};
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
   if (!queue.device->isHost()) {
     resample::zoomOnGpu<Sampler>(queue, zoom, codec, out, in);
     return true;

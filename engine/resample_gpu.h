@@ -4,9 +4,9 @@
 // neighbouring pixels share; what costs is instructions, so positions that a column or a row has in
 // common are made once for several pixels.
 
+#include "engine/cuda/launch.h"
 #include "engine/samplers.h"
 #include "engine/vector_access.h"
-#include "runtime/cuda/cuda_device.h"
 
 #include <algorithm>
 
@@ -18,12 +18,9 @@ inline constexpr int kBlockY = 8;
 inline constexpr int kZoomColumns = 4;
 
 /// Rows that a thread makes: several where there are enough of them to fill the GPU anyway.
-inline dim3 gridOf(int width, int height, int columnsPerThread) {
-  constexpr int kMaxGridY = 65535;
-  const int rowsPerThread = height >= 512 ? 4 : 1;
-  const std::int64_t blockWidth = std::int64_t{kBlockX} * columnsPerThread;
-  return {static_cast<unsigned>((width - 1) / blockWidth + 1),
-          static_cast<unsigned>(std::min((height - 1) / (kBlockY * rowsPerThread) + 1, kMaxGridY))};
+inline cuda::Shape shapeOf(int width, int height, int columnsPerThread) {
+  return cuda::covering(width, height, {kBlockX, kBlockY}, columnsPerThread,
+                        height >= 512 ? 4 : 1);
 }
 
 /// Whether every element of every row can be read as a whole.
@@ -50,15 +47,10 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
 template <class Sampler, class Border, class Map, class Codec, class T, int C>
 void mapOnGpu(const runtime::Queue& queue, const Map& map, const Codec& codec,
               const View<Pixel<T, C>>& out, const View<const Pixel<T, C>>& in) {
-  const runtime::cuda::Current current(queue.device->id());
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid = gridOf(out.width, out.height, 1);
-  const auto stream = static_cast<cudaStream_t>(queue.stream);
-  if (isAligned(in)) {
-    mapKernel<Sampler, Border, true><<<grid, block, 0, stream>>>(map, codec, out, in);
-  } else {
-    mapKernel<Sampler, Border, false><<<grid, block, 0, stream>>>(map, codec, out, in);
-  }
+  cuda::launch(queue, shapeOf(out.width, out.height, 1),
+               isAligned(in) ? mapKernel<Sampler, Border, true, Map, Codec, T, C>
+                             : mapKernel<Sampler, Border, false, Map, Codec, T, C>,
+               map, codec, out, in);
 }
 
 /// `Wide`: the output takes the pixels of a thread in whole words.
@@ -101,17 +93,11 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
 template <class Sampler, class Codec, class T, int C>
 void zoomOnGpu(const runtime::Queue& queue, const Zoom& zoom, const Codec& codec,
                const View<Pixel<T, C>>& out, const View<const Pixel<T, C>>& in) {
-  const runtime::cuda::Current current(queue.device->id());
-  const dim3 block(kBlockX, kBlockY);
-  const dim3 grid = gridOf(out.width, out.height, kZoomColumns);
-  const auto stream = static_cast<cudaStream_t>(queue.stream);
-  if (!isAligned(in)) {
-    zoomKernel<Sampler, false, false><<<grid, block, 0, stream>>>(zoom, codec, out, in);
-  } else if (isVectorAligned<kZoomColumns>(out)) {
-    zoomKernel<Sampler, true, true><<<grid, block, 0, stream>>>(zoom, codec, out, in);
-  } else {
-    zoomKernel<Sampler, true, false><<<grid, block, 0, stream>>>(zoom, codec, out, in);
-  }
+  const auto kernel = !isAligned(in) ? zoomKernel<Sampler, false, false, Codec, T, C>
+                      : isVectorAligned<kZoomColumns>(out)
+                          ? zoomKernel<Sampler, true, true, Codec, T, C>
+                          : zoomKernel<Sampler, true, false, Codec, T, C>;
+  cuda::launch(queue, shapeOf(out.width, out.height, kZoomColumns), kernel, zoom, codec, out, in);
 }
 
 }  // namespace mirl::engine::resample

@@ -26,7 +26,7 @@
 #include <cstring>
 #include <type_traits>
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 #include "engine/vector_access.h"
 #endif
 
@@ -47,7 +47,7 @@ struct Position {
 /// The position of a float coordinate. Coordinates beyond 2^30 count as that far out, and NaN as
 /// far out to the left.
 MIRL_HD inline Position positionOf(float coordinate) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   constexpr float kFar = 1073741824.0f;
   const float limited = fminf(fmaxf(coordinate, -kFar), kFar);
   const int whole = __float2int_rd(limited);
@@ -102,7 +102,7 @@ struct ZoomAxis {
  private:
   /// number / (2 * destination).
   MIRL_HD std::uint64_t divide(std::uint64_t number, std::uint64_t& remainder) const {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
     // GPUs have no 64-bit division. This quotient is exact or one too small.
     std::uint64_t quotient = __umul64hi(number, reciprocal);
     remainder = number - quotient * (2 * destination);
@@ -241,7 +241,7 @@ void storeItem(char* row, std::ptrdiff_t i, const T& item) {
 /// One element; on a GPU an unaligned one takes a way of its own.
 template <bool Aligned, class T>
 MIRL_HD T loadElement(const char* at) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   const auto* element = reinterpret_cast<const T*>(at);
   if constexpr (Aligned) {
     return __ldg(element);

@@ -12,14 +12,14 @@
 namespace mirl::engine {
 
 MIRL_HD inline float floatOf(unsigned bits) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __uint_as_float(bits);
 #else
   return std::bit_cast<float>(bits);
 #endif
 }
 MIRL_HD inline unsigned bitsOf(float value) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return __float_as_uint(value);
 #else
   return std::bit_cast<unsigned>(value);
@@ -29,7 +29,7 @@ MIRL_HD inline unsigned bitsOf(float value) {
 /// `chosen ? a : b` for floats and unsigned integers.
 template <class T>
 MIRL_HD T select(bool chosen, T a, T b) {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
   return chosen ? a : b;
 #else
   if constexpr (std::is_same_v<T, float>) {

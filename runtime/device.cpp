@@ -3,6 +3,34 @@
 #include "runtime/runtime.h"
 
 namespace mirl::runtime {
+namespace {
+
+/// The device on which this thread has lost work. Another thread may have been told of it first,
+/// whose business it was not.
+thread_local Device* failedHere = nullptr;
+
+}  // namespace
+
+void Device::rememberFailure() {
+  failed_ = true;
+  failedHere = this;
+}
+
+bool Device::takeFailure() {
+  const bool here = failedHere == this;
+  if (here) failedHere = nullptr;
+  return failed_.exchange(false) || here;
+}
+
+bool Device::synchronize(void* stream) {
+  const bool waited = wait(stream);
+  return !takeFailure() && waited;
+}
+
+bool Device::synchronizeAll() {
+  const bool waited = waitForAll();
+  return !takeFailure() && waited;
+}
 
 bool Device::allocatePitched(std::size_t rowBytes, std::size_t rows, void*& data,
                              std::size_t& pitch) {
@@ -44,7 +72,8 @@ bool Device::freeScratch(void* data, void* stream) {
 }
 
 bool Device::copy(const Copy& job) {
-  return !shouldFail(Call::copy) && doCopy(job);
+  if (shouldFail(Call::copy) || !doCopy(job)) return false;
+  return job.direction != Direction::deviceToHost || !takeFailure();
 }
 
 bool Device::copyAsync(const Copy& job, void* stream) {
@@ -75,6 +104,7 @@ bool Device::destroyStream(void* stream) {
 
 void Device::reset() {
   doReset();
+  takeFailure();
   epoch_.fetch_add(1, std::memory_order_acq_rel);
   liveCounts().deviceBlocks -= blocks_.exchange(0);
   liveCounts().streams -= streams_.exchange(0);

@@ -6,8 +6,8 @@
 
 namespace mirl::runtime {
 
-enum class Call { allocate, free, copy, fill, stream, pinned };
-inline constexpr std::size_t kCallKinds = 6;
+enum class Call { allocate, free, copy, fill, stream, pinned, launch };
+inline constexpr std::size_t kCallKinds = 7;
 
 /// Makes the nth call of a kind from now on fail (1 is the next), for all threads and devices.
 /// 0 takes it back. The failing call does nothing else; the calls after it work again.

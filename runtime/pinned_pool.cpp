@@ -8,6 +8,7 @@
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <map>
 #include <mutex>
 #include <vector>
 
@@ -19,29 +20,12 @@ constexpr std::size_t kSlab = 64 * 1024;
 constexpr std::size_t kSmallest = 32;
 constexpr std::size_t kLargestPooled = 32 * 1024;
 
-/// Locks are asked of the first GPU and hold for all of them. Without a GPU memory needs none.
-Device* locker() {
-  Device* first = device(0);
-  return first->isHost() ? nullptr : first;
-}
-
-void* allocateLocked(std::size_t bytes) {
-  if (bytes > physicalMemory()) return nullptr;
-  void* memory = std::aligned_alloc(kPage, bytes);
-  if (memory == nullptr) return nullptr;
-  Device* gpu = locker();
-  if (gpu != nullptr && !gpu->lockHost(memory, bytes)) {
-    std::free(memory);
-    return nullptr;
-  }
-  return memory;
-}
-
 class Pool {
  public:
   void* take(std::size_t bytes) {
-    const std::size_t size = std::bit_ceil(bytes < kSmallest ? kSmallest : bytes);
     const std::lock_guard lock(mutex_);
+    if (bytes > kLargestPooled) return allocateLocked(bytes);
+    const std::size_t size = std::bit_ceil(bytes < kSmallest ? kSmallest : bytes);
     std::vector<void*>& list = freeList(size);
     if (list.empty() && !cutSlab(size, list)) return nullptr;
     void* block = list.back();
@@ -51,12 +35,25 @@ class Pool {
 
   void giveBack(void* block, std::size_t bytes) {
     const std::lock_guard lock(mutex_);
-    freeList(std::bit_ceil(bytes < kSmallest ? kSmallest : bytes)).push_back(block);
+    if (bytes > kLargestPooled) {
+      if (locker_ != nullptr) locker_->unlockHost(block);
+      memory_.erase(block);
+      std::free(block);
+    } else {
+      freeList(std::bit_ceil(bytes < kSmallest ? kSmallest : bytes)).push_back(block);
+    }
   }
 
-  void relock(Device& gpu) {
+  void lock(Device& gpu) {
     const std::lock_guard lock(mutex_);
-    for (void* slab : slabs_) gpu.lockHost(slab, kSlab);
+    if (locker_ != nullptr) return;
+    locker_ = &gpu;
+    for (const auto& [memory, bytes] : memory_) gpu.lockHost(memory, bytes);
+  }
+
+  void unlocked(Device& gpu) {
+    const std::lock_guard lock(mutex_);
+    if (locker_ == &gpu) locker_ = nullptr;
   }
 
  private:
@@ -64,16 +61,29 @@ class Pool {
     return lists_[static_cast<std::size_t>(std::countr_zero(size))];
   }
 
+  void* allocateLocked(std::size_t bytes) {
+    if (bytes > physicalMemory()) return nullptr;
+    const std::size_t rounded = (bytes + kPage - 1) / kPage * kPage;
+    void* memory = std::aligned_alloc(kPage, rounded);
+    if (memory == nullptr) return nullptr;
+    if (locker_ != nullptr && !locker_->lockHost(memory, rounded)) {
+      std::free(memory);
+      return nullptr;
+    }
+    memory_.emplace(memory, rounded);
+    return memory;
+  }
+
   bool cutSlab(std::size_t size, std::vector<void*>& list) {
     auto* slab = static_cast<char*>(allocateLocked(kSlab));
     if (slab == nullptr) return false;
-    slabs_.push_back(slab);
     for (std::size_t at = kSlab; at != 0; at -= size) list.push_back(slab + at - size);
     return true;
   }
 
   std::mutex mutex_;
-  std::vector<void*> slabs_;
+  Device* locker_ = nullptr;              // the GPU that holds the locks
+  std::map<void*, std::size_t> memory_;  // slabs and larger blocks
   std::array<std::vector<void*>, 16> lists_;  // by the logarithm of the block's size
 };
 
@@ -87,13 +97,7 @@ Pool& pool() {
 
 void* allocatePinned(std::size_t bytes) {
   if (shouldFail(Call::pinned)) return nullptr;
-  void* block = nullptr;
-  if (bytes <= kLargestPooled) {
-    block = pool().take(bytes);
-  } else {
-    const std::size_t rounded = (bytes + kPage - 1) / kPage * kPage;
-    if (rounded >= bytes) block = allocateLocked(rounded);
-  }
+  void* block = pool().take(bytes);
   if (block != nullptr) ++liveCounts().pinnedBlocks;
   return block;
 }
@@ -101,21 +105,17 @@ void* allocatePinned(std::size_t bytes) {
 bool freePinned(void* block, std::size_t bytes) {
   if (block == nullptr) return true;
   if (shouldFail(Call::pinned)) return false;
-  if (bytes <= kLargestPooled) {
-    pool().giveBack(block, bytes);
-  } else {
-    Device* gpu = locker();
-    // A reset of the GPU has unlocked it already, which is as good.
-    if (gpu != nullptr) gpu->unlockHost(block);
-    std::free(block);
-  }
+  pool().giveBack(block, bytes);
   --liveCounts().pinnedBlocks;
   return true;
 }
 
-void relockPinned(int id) {
-  Device* gpu = locker();
-  if (gpu != nullptr && gpu->id() == id) pool().relock(*gpu);
+void lockPinned(Device& gpu) {
+  pool().lock(gpu);
+}
+
+void pinnedUnlocked(Device& gpu) {
+  pool().unlocked(gpu);
 }
 
 }  // namespace mirl::runtime

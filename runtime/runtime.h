@@ -55,10 +55,13 @@ class Device {
   Device& operator=(const Device&) = delete;
 
   int id() const { return id_; }
+  /// What the GPU runtime calls the device; -1 for the host.
+  int nativeId() const { return nativeId_; }
   virtual bool isHost() const = 0;
   /// Goes up with every reset: what was made under another epoch is dead.
   unsigned epoch() const { return epoch_.load(std::memory_order_acquire); }
   virtual bool describe(DeviceInfo& info) = 0;
+  virtual int multiProcessors() = 0;
 
   /// Rows padded to the device's alignment; `pitch` is its choice. Asking for 0 bytes fails.
   bool allocatePitched(std::size_t rowBytes, std::size_t rows, void*& data, std::size_t& pitch);
@@ -79,9 +82,15 @@ class Device {
   bool createStream(void*& stream);
   bool destroyStream(void* stream);
   virtual bool streamFinished(void* stream) = 0;
-  virtual bool synchronize(void* stream) = 0;
 
-  virtual bool synchronizeAll() = 0;
+  virtual bool wait(void* stream) = 0;
+  virtual bool waitForAll() = 0;
+  /// The same, and false too if work was lost since the last time: work that could not be queued,
+  /// of this thread or of any other that hasn't been told yet. So is a copy to the host.
+  bool synchronize(void* stream);
+  bool synchronizeAll();
+  void rememberFailure();
+
   /// Frees everything on the device and starts a new epoch.
   void reset();
 
@@ -92,7 +101,7 @@ class Device {
   virtual bool unlockHost(void* data) = 0;
 
  protected:
-  explicit Device(int id) : id_(id) {}
+  explicit Device(int id, int nativeId = -1) : id_(id), nativeId_(nativeId) {}
 
   virtual bool doAllocatePitched(std::size_t rowBytes, std::size_t rows, void*& data,
                                  std::size_t& pitch) = 0;
@@ -109,7 +118,11 @@ class Device {
   virtual void doReset() = 0;
 
  private:
+  bool takeFailure();
+
   int id_;
+  int nativeId_;
+  std::atomic<bool> failed_{false};
   std::atomic<unsigned> epoch_{1};
   std::atomic<long> blocks_{0};   // of this epoch, taken off the live count by a reset
   std::atomic<long> streams_{0};  // likewise

@@ -321,7 +321,7 @@ TEST_P(PixelsEngine, FloatsBecomeIntegers) {
   }
 }
 
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
 MIRL_TEST_ON_ALL_DEVICES(PixelsEngine);
 #else
 INSTANTIATE_TEST_SUITE_P(Devices, PixelsEngine, testing::Values(device::getDeviceCount() - 1),

@@ -18,7 +18,7 @@ struct Abs {
 };
 struct Floor {
   MIRL_HD float operator()(float x) const {
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
     return floorf(x);
 #else
     // Compilers make no vector code of std::floor. The sign of a zero is kept: -0 - 0 is -0.

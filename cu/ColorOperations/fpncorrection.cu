@@ -35,7 +35,7 @@ struct fpnCUDA {
 
 /// Tells of an error that the GPU's runtime holds, and leaves it there.
 void reportError([[maybe_unused]] const char* when) {
-#if defined(__CUDACC__)
+#if MIRL_KERNELS
   const cudaError_t error = cudaPeekAtLastError();
   if (error == cudaSuccess) return;
   std::printf("FPN %s %d %s\n", when, static_cast<int>(error), cudaGetErrorString(error));

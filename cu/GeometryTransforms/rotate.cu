@@ -55,7 +55,7 @@ struct NormalizedElements {
       return value;
     } else {
       constexpr float kGreatest = engine::kGreatest<T>;
-#if defined(__CUDA_ARCH__)
+#if MIRL_DEVICE_PASS
       return static_cast<T>(engine::truncateTo(__fmul_rz(value, kGreatest), kGreatest));
 #else
       // The rounded product may have reached a whole number that the exact one doesn't: the sign of

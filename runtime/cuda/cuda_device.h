@@ -10,10 +10,11 @@ int currentDevice();
 bool setCurrentDevice(int id);
 std::unique_ptr<Device> makeDevice(int id);
 
-/// Makes a GPU current for a scope. Work for a GPU is queued while it is current.
+/// Makes a GPU, by the runtime's number, current for a scope. Work for a GPU is queued while it is
+/// current.
 class Current {
  public:
-  explicit Current(int id);
+  explicit Current(int gpu);
   ~Current();
   Current(const Current&) = delete;
   Current& operator=(const Current&) = delete;

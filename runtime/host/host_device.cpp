@@ -55,7 +55,7 @@ class HostDevice final : public Device {
   bool describe(DeviceInfo& info) override {
     info = {};
     info.name = "Host processor";
-    info.multiProcessors = hostThreads();
+    info.multiProcessors = multiProcessors();
     info.globalMemory = physicalMemory();
     info.rowAlignment = kRowAlignment;
     std::ifstream cpus("/proc/cpuinfo");
@@ -70,9 +70,11 @@ class HostDevice final : public Device {
     return true;
   }
 
+  int multiProcessors() override { return hostThreads(); }
+
   bool streamFinished(void*) override { return true; }
-  bool synchronize(void*) override { return true; }
-  bool synchronizeAll() override { return true; }
+  bool wait(void*) override { return true; }
+  bool waitForAll() override { return true; }
   bool lockHost(void* data, std::size_t) override { return data != nullptr; }
   bool unlockHost(void* data) override { return data != nullptr; }
 
