@@ -289,6 +289,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
                       loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
+      // Rare, and not worth the registers that it would take unrolled.
+#pragma unroll 1
       for (unsigned i = x; i < end; ++i) {
         storeBytes(rowOf(out, y) + i, callInChannel(f, table, static_cast<int>(i), channelsOf(f), i,
                                                     loadBytes(rowOf(in, y) + i)...));
