@@ -9,21 +9,25 @@ status=0
 "$@" -Xptxas -v 2>"$printed" || status=$?
 
 # What isn't the assembler's goes on as it came.
-awk '
-  / Function properties for / { name = $NF; next }
+awk -v compiled=$((status == 0)) '
+  /^ptxas info / {
+    reported = 1
+    if (/ Compiling entry function /) ++kernels
+    if (/ Function properties for /) name = $NF
+    next
+  }
   / bytes stack frame, / {
-    ++functions
+    ++frames
     if ($1 + $5 + $9 == 0) next
     sub(/^ +/, "")
     print "error: " $0 ": " name
     failed = 1
     next
   }
-  /^ptxas info / { next }
   { print }
   END {
-    if (!failed && !functions && !'"$status"') {
-      print "error: the assembler reported no kernel"
+    if (compiled && (!reported || frames < kernels)) {
+      print "error: the report of the assembler looks different now"
       failed = 1
     }
     exit failed
