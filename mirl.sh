@@ -15,7 +15,7 @@ usage: ./mirl.sh COMMAND
   fuzz [seconds]       call every operation with random arguments, under sanitizers
   bench [option ...]   measure every operation; options go to the bench program
   gpu-test             build with CUDA for the GPU that is there, run tests and benches on it
-  packages             install what is needed to build, nothing else
+  packages [more ...]  install what is needed to build, nothing else
 
 What is missing is installed with apt-get, as root or through sudo. Builds stand in build/.
 TEXT
@@ -45,6 +45,7 @@ has_header() {
 is_there() {
   case $1 in
     g++) command -v "${CXX:-c++}" ;;
+    clang) command -v clang++ ;;
     cmake) command -v cmake ;;
     ninja-build) command -v ninja ;;
     pkg-config) command -v pkg-config ;;
@@ -192,7 +193,7 @@ case ${1:-} in
   fuzz) fuzz "${@:2}" ;;
   bench) bench "${@:2}" ;;
   gpu-test) gpu_test ;;
-  packages) need "${all_packages[@]}" ;;
+  packages) need "${all_packages[@]}" "${@:2}" ;;
   -h | --help | help) usage ;;
   "") usage >&2 && exit 2 ;;
   *) die "unknown command $1; ./mirl.sh --help lists them" 2 ;;

@@ -10,6 +10,7 @@
 
 #include "engine/device_code.h"
 #include "engine/functor.h"
+#include "engine/ivdep.h"
 #include "engine/long_rows.h"
 #include "engine/planes.h"
 #include "engine/view.h"
@@ -205,7 +206,7 @@ requires(decltype(F::channels)::kChannels == 1) class Parameters<F, Capacity> {
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
 void mapPiece(const F f, int x, int count, const Cursor<Out> out, const In... in) {
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (int i = 0; i < count; ++i) out.put(i, call(f, tableOf(f), x + i, in.get(i)...));
 }
 
@@ -289,6 +290,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
                       loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
+      // Rare, and not worth the registers that it would take unrolled.
+#pragma unroll 1
       for (unsigned i = x; i < end; ++i) {
         storeBytes(rowOf(out, y) + i, callInChannel(f, table, static_cast<int>(i), channelsOf(f), i,
                                                     loadBytes(rowOf(in, y) + i)...));

@@ -16,6 +16,7 @@
 #include <mirl/status.h>
 
 #include "engine/device_code.h"
+#include "engine/ivdep.h"
 #include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -176,7 +177,7 @@ class HostLanes {
   void finish(Total* results) {
     flush();
     for (int half = kLanes / 2; half >= 12; half /= 2) {
-#pragma GCC ivdep
+      MIRL_IVDEP
       for (int i = 0; i < half; ++i) totals_[i] = reducer_.merge(totals_[i], totals_[i + half]);
     }
     const Total none = static_cast<Total>(reducer_.none());
@@ -215,7 +216,7 @@ class HostLanes {
       for (int first = 0; first < kLanes; first += kBlock, run += kBlockBytes) {
         for (std::size_t at = 0; at < kBlockBytes; at += kLine)
           __builtin_prefetch(run + kAhead + at);
-#pragma GCC ivdep
+        MIRL_IVDEP
         for (int i = 0; i < kBlock; ++i) {
           lanes_[first + i] = added(reducer, lanes_[first + i], elementAt(run, i), first + i);
         }
@@ -225,14 +226,14 @@ class HostLanes {
 
   void addPart(const char* run, int count, int first) {
     const R reducer = reducer_;
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (int i = 0; i < count; ++i) {
       lanes_[first + i] = added(reducer, lanes_[first + i], elementAt(run, i), first + i);
     }
   }
 
   void flush() {
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (int i = 0; i < kLanes; ++i) {
       totals_[i] = reducer_.merge(totals_[i], static_cast<Total>(lanes_[i]));
       lanes_[i] = reducer_.none();
