@@ -305,13 +305,12 @@ TEST_P(EveryOperation, NothingThrowsWithoutHostMemory) {
       op.run(in, out, stream);
     });
   }
-  const std::string none = "/dev/null", unwritable = "none/none.png";
+  const std::string none = "/dev/null";
   survives("other calls", [&] {
     const MirlFilter blocks[] = {{64, 64}, {64, 64}, {64, 64}, {64, 64}, {64, 64}};
     MirlDeviceProperties properties;
     device::getDeviceProperties(GetParam(), properties);
-    MirlImage image(9, 9, MIRL_8U_C3), read(none, MIRL_LOAD_COLOR);
-    io::saveImage(image, unwritable);
+    const MirlImage image(9, 9, MIRL_8U_C3), read(none, MIRL_LOAD_COLOR);
   });
 }
 
