@@ -12,6 +12,7 @@ usage: ./mirl.sh COMMAND
 
   demo [photo ...]     show every operation on photos, yours or some from Debian: gallery/index.html
   test [option ...]    build everything and run the tests; options go to ctest
+  fuzz [seconds]       call every operation with random arguments, under sanitizers
   bench [option ...]   measure every operation; options go to the bench program
   gpu-test             build with CUDA for the GPU that is there, run tests and benches on it
   packages [more ...]  install what is needed to build, nothing else
@@ -125,7 +126,16 @@ run_tests() {
   (cd "$root/build/$1" && exec ctest --output-on-failure --no-tests=error "${@:2}")
 }
 
-run_bench() {
+run_fuzz() {
+  local seconds=${1:-60}
+  [[ $seconds =~ ^[0-9]+$ ]] || die "fuzz takes a number of seconds, not $seconds" 2
+  need g++ cmake ninja-build libgtest-dev libhwy-dev libopencv-dev
+  configure asan
+  build asan --target mirl_fuzz
+  "$root/build/asan/tests/fuzz/mirl_fuzz" --seconds "$seconds" --seed "$RANDOM$RANDOM"
+}
+
+bench() {
   "$root/build/$1/bench/mirl_bench" "${@:2}"
 }
 
@@ -180,6 +190,7 @@ gpu_test() {
 case ${1:-} in
   demo) demo "${@:2}" ;;
   test) run_test "${@:2}" ;;
+  fuzz) fuzz "${@:2}" ;;
   bench) bench "${@:2}" ;;
   gpu-test) gpu_test ;;
   packages) need "${all_packages[@]}" "${@:2}" ;;

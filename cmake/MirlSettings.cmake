@@ -54,7 +54,7 @@ set(mirl_sanitizers "")
 if(MIRL_SANITIZE)
   set(mirl_sanitizers -fsanitize=${MIRL_SANITIZE} -fno-omit-frame-pointer)
   if(MIRL_SANITIZE MATCHES "undefined")
-    list(APPEND mirl_sanitizers -fno-sanitize-recover=undefined)
+    list(APPEND mirl_sanitizers -fno-sanitize-recover=all)
   endif()
 endif()
 
@@ -71,6 +71,8 @@ target_compile_options(
   INTERFACE
     # The CUDA compiler writes host code that this would complain of.
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+    # A switch that a header forgets to bring would count as off.
+    $<$<COMPILE_LANGUAGE:CXX>:-Wundef>
     # Clang counts signs among the conversions, and wants vectors wherever MIRL_IVDEP allows them.
     $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-sign-conversion;-Wno-pass-failed>
     # A fused multiply-add is written where one is meant.

@@ -3,6 +3,7 @@
 #include "core/access.h"
 
 #include <cstdint>
+#include <utility>
 
 using mirl::runtime::Copy;
 using mirl::runtime::Device;
@@ -161,10 +162,12 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
   if (found != MIRL_SUCCESS) return found;
   if (!fits(srcRect, width_, height_)) return MIRL_INVALID_ARGUMENT;
 
-  if (!dst.isInitialized()) {
+  MirlImage made;  // what an empty `dst` becomes if all goes well
+  MirlImage& out = dst.isInitialized() ? dst : made;
+  if (&out == &made) {
     if (dstOrigin.x != 0 || dstOrigin.y != 0) return MIRL_INVALID_ARGUMENT;
     const MirlStatus created =
-        ImageAccess::create(dst, *queue.device, srcRect.width, srcRect.height,
+        ImageAccess::create(out, *queue.device, srcRect.width, srcRect.height,
                             mirl::core::signedDepth(*this), channels_);
     if (created != MIRL_SUCCESS) return created;
   }
@@ -172,8 +175,8 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
   const std::size_t pixel = mirl::core::pixelBytes(*this);
   const std::size_t moved = bytes(srcRect.width) * pixel;
   if (dstOrigin.x < 0 || dstOrigin.y < 0 ||
-      bytes(dstOrigin.x) * pixel + moved > mirl::core::rowBytes(dst) ||
-      std::int64_t{dstOrigin.y} + srcRect.height > dst.height()) {
+      bytes(dstOrigin.x) * pixel + moved > mirl::core::rowBytes(out) ||
+      std::int64_t{dstOrigin.y} + srcRect.height > out.height()) {
     return MIRL_INVALID_ARGUMENT;
   }
   if (moved == 0 || srcRect.height == 0) return MIRL_SUCCESS;
@@ -186,14 +189,16 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
 
   const auto* from =
       static_cast<const char*>(data_) + bytes(srcRect.y) * bytes(pitch_) + bytes(srcRect.x) * pixel;
-  auto* to = static_cast<char*>(dst.data_) + bytes(dstOrigin.y) * bytes(dst.pitch_) +
+  auto* to = static_cast<char*>(out.data_) + bytes(dstOrigin.y) * bytes(out.pitch_) +
              bytes(dstOrigin.x) * pixel;
   const Copy job{to,
-                 bytes(dst.pitch_),
+                 bytes(out.pitch_),
                  from,
                  bytes(pitch_),
                  moved,
                  bytes(srcRect.height),
                  Direction::deviceToDevice};
-  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
+  if (!queue.device->copyAsync(job, queue.stream)) return MIRL_COPY_D2D_FAILED;
+  if (&out == &made) dst = std::move(made);
+  return MIRL_SUCCESS;
 }

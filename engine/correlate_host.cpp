@@ -171,8 +171,7 @@ struct Buffers {
 };
 
 /// The rows of one strip. Line `y` of the source, before it is clamped to the image, stands in
-/// place
-/// `(y - first) % lines` of the ring.
+/// place `(y - first) % lines` of the ring.
 template <class T>
 void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, float limit,
              bool pastCaches, const Window& strip, const Buffers& buffers) {

@@ -1,5 +1,6 @@
 #include "engine/frame.h"
 
+#include "engine/device_code.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
 

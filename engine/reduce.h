@@ -17,6 +17,7 @@
 
 #include "engine/device_code.h"
 #include "engine/ivdep.h"
+#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/pinned_pool.h"
@@ -340,7 +341,9 @@ MirlStatus reduce(const runtime::Queue& queue, const View<const T>& in,
   constexpr std::size_t kPooledBytes = 32 * 1024;  // larger page-locked blocks are slow to get
   constexpr int kMaxUnits =
       static_cast<int>(std::min<std::size_t>(1024, kPooledBytes / kUnitBytes));
-  const reduction::Cut cut = reduction::cutOf(in.width, in.height, kMaxUnits);
+  // Sums of floats depend on the rows, but may not on the padding.
+  const View<const T> rows = std::is_floating_point_v<T> ? in : inOneRow(in);
+  const reduction::Cut cut = reduction::cutOf(rows.width, rows.height, kMaxUnits);
 
   // The results of each reducer stand together, at a multiple of 8 bytes.
   const auto bytesOf = [&](std::size_t totalBytes) {
@@ -360,7 +363,7 @@ MirlStatus reduce(const runtime::Queue& queue, const View<const T>& in,
         reinterpret_cast<typename Reducer::Total*>(static_cast<std::byte*>(scratch.data()) + its)};
   };
   const std::tuple<reduction::Task<R>...> tasks{taskOf(reductions)...};
-  std::apply([&](const auto&... task) { reduction::run<C>(queue, in, cut, task...); }, tasks);
+  std::apply([&](const auto&... task) { reduction::run<C>(queue, rows, cut, task...); }, tasks);
 
   if (!queue.device->copyAsync({gathered.data(), bytes, scratch.data(), bytes, bytes, 1,
                                 runtime::Direction::deviceToHost},

@@ -201,7 +201,8 @@ __device__ void mergeBlock(const R& r, ThreadLanes<C, R>& own, typename R::Total
     __syncthreads();
     if (t < half) {
 #pragma unroll
-      for (int i = 0; i < kCount; ++i) own.lane[i] = r.merge(own.lane[i], shared[i * kThreads + t + half]);
+      for (int i = 0; i < kCount; ++i)
+        own.lane[i] = r.merge(own.lane[i], shared[i * kThreads + t + half]);
     }
   }
   if (t < 3) {

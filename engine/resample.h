@@ -3,6 +3,7 @@
 // The resampling engine: destination pixels sampled from the source, by the parts in samplers.h, on
 // the device of the queue. All devices do the same arithmetic.
 
+#include "engine/device_code.h"
 #include "engine/resample_map_host.h"
 #include "engine/resample_zoom_host.h"
 #include "engine/samplers.h"

@@ -139,7 +139,7 @@ inline std::vector<Operation> operations() {
                bits = {source, deepType, badDepth, narrow, channels, dead},
                zoomed = {source, channels, depth, dead, type, {kArgument, MIRL_NPP_FAILED}},
                turned = {source, argument, channels, depth, dead, mixedType},
-               partTurned = {source, channels, depth, argument, dead, mixedType},
+               partTurned = {source, channels, depth, dead},
                filtered = {source, narrow, channels, depth, argument, dead, type},
                grays = {source, dead, badChannels, narrow, depth, mixedType},
                fromGray = {source, dead, narrow, depth, {kChannels, noType}, type},
@@ -158,8 +158,7 @@ inline std::vector<Operation> operations() {
                channel = {source, argument, badChannels, dead, type, narrow},
                limited = {source, channels, narrow, depth, dead, mixedType},
                packed = {source, deepType, {kChannels, bad}, {kDepth, bad}, dead};
-  const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, writes{.partial = true},
-      converts{.loses = true};
+  const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, converts{.loses = true};
   const auto badly = [](const Call& run) { return Traits{.runBadly = run}; };
   const auto filters = [](const Call& run) { return Traits{.runBadly = run, .partial = true}; };
   // Widths of which every device makes rows without padding.
@@ -209,7 +208,7 @@ inline std::vector<Operation> operations() {
           {"SHL", wide, wide, between(SHL, 3), plain},
           {"SHR", rgb, rgb, between(SHR, 3), plain},
           {"NOT", rgb, rgb, between(NOT), sums},
-          {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}, writes},
+          {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}},
           {"convertScale",
            wide,
            wide,
@@ -225,8 +224,7 @@ inline std::vector<Operation> operations() {
           {"rotate", rgb, rgb, behind(rotate, 30.0f, Center(5, 5)), turned,
            badly(behind(rotate, NAN, Center(5, 5)))},
           {"rotate a part", wide, wide,
-           behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partTurned,
-           badly(behind<float, Center, Region>(rotate, 100, Center(4, 4), outside))},
+           behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partTurned},
           {"rotateNoCrop",
            rgb,
            rgb,

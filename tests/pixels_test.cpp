@@ -1,5 +1,5 @@
-// The pixels engine and its numbers, beneath all operations. Compiled as CUDA this runs on every
-// device, else on the host device: plain C++ can't launch kernels.
+// The pixels engine and its numbers, beneath all operations. Where there are GPUs this is compiled as
+// CUDA: plain C++ can't launch kernels.
 
 #include "engine/pixels.h"
 
@@ -321,12 +321,7 @@ TEST_P(PixelsEngine, FloatsBecomeIntegers) {
   }
 }
 
-#if MIRL_KERNELS
 MIRL_TEST_ON_ALL_DEVICES(PixelsEngine);
-#else
-INSTANTIATE_TEST_SUITE_P(Devices, PixelsEngine, testing::Values(device::getDeviceCount() - 1),
-                         [](const auto& info) { return deviceName(info.param); });
-#endif
 
 }  // namespace
 }  // namespace mirl::test

@@ -88,6 +88,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
+  const bool isNew = !destination.isInitialized();
   const MirlStatus created = core::createLike(destination, source, *queue.device);
   if (created != MIRL_SUCCESS) return created;
 
@@ -95,7 +96,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   const engine::Taps taps = tapsOf(filter, source);
   engine::Window window = region == nullptr ? engine::Window{0, 0, source.width(), source.height()}
                                             : inside(*region, source);
-  const int bits = std::min(source.dataBits(), source.depth());
+  const int bits = core::significantBits(source);
   const float limit = bits > 16 ? 0.0f : static_cast<float>((1u << bits) - 1u);
   MirlStatus status = MIRL_SUCCESS;
   const bool served = engine::visitCombination(
@@ -111,6 +112,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   if (status == MIRL_SUCCESS && copyOutside && !copyAround(queue, source, destination, window)) {
     status = MIRL_COPY_D2D_FAILED;
   }
+  if (status != MIRL_SUCCESS && isNew) destination.release();
   return status;
 }
 

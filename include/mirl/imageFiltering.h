@@ -10,8 +10,8 @@
 /// Filters over a neighbourhood.
 namespace mirl::imageFiltering {
 
-/// Correlates an image with a filter of up to 512 coefficients, for 8-bit, 16-bit and float images
-/// of 1 or 3 channels.
+/// Correlates an image with a filter of up to 512 coefficients, for unsigned 8-bit, unsigned 16-bit
+/// and float images of 1 or 3 channels.
 ///
 /// The result at (x, y) is the sum over i and j of the element at (x + anchor.x + i,
 /// y + anchor.y + j) times coefficient `i * height + j`, accumulated in float with fused
@@ -32,7 +32,8 @@ namespace mirl::imageFiltering {
 /// or channels; `MIRL_INVALID_ARGUMENT` for a filter of more than 512 coefficients or without a
 /// buffer; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a
 /// dead stream; what `create` returns for an empty destination; `MIRL_TYPE_NOT_SUPPORTED` for other
-/// types, an empty destination having been created by then.
+/// types, an empty destination having been created by then; `MIRL_DEVICE_ALLOC_FAILED` without
+/// memory for scratch, an empty destination being empty again.
 MIRL_API MirlStatus imageFilter(const MirlImage& source, MirlImage& destination,
                                 const MirlFilter& filter, const MirlStream& stream = MirlStream());
 

@@ -89,8 +89,8 @@ cudaError_t copyNow(Machine& m, const Rectangle& job, cudaMemcpyKind kind) {
 
 Rectangle rectangle(void* dst, std::size_t dstPitch, const void* src, std::size_t srcPitch,
                     std::size_t width, std::size_t height) {
-  return {static_cast<char*>(dst), dstPitch, static_cast<const char*>(src), srcPitch, width,
-          height};
+  return {
+      static_cast<char*>(dst), dstPitch, static_cast<const char*>(src), srcPitch, width, height};
 }
 
 cudaError_t queueFill(Machine& m, void* dst, std::size_t pitch, int value, std::size_t width,
@@ -107,6 +107,10 @@ cudaError_t queueFill(Machine& m, void* dst, std::size_t pitch, int value, std::
   return cudaSuccess;
 }
 
+int capabilityOf(int device) {
+  return device == modes().oldGpu ? 5 : 9;
+}
+
 bool exists(int device) {
   return device >= 0 && device < modes().gpus;
 }
@@ -120,9 +124,8 @@ int mirl::simulated::currentDevice() {
 cudaError_t mirl::simulated::queueKernel(const Launch& launch, cudaStream_t stream,
                                          std::function<void()> thread) {
   return call([&](Machine& m) {
-    m.gpuOf(stream).queue(stream, [launch, thread = std::move(thread)] {
-      runGrid(launch, thread);
-    });
+    m.gpuOf(stream).queue(stream,
+                          [launch, thread = std::move(thread)] { runGrid(launch, thread); });
     return cudaSuccess;
   });
 }
@@ -169,7 +172,7 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* properties, int device) {
   *properties = {};
   std::snprintf(properties->name, sizeof properties->name, "Simulated GPU %d", device);
   properties->multiProcessorCount = kMultiProcessors;
-  properties->major = 9;
+  properties->major = capabilityOf(device);
   properties->asyncEngineCount = 1;
   properties->totalGlobalMem = std::size_t{6} << 30;
   properties->totalConstMem = 65536;
@@ -187,7 +190,7 @@ cudaError_t cudaDeviceGetAttribute(int* value, cudaDeviceAttr attribute, int dev
       *value = kMultiProcessors;
       break;
     case cudaDevAttrComputeCapabilityMajor:
-      *value = 9;
+      *value = capabilityOf(device);
       break;
     case cudaDevAttrComputeCapabilityMinor:
       *value = 0;
@@ -218,6 +221,7 @@ cudaError_t cudaDeviceReset() {
 
 cudaError_t cudaStreamCreate(cudaStream_t* stream) {
   return call([&](Machine& m) {
+    m.useCurrent();
     *stream = m.streams.emplace_back(new CUstream_st{current});
     return cudaSuccess;
   });
@@ -251,6 +255,7 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream) {
 
 cudaError_t cudaMalloc(void** data, std::size_t bytes) {
   return call([&](Machine& m) {
+    m.useCurrent();
     void* made = m.memory.allocate(current, bytes, true);
     if (made == nullptr) return cudaErrorMemoryAllocation;
     *data = made;
@@ -276,9 +281,8 @@ cudaError_t cudaFree(void* data) {
 }
 
 cudaError_t cudaMemcpy(void* dst, const void* src, std::size_t bytes, cudaMemcpyKind kind) {
-  return call([&](Machine& m) {
-    return copyNow(m, rectangle(dst, bytes, src, bytes, bytes, 1), kind);
-  });
+  return call(
+      [&](Machine& m) { return copyNow(m, rectangle(dst, bytes, src, bytes, bytes, 1), kind); });
 }
 
 cudaError_t cudaMemcpyAsync(void* dst, const void* src, std::size_t bytes, cudaMemcpyKind kind,
@@ -311,12 +315,12 @@ cudaError_t cudaMemset2D(void* dst, std::size_t pitch, int value, std::size_t wi
 
 cudaError_t cudaMemset2DAsync(void* dst, std::size_t pitch, int value, std::size_t width,
                               std::size_t height, cudaStream_t stream) {
-  return call(
-      [&](Machine& m) { return queueFill(m, dst, pitch, value, width, height, stream); });
+  return call([&](Machine& m) { return queueFill(m, dst, pitch, value, width, height, stream); });
 }
 
 cudaError_t cudaHostRegister(void* data, std::size_t bytes, unsigned) {
   return call([&](Machine& m) {
+    m.useCurrent();
     if (data == nullptr || bytes == 0) return cudaErrorInvalidValue;
     if (m.isLocked(data, 1)) return cudaErrorHostMemoryAlreadyRegistered;
     m.lockedHost[reinterpret_cast<std::uintptr_t>(data)] = {bytes, current};

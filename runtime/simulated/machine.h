@@ -83,6 +83,8 @@ struct Machine {
 
   /// The queue of a stream on the current device.
   Gpu& gpuOf(cudaStream_t stream);
+  /// The current device is in use from now on: a real one would set itself up, which takes memory.
+  void useCurrent();
   bool isLocked(const void* data, std::size_t bytes) const;
 
   std::recursive_mutex mutex;
@@ -90,6 +92,7 @@ struct Machine {
   std::vector<Gpu> gpus;
   std::map<std::uintptr_t, std::pair<std::size_t, int>> lockedHost;  // bytes, and who locked them
   std::vector<CUstream_st*> streams;                                 // the dead ones too
+  std::vector<bool> used;                                            // by device
 };
 Machine& machine();
 

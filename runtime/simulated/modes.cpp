@@ -19,6 +19,7 @@ std::string variable(const char* name, const char* otherwise) {
 Modes readModes() {
   Modes read;
   read.gpus = std::atoi(variable("MIRL_SIMULATED_GPUS", "2").c_str());
+  read.oldGpu = std::atoi(variable("MIRL_SIMULATED_OLD_GPU", "-1").c_str());
   read.seed =
       static_cast<unsigned>(std::strtoul(variable("MIRL_SIMULATED_SEED", "1").c_str(), nullptr, 0));
   const std::string order = variable("MIRL_SIMULATED_ORDER", "forward");

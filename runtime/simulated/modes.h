@@ -5,6 +5,7 @@
 //   MIRL_SIMULATED_GPUS     how many there are (2)
 //   MIRL_SIMULATED_ORDER    of threads, blocks and streams: forward, backward or shuffled (forward)
 //   MIRL_SIMULATED_SEED     of the shuffling (1)
+//   MIRL_SIMULATED_OLD_GPU  the number of one that the library has no code for (none)
 //   MIRL_SIMULATED_STREAMS  late: work waits until somebody waits for it; eager: it runs at once
 
 #include <cstddef>
@@ -15,6 +16,7 @@ namespace mirl::simulated {
 struct Modes {
   enum class Order { forward, backward, shuffled };
   int gpus = 2;
+  int oldGpu = -1;
   Order order = Order::forward;
   unsigned seed = 1;
   bool eager = false;
