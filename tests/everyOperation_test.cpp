@@ -287,6 +287,9 @@ TEST_P(EveryOperation, FailuresOfTheRuntimeLeaveNothingBehind) {
 
 // Each allocation of host memory fails once.
 TEST_P(EveryOperation, NothingThrowsWithoutHostMemory) {
+  if (MIRL_CUDA_SIMULATED && GetParam() != device::getDeviceCount() - 1) {
+    GTEST_SKIP() << "the simulated GPU allocates host memory, and may throw";
+  }
   const auto survives = [](const char* name, const auto& call) {
     for (int n = 1, reached = 0; reached == 0; ++n) {
       ASSERT_LT(n, 200) << name;

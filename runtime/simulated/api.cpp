@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 using namespace mirl::simulated;
@@ -31,7 +32,11 @@ template <class Call>
 cudaError_t call(const Call& body) {
   Machine& m = machine();
   const std::lock_guard lock(m.mutex);
-  return done(body(m));
+  try {
+    return done(body(m));
+  } catch (const std::bad_alloc&) {
+    return done(cudaErrorMemoryAllocation);
+  }
 }
 
 struct Rectangle {

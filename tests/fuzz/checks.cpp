@@ -26,7 +26,7 @@ constexpr std::uint64_t kOfFaults = statuses(
 
 Bytes blockOf(const MirlImage& image) {
   Bytes block;
-  if (!core::isLive(image) || test::blockBytes(image) > kLookedAt) return block;
+  if (!core::isLive(image) || tooMuch(image)) return block;
   block.resize(test::blockBytes(image));
   if (image.download(block.data()) != MIRL_SUCCESS) block.clear();
   return block;
@@ -94,9 +94,12 @@ void Draw::disarm(MirlStatus status) {
 
   add(static_cast<std::uint64_t>(status));
   for (std::size_t i = 0; i < images_.size(); ++i) {
-    check(images_[i], i + 1, mayChange && images_[i].written);
+    const bool changes = mayChange && images_[i].written;
+    check(images_[i], i + 1, changes);
     const bool created = !std::get<0>(images_[i].fields);
-    addImage(images_[i].image, !created || (!failed && !traits_.unset));
+    // What a failing call leaves in an image of its own making is anything.
+    const bool madeAnew = created || (changes && failed);
+    addImage(images_[i].image, !madeAnew || (!failed && !traits_.unset));
   }
   for (const HeldScalar& held : scalars_) {
     const Four now = fourOf(held.scalar);
@@ -169,7 +172,7 @@ void Draw::addImage(const MirlImage& image, bool filled) {
                         image.height(),        image.depth(),    image.channels(),
                         image.dataBits(),      image.type(),     image.channelSeq()};
   for (const int field : fields) add(static_cast<std::uint64_t>(field));
-  if (!core::isLive(image) || !filled || test::blockBytes(image) > kLookedAt) return;
+  if (!core::isLive(image) || !filled || tooMuch(image)) return;
   const int row = test::rowBytes(image);
   Bytes pixels(static_cast<std::size_t>(row) * static_cast<std::size_t>(image.height()));
   image.download(pixels.data(), row);

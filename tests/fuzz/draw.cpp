@@ -157,11 +157,17 @@ void Draw::tellImage(const HeldImage& held) {
 }
 
 void Draw::fill(HeldImage& held) {
-  if (test::blockBytes(held.image) > kLookedAt) return;
-  Bytes block(test::blockBytes(held.image));
+  if (tooMuch(held.image)) {
+    comparable_ = false;
+    return;
+  }
+  // The same pixels whatever the pitch is, which devices choose differently.
+  Bytes block(test::blockBytes(held.image), test::kGuard);
+  const auto pitch = static_cast<std::size_t>(held.image.pitch());
+  const auto row = static_cast<std::size_t>(test::rowBytes(held.image));
   const int kind = upTo(5);
   const auto constant = static_cast<unsigned char>(oneOf({0, 0, 255, 7}));
-  for (std::size_t i = 0; i < block.size(); i += 8) {
+  for (std::size_t at = 0; at < row * (block.size() / pitch); at += 8) {
     std::uint64_t random = kind == 0 ? constant * 0x0101010101010101u : bits();
     if (isFloat(held.image) && kind > 1) {
       float two[2];
@@ -171,7 +177,9 @@ void Draw::fill(HeldImage& held) {
       }
       std::memcpy(&random, two, sizeof random);
     }
-    std::memcpy(&block[i], &random, std::min<std::size_t>(8, block.size() - i));
+    for (std::size_t i = at; i < at + 8 && i < row * (block.size() / pitch); ++i, random >>= 8) {
+      block[i / row * pitch + i % row] = static_cast<unsigned char>(random);
+    }
   }
   held.image.upload(block.data());
 }

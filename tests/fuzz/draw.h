@@ -105,6 +105,8 @@ class Draw {
   int device() const { return device_; }
   /// What the call has done, the same on each device; 0 if that can't be said.
   std::uint64_t digest() const { return comparable_ ? digest_ : 0; }
+  /// What the call gives depends on what is the device's own choice.
+  void differs() { comparable_ = false; }
   /// Whether the call may have left behind what a free that failed was to take.
   bool leaksBuffers() const { return fault_ == 1 || fault_ == 4; }
   bool leaksPinned() const { return fault_ == 5; }

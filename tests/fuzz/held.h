@@ -10,6 +10,12 @@ namespace mirl::fuzz {
 /// Of images with more bytes than these only the fields are looked at.
 inline constexpr std::size_t kLookedAt = std::size_t{1} << 20;
 
+inline bool tooMuch(const MirlImage& image) {
+  return static_cast<std::size_t>(test::rowBytes(image)) *
+             static_cast<std::size_t>(image.height()) >
+         kLookedAt;
+}
+
 inline bool isFloat(const MirlImage& image) {
   return image.type() >= MIRL_32F_C1 && image.type() <= MIRL_32F_C4;
 }

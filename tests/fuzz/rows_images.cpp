@@ -105,7 +105,10 @@ MirlStatus transfer(Draw& draw, bool up) {
   const MirlRect part = whole ? MirlRect(0, 0, image.width(), image.height()) : draw.rect();
   const Point corner = whole ? Point() : Point(draw.coordinate(5), 0), at(part.x, part.y);
   HostSide host = hostOf(draw, image, part, corner);
-  if (block) host.bytes.resize(test::blockBytes(image));
+  if (block) {
+    host.bytes.resize(test::blockBytes(image));
+    draw.differs();  // by the pitch
+  }
   unsigned char* const data = host.data();
   const MirlRect onHost(corner.x, corner.y, part.width, part.height);
   const MirlStatus status = draw.call([&]() -> MirlStatus {
