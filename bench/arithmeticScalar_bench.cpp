@@ -1,7 +1,7 @@
 // Images with numbers, functions of one image, logic.
 
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #include <functional>
 #include <map>

@@ -1,5 +1,5 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 namespace mirl::bench {
 namespace {
@@ -29,7 +29,7 @@ const bool registered = [] {
       };
       add({"convertScale " + typeName(types.in) + " to " + typeName(types.out).substr(0, 3), size,
            bytesOf(types.in) + bytesOf(types.out), ours,
-           openCvConvertPeer(size, types.in, types.out), nullptr});
+           openCvConvertPeer(size, types.in, types.out)});
     }
     for (const Types& types : rescaled) {
       const Prepare ours = [=]() -> Run {
