@@ -38,7 +38,8 @@ class Runner {
     // A round long enough for the clocks and, on GPUs, no longer than their queue.
     const double enough = host ? 8.0 : 1.0;
     const int most = host ? 1000 : 200;
-    calls_ = static_cast<int>(std::clamp(std::ceil(enough / round()), 1.0, static_cast<double>(most)));
+    calls_ =
+        static_cast<int>(std::clamp(std::ceil(enough / round()), 1.0, static_cast<double>(most)));
     if (!host) {
       const HostClock clock;
       for (int i = 0; i < calls_; ++i) run_();

@@ -164,8 +164,7 @@ void run(const Options& options, Table& table) {
     for (const Device& device : devices()) {
       if (!isWanted(options, c, device)) continue;
       device::setCurrentDevice(device.id);
-      std::vector<Result> results =
-          contest(contestantsOf(c, device), device.host, options.rounds);
+      std::vector<Result> results = contest(contestantsOf(c, device), device.host, options.rounds);
       const auto found = given.find(c.operation + "," + sizeName(c.size));
       if (!device.host && device.id == 0 && found != given.end()) {
         results.push_back({options.who, found->second, ""});

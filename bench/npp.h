@@ -27,10 +27,10 @@ inline constexpr MirlType k8 = MIRL_8U_C1, k8c = MIRL_8U_C3, k16 = MIRL_16U_C1, 
 struct Shape {
   std::vector<MirlType> in;
   std::vector<MirlType> out;
-  double scale = 1;          ///< of the outputs' sides
-  int pad = 0;               ///< by which outputs are larger on each side
-  bool waits = false;        ///< for results in `Found`, as ours does
-  MirlType table = k8;       ///< what `kTable` holds
+  double scale = 1;     ///< of the outputs' sides
+  int pad = 0;          ///< by which outputs are larger on each side
+  bool waits = false;   ///< for results in `Found`, as ours does
+  MirlType table = k8;  ///< what `kTable` holds
 };
 
 /// The images of one peer, all on the current GPU.
@@ -68,7 +68,8 @@ inline Address addressIn(const MirlImage& image, int x, int y, int element) {
           std::ptrdiff_t{x} * bytes * image.channels() + std::ptrdiff_t{element} * bytes};
 }
 
-// --- stand-ins ------------------------------------------------------------------------------------
+// --- stand-ins
+// ------------------------------------------------------------------------------------
 
 /// An image's address, from a pixel or element on, and its pitch.
 struct Source {
@@ -131,7 +132,8 @@ struct Matrix {
   float of[3][4];
 };
 
-// --- what a stand-in comes to, as a tuple of arguments --------------------------------------------
+// --- what a stand-in comes to, as a tuple of arguments
+// --------------------------------------------
 
 inline NppiSize sizeOf(const MirlImage& image) {
   return {image.width(), image.height()};
@@ -212,7 +214,8 @@ Call call(Routine routine, Arguments... arguments) {
   return [=](Images& images) { return invoke(images, routine, arguments...); };
 }
 
-// --- the tables -----------------------------------------------------------------------------------
+// --- the tables
+// -----------------------------------------------------------------------------------
 
 std::vector<Peer> arithmeticPeers();
 std::vector<Peer> colorPeers();

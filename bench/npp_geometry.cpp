@@ -31,16 +31,14 @@ void addPeers(std::vector<Peer>& peers, MirlType type, Resize resize, Rotate rot
   const struct {
     const char* name;
     int flag;
-  } modes[] = {
-      {"NN", NPPI_INTER_NN}, {"linear", NPPI_INTER_LINEAR}, {"cubic", NPPI_INTER_CUBIC}};
+  } modes[] = {{"NN", NPPI_INTER_NN}, {"linear", NPPI_INTER_LINEAR}, {"cubic", NPPI_INTER_CUBIC}};
   for (const auto& mode : modes) {
     for (const double scale : {0.5, 0.7, 1.5}) {
       char name[64];
       std::snprintf(name, sizeof name, "resize %s %s x%.2g", mode.name, of.c_str(), scale);
-      peers.push_back(
-          {name,
-           {{type}, {type}, scale},
-           call(resize, kA, kSize, kInRect, kOut, kOutSize, kOutRect, mode.flag)});
+      peers.push_back({name,
+                       {{type}, {type}, scale},
+                       call(resize, kA, kSize, kInRect, kOut, kOutSize, kOutRect, mode.flag)});
     }
   }
   for (const int angle : {0, 10, 45, 90}) {
@@ -57,11 +55,11 @@ void addPeers(std::vector<Peer>& peers, MirlType type, Resize resize, Rotate rot
   if (type == k16c) return;
   for (const int taps : {3, 5, 7, 11}) {
     const std::string window = std::to_string(taps) + "x" + std::to_string(taps);
-    peers.push_back({"imageFilter " + window + " " + of,
-                     {.in = {type}, .out = {type}, .table = k32},
-                     call(filter, kA, kSize, NppiPoint{0, 0}, kOut, kSize, kTable,
-                          NppiSize{taps, taps}, NppiPoint{taps / 2, taps / 2},
-                          NPP_BORDER_REPLICATE)});
+    peers.push_back(
+        {"imageFilter " + window + " " + of,
+         {.in = {type}, .out = {type}, .table = k32},
+         call(filter, kA, kSize, NppiPoint{0, 0}, kOut, kSize, kTable, NppiSize{taps, taps},
+              NppiPoint{taps / 2, taps / 2}, NPP_BORDER_REPLICATE)});
   }
 }
 
