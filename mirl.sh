@@ -167,10 +167,19 @@ bench() {
 
 # --- gpu-test -------------------------------------------------------------------------------------
 
-# Tests for compute-sanitizer, under which all of them would take hours: some of each way in which
-# kernels run, on images of several blocks.
+# Tests for compute-sanitizer, under which all of them would take too long: a short one of each way
+# in which kernels run, but none that makes the runtime fail.
 sanitized=(
-  "pixels_test *ParametersOfChannels/Gpu0"
+  "pixels_test *PixelsOfAnyChannelsAndAlignment/Gpu0"
+  "toneCurves_test *TablesOnTheDevice/Gpu0"
+  "imageStatistics_test *FloatSums/Gpu0"
+  "histogram_test *CountsEverySizeAndPitch/Gpu0"
+  "imfilter_test *RestrictsItselfToARegion/Gpu0"
+  "resize_test *EveryRatio/Gpu0"
+  "rotate_test *NoCropHoldsAllOfIt/Gpu0"
+  "fills_test *Rectangles/Gpu0:*RandomNumbers/Gpu0"
+  "channels_test *SplitAndMerge/Gpu0:*Mix/Gpu0"
+  "packedVideo_test *HeightsThatDiffer/Gpu0"
 )
 
 gpu_build() {

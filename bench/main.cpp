@@ -29,7 +29,7 @@ constexpr const char* kHelp = R"(usage: mirl_bench [option ...]
   --all              every size; without it one, 3840x2160 on GPUs and 1920x1080 on the host device
   --filter=REGEX     rows whose operation, size and device match, such as 'add.*host', 'resize.*gpu0'
   --list             print the rows, time nothing
-  --rounds=N         the best of N rounds counts, 5 without it
+  --rounds=N         the best of N rounds counts, 5 without it, fewer of what takes long
   --csv=FILE         write all times to a file
   --times=WHO:FILE   another peer's, beside the first GPU: lines of such a file
 )";

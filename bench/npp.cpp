@@ -44,9 +44,17 @@ Run prepare(const Peer& peer, const MirlSize& size) {
     images->tables[c] = images->table.ptr();
     images->foundPlanes[c] = addressIn(images->found, static_cast<int>(c) * kFoundBytes, 0, 0).at;
   }
-  return [images, call = peer.call, waits = shape.waits] {
+  const auto run = [images, call = peer.call] {
     const NppStatus status = call(*images);
     if (status < 0) throw std::runtime_error("status " + std::to_string(status));
+  };
+  cudaGetLastError();
+  run();
+  // Not all routines say so themselves.
+  const cudaError_t error = cudaGetLastError();
+  if (error != cudaSuccess) throw std::runtime_error(cudaGetErrorString(error));
+  return [images, run, waits = shape.waits] {
+    run();
     if (waits) {
       unsigned char fetched[3 * kFoundBytes];
       cudaMemcpyAsync(fetched, images->found.ptr(), sizeof fetched, cudaMemcpyDeviceToHost,
