@@ -41,9 +41,8 @@ const bool registered = [] {
     for (const Types& types : typesOf) {
       for (const auto& [width, height] : kSizes) {
         const MirlSize size(width, height);
-        const std::string name =
-            std::string(entry.name) + " " + typeName(types.in) +
-            (types.out == types.in ? "" : " to " + typeName(types.out).substr(0, 3));
+        const std::string name = std::string(entry.name) + " " + typeName(types.in) +
+                                 (types.out == types.in ? "" : " to " + depthName(types.out));
         add({name, size, 2.0 * bytesOf(types.in) + bytesOf(types.out),
              oursOf(entry.ours, size, types), openCvPeer(entry.openCv, size, types.in, types.out)});
       }

@@ -34,6 +34,8 @@ MirlImage noise(const MirlSize& size, MirlType type, unsigned seed = 1);
 
 /// "8u C3" and the like.
 std::string typeName(MirlType type);
+/// "8u" and the like.
+std::string depthName(MirlType type);
 /// Bytes of a pixel.
 double bytesOf(MirlType type);
 

@@ -53,9 +53,12 @@ MirlImage noise(const MirlSize& size, MirlType type, unsigned seed) {
 }
 
 std::string typeName(MirlType type) {
-  const Format format = formatOf(type);
-  return std::to_string(format.depth) + (format.depth == 32 ? "f C" : "u C") +
-         std::to_string(format.channels);
+  return depthName(type) + " C" + std::to_string(formatOf(type).channels);
+}
+
+std::string depthName(MirlType type) {
+  const int depth = formatOf(type).depth;
+  return std::to_string(depth) + (depth == 32 ? "f" : "u");
 }
 
 double bytesOf(MirlType type) {
