@@ -17,7 +17,7 @@ usage: ./mirl.sh COMMAND
   gpu-test [step ...]  on the GPU that is there: build with CUDA, run the tests, the bench and some
                        tests under compute-sanitizer; or only the steps named, of build, tests,
                        bench, sanitize
-  packages             install what is needed to build, nothing else
+  packages [more ...]  install what is needed to build, nothing else
 
 What is missing is installed with apt-get, as root or through sudo, but not by gpu-test, which may
 be where nothing can be fetched. Builds stand in build/.
@@ -48,6 +48,7 @@ has_header() {
 is_there() {
   case $1 in
     g++) command -v "${CXX:-c++}" ;;
+    clang) command -v clang++ ;;
     cmake) command -v cmake ;;
     ninja-build) command -v ninja ;;
     pkg-config) command -v pkg-config ;;
@@ -275,7 +276,7 @@ case ${1:-} in
   fuzz) fuzz "${@:2}" ;;
   bench) bench "${@:2}" ;;
   gpu-test) gpu_test "${@:2}" ;;
-  packages) need "${all_packages[@]}" ;;
+  packages) need "${all_packages[@]}" "${@:2}" ;;
   -h | --help | help) usage ;;
   "") usage >&2 && exit 2 ;;
   *) die "unknown command $1; ./mirl.sh --help lists them" 2 ;;

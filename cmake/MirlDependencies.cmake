@@ -3,7 +3,8 @@
 add_library(mirl_dependencies INTERFACE)
 set(MIRL_PRIVATE_LIBRARIES "")
 set(MIRL_REQUIRES "")      # find_dependency calls of the installed package
-set(MIRL_PC_LIBS "")       # further libraries of the pkg-config file, for static linking
+set(MIRL_PC_REQUIRES "")   # packages of the pkg-config file, for static linking
+set(MIRL_PC_LIBS "")       # and libraries that have none
 
 find_package(Threads REQUIRED)
 target_link_libraries(mirl_dependencies INTERFACE Threads::Threads)
@@ -120,7 +121,15 @@ if(MIRL_OPENCV)
     target_link_libraries(mirl_dependencies INTERFACE opencv_core opencv_imgcodecs)
     list(APPEND MIRL_PRIVATE_LIBRARIES opencv_core opencv_imgcodecs)
     string(APPEND MIRL_REQUIRES "find_dependency(OpenCV 4 COMPONENTS core imgcodecs)\n")
-    string(APPEND MIRL_PC_LIBS " -lopencv_imgcodecs -lopencv_core")
+    find_package(PkgConfig QUIET)
+    if(PkgConfig_FOUND)
+      pkg_check_modules(MIRL_PC_OPENCV QUIET opencv4=${OpenCV_VERSION})
+    endif()
+    if(MIRL_PC_OPENCV_FOUND)
+      string(APPEND MIRL_PC_REQUIRES " opencv4")
+    else()
+      string(APPEND MIRL_PC_LIBS " -lopencv_imgcodecs -lopencv_core")
+    endif()
   endif()
 endif()
 

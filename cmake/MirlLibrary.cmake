@@ -12,8 +12,10 @@ function(mirl_add_library target kind)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:mirl_dependencies>
                                           ${MIRL_PRIVATE_LIBRARIES})
+  # Only what shares these two numbers is compatible, as for the package's version file.
+  set(soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION}
-                                             SOVERSION ${PROJECT_VERSION_MAJOR}
+                                             SOVERSION ${soversion}
                                              EXPORT_NAME mirl
                                              OUTPUT_NAME mirl
                                              LINKER_LANGUAGE CXX)
@@ -34,11 +36,13 @@ function(mirl_install target component)
 
   # A shared library carries its dependencies with it.
   set(MIRL_PACKAGE_REQUIRES "")
-  set(MIRL_PC_STATIC "")
+  set(MIRL_PC_STATIC_REQUIRES "")
+  set(MIRL_PC_STATIC_LIBS "")
   get_target_property(type ${target} TYPE)
   if(type STREQUAL STATIC_LIBRARY)
     set(MIRL_PACKAGE_REQUIRES "${MIRL_REQUIRES}")
-    set(MIRL_PC_STATIC "${MIRL_PC_LIBS}")
+    string(STRIP "${MIRL_PC_REQUIRES}" MIRL_PC_STATIC_REQUIRES)
+    string(STRIP "${MIRL_PC_LIBS}" MIRL_PC_STATIC_LIBS)
   endif()
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/mirlConfig.cmake.in
                                 ${made_in}/mirlConfig.cmake INSTALL_DESTINATION ${package_dir})

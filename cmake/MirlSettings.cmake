@@ -40,7 +40,7 @@ endif()
 set(mirl_host_options -ffp-contract=off -fno-math-errno)
 if(MIRL_HOST_ARCH_USED)
   list(APPEND mirl_host_options -march=${MIRL_HOST_ARCH_USED})
-  if(MIRL_HOST_ARCH_USED MATCHES "^x86-64-v[234]$")
+  if(MIRL_HIGHWAY AND MIRL_HOST_ARCH_USED MATCHES "^x86-64-v[234]$")
     # Without these Highway falls back to vectors of four lanes.
     list(APPEND mirl_host_options -maes -mpclmul)
   endif()
@@ -54,7 +54,7 @@ set(mirl_sanitizers "")
 if(MIRL_SANITIZE)
   set(mirl_sanitizers -fsanitize=${MIRL_SANITIZE} -fno-omit-frame-pointer)
   if(MIRL_SANITIZE MATCHES "undefined")
-    list(APPEND mirl_sanitizers -fno-sanitize-recover=undefined)
+    list(APPEND mirl_sanitizers -fno-sanitize-recover=all)
   endif()
 endif()
 
@@ -73,6 +73,8 @@ target_compile_options(
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
     # A switch that a header forgets to bring would count as off.
     $<$<COMPILE_LANGUAGE:CXX>:-Wundef>
+    # Clang counts signs among the conversions, and wants vectors wherever MIRL_IVDEP allows them.
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-sign-conversion;-Wno-pass-failed>
     # A fused multiply-add is written where one is meant.
     $<$<COMPILE_LANGUAGE:CUDA>:-fmad=false>)
 if(MIRL_WERROR)

@@ -7,6 +7,7 @@
 
 #include "runtime/runtime.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 struct ImageAccess {
@@ -47,6 +48,12 @@ inline bool isLive(const MirlImage& image) {
 /// A live image's signed depth, as `create` takes it.
 inline int signedDepth(const MirlImage& image) {
   return image.isSigned() ? -image.depth() : image.depth();
+}
+
+/// The bits of an image's elements that count. A conversion in place to fewer bits leaves more
+/// `dataBits` behind than an element has.
+inline int significantBits(const MirlImage& image) {
+  return std::min(image.dataBits(), image.depth());
 }
 
 inline std::size_t pixelBytes(const MirlImage& image) {

@@ -4,8 +4,22 @@
 #include "runtime/runtime.h"
 
 #include <cstring>
+#include <new>
 
 namespace mirl::device {
+namespace {
+
+/// False also without memory for what the device tells.
+bool describe(int device, runtime::DeviceInfo& info) {
+  runtime::Device* chosen = runtime::device(device);
+  try {
+    return chosen != nullptr && chosen->describe(info);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+}  // namespace
 
 int getCurentDevice() {
   return runtime::currentDevice();
@@ -16,14 +30,14 @@ int getDeviceCount() {
 }
 
 MirlStatus getDeviceProperties(int device, MirlDeviceProperties& properties) {
-  runtime::Device* chosen = runtime::device(device);
   runtime::DeviceInfo info;
-  if (chosen == nullptr || !chosen->describe(info)) return MIRL_INVALID_ARGUMENT;
+  if (!describe(device, info)) return MIRL_INVALID_ARGUMENT;
 
   std::strncpy(properties.name, info.name.c_str(), sizeof properties.name - 1);
   properties.name[sizeof properties.name - 1] = '\0';
   properties.multiProcessorCount = info.multiProcessors;
-  const int cores = chosen->isHost() ? 1 : core::coresPerMultiProcessor(info.major, info.minor);
+  const int cores =
+      runtime::device(device)->isHost() ? 1 : core::coresPerMultiProcessor(info.major, info.minor);
   if (cores != 0) properties.coresPerMultiProcessor = cores;
   // The field may hold anything if the capability is unknown, so the product may not overflow.
   properties.coreCount = static_cast<int>(static_cast<unsigned>(properties.multiProcessorCount) *

@@ -15,6 +15,18 @@ struct Channels {
   View<T> of[N];
 };
 
+template <class T, int N>
+bool isPacked(const Channels<T, N>& channels, int width) {
+  return std::all_of(channels.of, channels.of + N,
+                     [=](const View<T>& view) { return isPacked(view, width); });
+}
+
+template <class T, int N>
+Channels<T, N> rowsFrom(Channels<T, N> channels, std::int64_t n, int width, int height) {
+  for (View<T>& view : channels.of) view = rowsFrom(view, n, width, height);
+  return channels;
+}
+
 namespace channels {
 
 /// Shares the rows of an image out, with whether the result is to go past the caches.
@@ -98,8 +110,7 @@ void splitOnGpu(const runtime::Queue& queue, const View<const Pixel<T, N>>& in,
   constexpr int kCount = 16 / static_cast<int>(sizeof(T));
   bool aligned = isVectorAligned<kCount>(in);
   for (const View<T>& view : out.of) aligned = aligned && isVectorAligned<kCount>(view);
-  cuda::launch(queue,
-               cuda::covering(in.width, in.height, {kBlockX, kBlockY}, aligned ? kCount : 1),
+  cuda::launch(queue, cuda::covering(in.width, in.height, {kBlockX, kBlockY}, aligned ? kCount : 1),
                aligned ? splitKernel<kCount, T, N> : splitKernel<1, T, N>, in, out);
 }
 
@@ -119,7 +130,7 @@ void split([[maybe_unused]] const runtime::Queue& queue, const View<const Pixel<
     return;
   }
 #endif
-  channels::splitOnHost(in, out);
+  inLongRows(channels::splitOnHost<T, N>, in, out);
 }
 
 /// Queues out(x, y) = the pixel of in.of[c](x, y).
@@ -133,7 +144,8 @@ void join([[maybe_unused]] const runtime::Queue& queue, const Channels<const T, 
     return;
   }
 #endif
-  channels::joinOnHost(in, out);
+  inLongRows([](const auto& pixels, const auto& planes) { channels::joinOnHost(planes, pixels); },
+             out, in);
 }
 
 }  // namespace mirl::engine

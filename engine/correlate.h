@@ -73,8 +73,8 @@ inline constexpr int kRows = 4;     // of a thread, next to each other
 inline constexpr int kTileX = kBlockX * kColumns;
 inline constexpr int kTileY = kBlockY * kRows;
 
-/// Coordinates from `first` on, continued by the edge of a plane of `size`. A plane may reach as far
-/// as an int does, and what lies beyond it further; near a tile ints are enough again.
+/// Coordinates from `first` on, continued by the edge of a plane of `size`. A plane may reach as
+/// far as an int does, and what lies beyond it further; near a tile ints are enough again.
 struct Run {
   std::int64_t first;
   int lowest;

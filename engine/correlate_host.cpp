@@ -1,4 +1,5 @@
 #include "engine/correlate.h"
+#include "engine/ivdep.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
 #include "runtime/scratch.h"
@@ -40,7 +41,7 @@ void readLine(const char* row, std::ptrdiff_t width, std::ptrdiff_t first, std::
   std::fill(line, line + begin, elementOf<T>(row, 0));
   const char* const from = row + (first + begin) * std::ptrdiff_t{sizeof(T)};
   float* const to = line + begin;
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (std::ptrdiff_t x = 0; x < end - begin; ++x) to[x] = elementOf<T>(from, x);
   std::fill(line + end, line + count, elementOf<T>(row, width - 1));
 }
@@ -148,7 +149,7 @@ void sumTaps(const Taps& taps, const float* const* line, std::ptrdiff_t begin, s
 
 template <class T>
 void writeSums(const float* sums, std::ptrdiff_t count, float limit, char* out) {
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (std::ptrdiff_t x = 0; x < count; ++x) {
     const T element = fromSum<T>(sums[x], limit);
     std::memcpy(out + x * std::ptrdiff_t{sizeof element}, &element, sizeof element);
@@ -170,8 +171,7 @@ struct Buffers {
 };
 
 /// The rows of one strip. Line `y` of the source, before it is clamped to the image, stands in
-/// place
-/// `(y - first) % lines` of the ring.
+/// place `(y - first) % lines` of the ring.
 template <class T>
 void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, float limit,
              bool pastCaches, const Window& strip, const Buffers& buffers) {

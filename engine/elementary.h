@@ -110,9 +110,9 @@ class Power {
     const float infinity = floatOf(kInfinityBits);
     const float magnitude = floatOf(bitsOf(exponent) & ~kSignBit);
     // From 2^24 up all floats are even.
-    const bool large = magnitude >= 16777216.0f;
-    const int whole = large ? 0 : static_cast<int>(exponent);
-    const bool isWhole = large || static_cast<float>(whole) == exponent;
+    const bool small = magnitude < 16777216.0f;
+    const int whole = small ? static_cast<int>(exponent) : 0;
+    const bool isWhole = small ? static_cast<float>(whole) == exponent : exponent == exponent;
     ofZero_ = exponent > 0 ? 0.0f : infinity;
     ofInfinity_ = exponent > 0 ? infinity : 0.0f;
     if (exponent == 0) ofZero_ = ofInfinity_ = 1;

@@ -3,6 +3,7 @@
 // The frame engine: bytes of one image surrounded by a repeated pixel in another. A fill is a frame
 // around nothing.
 
+#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/runtime.h"
 
@@ -58,7 +59,12 @@ void drawFrame(const runtime::Queue& queue, const Frame& frame);
 /// Queues a fill of a view with a pattern.
 inline void fill(const runtime::Queue& queue, const View<unsigned char>& out,
                  const Pattern& pattern) {
-  if (out.width > 0 && out.height > 0) drawFrame(queue, {out, {nullptr, 0, 0, 0}, 0, 0, pattern});
+  if (out.width < 1 || out.height < 1) return;
+  inLongRows(
+      [&](const View<unsigned char>& rows) {
+        drawFrame(queue, {rows, {nullptr, 0, 0, 0}, 0, 0, pattern});
+      },
+      out);
 }
 
 }  // namespace mirl::engine

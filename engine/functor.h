@@ -70,6 +70,22 @@ concept HasChannels = requires(const F& f) {
   f.channels.of;
 };
 
+template <class F, class... In>
+constexpr bool findColumn() {
+  if constexpr (HasTable<F>) {
+    return false;
+  } else if constexpr (HasChannels<F>) {
+    return std::is_invocable_v<const F&, int, typename decltype(F::channels)::Parameter,
+                               const In&...>;
+  } else {
+    return std::is_invocable_v<const F&, int, const In&...>;
+  }
+}
+
+/// Whether a functor of these items looks at the column that it is at.
+template <class F, class... In>
+inline constexpr bool takesColumn = findColumn<F, In...>();
+
 /// A functor's result for items at column x. One without a table may take the column first.
 template <class F, class Table, class... In>
 MIRL_HD auto call(const F& f, [[maybe_unused]] const Table& table, [[maybe_unused]] int x,

@@ -7,6 +7,7 @@
 // for the one before where neighbours are alike.
 
 #include "engine/device_code.h"
+#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/runtime.h"
@@ -151,13 +152,16 @@ template <int C>
 void addHistogram([[maybe_unused]] const runtime::Queue& queue, const View<const std::uint8_t>& in,
                   std::uint32_t* bins) {
   static_assert(kServesAllDevices<std::integral_constant<int, C>>, "compile this unit as CUDA");
+  const auto add = [&](const View<const std::uint8_t>& rows) {
 #if MIRL_KERNELS
-  if (!queue.device->isHost()) {
-    histogram::addOnGpu<C>(queue, in, bins);
-    return;
-  }
+    if (!queue.device->isHost()) {
+      histogram::addOnGpu<C>(queue, rows, bins);
+      return;
+    }
 #endif
-  histogram::addOnHost<C>(in, bins);
+    histogram::addOnHost<C>(rows, bins);
+  };
+  inLongRows(add, in);
 }
 
 }  // namespace mirl::engine

@@ -71,15 +71,19 @@ struct Factors {
         last(hn::Set(Floats(), row.factor[2])),
         offset(hn::Set(Floats(), row.offset)) {}
 
+  template <Products products>
   HWY_INLINE Vector sum(hn::Vec<Floats> c0, hn::Vec<Floats> c1, hn::Vec<Floats> c2) const {
-    const auto weighted = hn::MulAdd(c2, last, hn::MulAdd(c0, first, hn::Mul(c1, middle)));
+    const auto add = [](hn::Vec<Floats> a, hn::Vec<Floats> b, hn::Vec<Floats> to) HWY_ATTR {
+      return products == Products::fused ? hn::MulAdd(a, b, to) : hn::Add(to, hn::Mul(a, b));
+    };
+    const auto weighted = add(c2, last, add(c0, first, hn::Mul(c1, middle)));
     return truncated(hn::Add(weighted, offset));
   }
 };
 
 }  // namespace
 
-template <int N, int M>
+template <int N, int M, Products products>
 std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t count, void* out) {
   static_assert((N == 3 && M == 3) || M == 1);
   const Floats df;
@@ -112,10 +116,11 @@ std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t 
     const auto c0 = spread(blocks, kSpread<N, 0>);
     const auto c1 = spread(blocks, kSpread<N, 1>);
     const auto c2 = spread(blocks, kSpread<N, 2>);
+    const auto sum = [&](const Factors& row) HWY_ATTR { return row.sum<products>(c0, c1, c2); };
     if constexpr (M == 1) {
-      storeBytes(row0.sum(c0, c1, c2), to + i);
+      storeBytes(sum(row0), to + i);
     } else {
-      const auto bytes = packed(row0.sum(c0, c1, c2), row1.sum(c0, c1, c2), row2.sum(c0, c1, c2));
+      const auto bytes = packed(sum(row0), sum(row1), sum(row2));
       const auto mixed = hn::BitCast(dw, hn::TableLookupBytesOr0(bytes, interleave));
       hn::BlendedStore(hn::TableLookupLanes(mixed, together), pixelWords, dw,
                        reinterpret_cast<std::int32_t*>(to + i * 3));
@@ -126,7 +131,7 @@ std::ptrdiff_t mixBytes(const MixRow (&rows)[M], const void* in, std::ptrdiff_t 
 
 #else
 
-template <int N, int M>
+template <int N, int M, Products>
 std::ptrdiff_t mixBytes(const MixRow (&)[M], const void*, std::ptrdiff_t, void*) {
   return 0;
 }
@@ -134,6 +139,8 @@ std::ptrdiff_t mixBytes(const MixRow (&)[M], const void*, std::ptrdiff_t, void*)
 #endif
 
 template std::ptrdiff_t mixBytes<3, 1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
+template std::ptrdiff_t mixBytes<3, 1, Products::rounded>(const MixRow (&)[1], const void*,
+                                                          std::ptrdiff_t, void*);
 template std::ptrdiff_t mixBytes<4, 1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
 template std::ptrdiff_t mixBytes<3, 3>(const MixRow (&)[3], const void*, std::ptrdiff_t, void*);
 

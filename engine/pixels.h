@@ -10,6 +10,8 @@
 
 #include "engine/device_code.h"
 #include "engine/functor.h"
+#include "engine/ivdep.h"
+#include "engine/long_rows.h"
 #include "engine/planes.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -204,7 +206,7 @@ requires(decltype(F::channels)::kChannels == 1) class Parameters<F, Capacity> {
 /// pragma says: the compiler needn't test for overlap before it uses vectors.
 template <class F, class Out, class... In>
 void mapPiece(const F f, int x, int count, const Cursor<Out> out, const In... in) {
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (int i = 0; i < count; ++i) out.put(i, call(f, tableOf(f), x + i, in.get(i)...));
 }
 
@@ -288,6 +290,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
                       loadVector<Items>(rowOf(in, y) + x)...);
     } else {
       const unsigned end = x + Items < width ? x + Items : width;
+      // Rare, and not worth the registers that it would take unrolled.
+#pragma unroll 1
       for (unsigned i = x; i < end; ++i) {
         storeBytes(rowOf(out, y) + i, callInChannel(f, table, static_cast<int>(i), channelsOf(f), i,
                                                     loadBytes(rowOf(in, y) + i)...));
@@ -310,21 +314,32 @@ void mapOnGpu(const runtime::Queue& queue, const F& f, const View<Out>& out,
 
 #endif
 
+template <class F, class Out, class... In>
+void mapRows([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
+             const View<const In>&... in) {
+#if MIRL_KERNELS
+  if (!queue.device->isHost()) {
+    mapOnGpu(queue, f, out, in...);
+    return;
+  }
+#endif
+  mapOnHost(f, out, in...);
+}
+
 }  // namespace pixels
 
 /// Queues out = f(in...), item by item. The views have the output's size at least; `f` is copied
 /// and called as `Out f(In...) const`; it may ask for more, see engine/functor.h.
 template <class F, class Out, class... In>
-void map([[maybe_unused]] const runtime::Queue& queue, const F& f, const View<Out>& out,
+void map(const runtime::Queue& queue, const F& f, const View<Out>& out,
          const View<const In>&... in) {
   static_assert(kServesAllDevices<F>, "compile this unit as CUDA");
-#if MIRL_KERNELS
-  if (!queue.device->isHost()) {
-    pixels::mapOnGpu(queue, f, out, in...);
-    return;
+  const auto run = [&](const auto&... views) { pixels::mapRows(queue, f, views...); };
+  if constexpr (takesColumn<F, In...>) {
+    run(out, in...);
+  } else {
+    inLongRows(run, out, in...);
   }
-#endif
-  pixels::mapOnHost(f, out, in...);
 }
 
 }  // namespace mirl::engine

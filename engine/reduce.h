@@ -16,6 +16,8 @@
 #include <mirl/status.h>
 
 #include "engine/device_code.h"
+#include "engine/ivdep.h"
+#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/pinned_pool.h"
@@ -175,7 +177,7 @@ class HostLanes {
   void finish(Total* results) {
     flush();
     for (int half = kLanes / 2; half >= 12; half /= 2) {
-#pragma GCC ivdep
+      MIRL_IVDEP
       for (int i = 0; i < half; ++i) totals_[i] = reducer_.merge(totals_[i], totals_[i + half]);
     }
     const Total none = static_cast<Total>(reducer_.none());
@@ -214,7 +216,7 @@ class HostLanes {
       for (int first = 0; first < kLanes; first += kBlock, run += kBlockBytes) {
         for (std::size_t at = 0; at < kBlockBytes; at += kLine)
           __builtin_prefetch(run + kAhead + at);
-#pragma GCC ivdep
+        MIRL_IVDEP
         for (int i = 0; i < kBlock; ++i) {
           lanes_[first + i] = added(reducer, lanes_[first + i], elementAt(run, i), first + i);
         }
@@ -224,14 +226,14 @@ class HostLanes {
 
   void addPart(const char* run, int count, int first) {
     const R reducer = reducer_;
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (int i = 0; i < count; ++i) {
       lanes_[first + i] = added(reducer, lanes_[first + i], elementAt(run, i), first + i);
     }
   }
 
   void flush() {
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (int i = 0; i < kLanes; ++i) {
       totals_[i] = reducer_.merge(totals_[i], static_cast<Total>(lanes_[i]));
       lanes_[i] = reducer_.none();
@@ -339,7 +341,9 @@ MirlStatus reduce(const runtime::Queue& queue, const View<const T>& in,
   constexpr std::size_t kPooledBytes = 32 * 1024;  // larger page-locked blocks are slow to get
   constexpr int kMaxUnits =
       static_cast<int>(std::min<std::size_t>(1024, kPooledBytes / kUnitBytes));
-  const reduction::Cut cut = reduction::cutOf(in.width, in.height, kMaxUnits);
+  // Sums of floats depend on the rows, but may not on the padding.
+  const View<const T> rows = std::is_floating_point_v<T> ? in : inOneRow(in);
+  const reduction::Cut cut = reduction::cutOf(rows.width, rows.height, kMaxUnits);
 
   // The results of each reducer stand together, at a multiple of 8 bytes.
   const auto bytesOf = [&](std::size_t totalBytes) {
@@ -359,7 +363,7 @@ MirlStatus reduce(const runtime::Queue& queue, const View<const T>& in,
         reinterpret_cast<typename Reducer::Total*>(static_cast<std::byte*>(scratch.data()) + its)};
   };
   const std::tuple<reduction::Task<R>...> tasks{taskOf(reductions)...};
-  std::apply([&](const auto&... task) { reduction::run<C>(queue, in, cut, task...); }, tasks);
+  std::apply([&](const auto&... task) { reduction::run<C>(queue, rows, cut, task...); }, tasks);
 
   if (!queue.device->copyAsync({gathered.data(), bytes, scratch.data(), bytes, bytes, 1,
                                 runtime::Direction::deviceToHost},

@@ -25,6 +25,16 @@ concept MergesBytes = requires(const R& r, unsigned u) {
   r.mergeBytes(u, u);
 };
 
+/// The bound of a channel that is known at run time only. Choices rather than an index, so that a
+/// thread keeps them in registers.
+template <int C, class Bound>
+__device__ Bound boundOf(const Bound (&bounds)[C], unsigned channel) {
+  Bound bound = bounds[0];
+#pragma unroll
+  for (int c = 1; c < C; ++c) bound = channel == static_cast<unsigned>(c) ? bounds[c] : bound;
+  return bound;
+}
+
 /// What a thread has gathered: kCount lanes, lane a of thread t being of channel (E * t + a) % C,
 /// with E elements in a word.
 template <int C, class R>
@@ -40,13 +50,8 @@ struct ThreadLanes {
 #pragma unroll
       for (int i = 0; i < C; ++i) {
         const unsigned channel = (threadIdx.x * kCount + i) % C;
-#pragma unroll
-        for (int c = 0; c < C; ++c) {
-          if (c == 0 || channel == static_cast<unsigned>(c)) {
-            lower[i] = r.lower[c];
-            upper[i] = r.upper[c];
-          }
-        }
+        lower[i] = boundOf(r.lower, channel);
+        upper[i] = boundOf(r.upper, channel);
       }
     }
   }
@@ -99,8 +104,8 @@ struct ThreadLanes<C, R> {
 #pragma unroll
         for (int byte = 0; byte < 4; ++byte) {
           const unsigned channel = (threadIdx.x * 16 + 4 * i + byte) % C;
-          lower[i] |= static_cast<unsigned>(r.lower[channel]) << (8 * byte);
-          upper[i] |= static_cast<unsigned>(r.upper[channel]) << (8 * byte);
+          lower[i] |= static_cast<unsigned>(boundOf(r.lower, channel)) << (8 * byte);
+          upper[i] |= static_cast<unsigned>(boundOf(r.upper, channel)) << (8 * byte);
         }
       }
     }
@@ -196,7 +201,8 @@ __device__ void mergeBlock(const R& r, ThreadLanes<C, R>& own, typename R::Total
     __syncthreads();
     if (t < half) {
 #pragma unroll
-      for (int i = 0; i < kCount; ++i) own.lane[i] = r.merge(own.lane[i], shared[i * kThreads + t + half]);
+      for (int i = 0; i < kCount; ++i)
+        own.lane[i] = r.merge(own.lane[i], shared[i * kThreads + t + half]);
     }
   }
   if (t < 3) {

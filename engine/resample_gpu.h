@@ -19,8 +19,7 @@ inline constexpr int kZoomColumns = 4;
 
 /// Rows that a thread makes: several where there are enough of them to fill the GPU anyway.
 inline cuda::Shape shapeOf(int width, int height, int columnsPerThread) {
-  return cuda::covering(width, height, {kBlockX, kBlockY}, columnsPerThread,
-                        height >= 512 ? 4 : 1);
+  return cuda::covering(width, height, {kBlockX, kBlockY}, columnsPerThread, height >= 512 ? 4 : 1);
 }
 
 /// Whether every element of every row can be read as a whole.

@@ -6,6 +6,7 @@
 // are fetched without tests, or wholly outside.
 
 #include "engine/element_pairs.h"
+#include "engine/ivdep.h"
 #include "engine/samplers.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -95,7 +96,7 @@ void blendRun(const Codec& codec, const BlockPositions& at, const View<const Pix
   }
   const char* upper = rowBytes(in, at.y[0]) + at.x[0] * std::ptrdiff_t{sizeof(T) * C};
   const char* lower = upper + in.pitch;
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (int e = 0; e < kElements; ++e) {
     const float acrossWeights[1] = {across[e]};
     const float downWeights[1] = {down[e]};

@@ -5,6 +5,7 @@
 // columns have in common is tabled once for the call.
 
 #include "engine/element_pairs.h"
+#include "engine/ivdep.h"
 #include "engine/planes.h"
 #include "engine/resample_windows.h"
 #include "engine/samplers.h"
@@ -65,7 +66,7 @@ class ZoomBuffers {
     }
     float* inner = wide + kPad * C;
     const std::ptrdiff_t elements = std::ptrdiff_t{sourceWidth_} * C;
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (std::ptrdiff_t e = 0; e < elements; ++e) inner[e] = codec.load(loadItem<T>(row, e));
     for (int i = 0; i < kPad * C; ++i) {
       wide[i] = inner[i % C];
@@ -172,7 +173,7 @@ void blendLines(const Codec& codec, const float* const (&lines)[Sampler::kTaps],
                 std::ptrdiff_t count, char* out) {
   const float* from[Sampler::kTaps];
   for (int k = 0; k < Sampler::kTaps; ++k) from[k] = lines[k] + begin;
-#pragma GCC ivdep
+  MIRL_IVDEP
   for (std::ptrdiff_t e = 0; e < count; ++e) {
     float taps[Sampler::kTaps];
     for (int k = 0; k < Sampler::kTaps; ++k) taps[k] = from[k][e];
@@ -292,7 +293,7 @@ template <class T, int C, class Codec>
 void halveRows(const Codec& codec, const char* above, const char* below, std::ptrdiff_t count,
                char* out) {
   if constexpr (C == 1) {
-#pragma GCC ivdep
+    MIRL_IVDEP
     for (std::ptrdiff_t x = 0; x < count; ++x) {
       const auto upper = loadItem<Pair<T>>(above, x);
       const auto lower = loadItem<Pair<T>>(below, x);

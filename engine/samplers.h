@@ -4,13 +4,13 @@
 // Four of them make an operation, and none knows of the others:
 //
 // - a map says where: a `Zoom`, whose columns and rows are independent of each other, or any
-// functor
-//   `Point operator()(int x, int y) const` in float. A pixel's centre is at its whole coordinates.
+//   functor `Point operator()(int x, int y) const` in float. A pixel's centre is at its whole
+//   coordinates.
 // - a sampler (Nearest, Bilinear, Cubic) says which pixels take part and how they are blended: in
 //   float, along the rows first, then down the column.
 // - a border rule (EdgeBorder, ZeroBorder) says what stands outside the source.
 // - a codec turns elements into the floats that are blended, 0 into 0, and the result into an
-// element.
+//   element.
 //
 // They are in this header, with the sampling of a single pixel that they come to. resample.h runs
 // them over images.

@@ -5,6 +5,7 @@
 #include "runtime/cuda/cuda_device.h"
 #endif
 
+#include <new>
 #include <vector>
 
 namespace mirl::runtime {
@@ -93,7 +94,12 @@ bool StreamState::destroy() {
 std::shared_ptr<StreamState> createStream(Device& device) {
   void* native = nullptr;
   if (!device.createStream(native)) return nullptr;
-  return std::make_shared<StreamState>(device, native);
+  try {
+    return std::make_shared<StreamState>(device, native);
+  } catch (const std::bad_alloc&) {
+    device.destroyStream(native);
+    return nullptr;
+  }
 }
 
 }  // namespace mirl::runtime

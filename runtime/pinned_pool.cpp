@@ -7,9 +7,11 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace mirl::runtime {
@@ -36,9 +38,7 @@ class Pool {
   void giveBack(void* block, std::size_t bytes) {
     const std::lock_guard lock(mutex_);
     if (bytes > kLargestPooled) {
-      if (locker_ != nullptr) locker_->unlockHost(block);
-      memory_.erase(block);
-      std::free(block);
+      freeLocked(block);
     } else {
       freeList(std::bit_ceil(bytes < kSmallest ? kSmallest : bytes)).push_back(block);
     }
@@ -66,30 +66,48 @@ class Pool {
     const std::size_t rounded = (bytes + kPage - 1) / kPage * kPage;
     void* memory = std::aligned_alloc(kPage, rounded);
     if (memory == nullptr) return nullptr;
-    if (locker_ != nullptr && !locker_->lockHost(memory, rounded)) {
+    try {
+      memory_.emplace(memory, rounded);
+    } catch (const std::bad_alloc&) {
       std::free(memory);
       return nullptr;
     }
-    memory_.emplace(memory, rounded);
-    return memory;
+    if (locker_ == nullptr || locker_->lockHost(memory, rounded)) return memory;
+    memory_.erase(memory);
+    std::free(memory);
+    return nullptr;
+  }
+
+  void freeLocked(void* memory) {
+    if (locker_ != nullptr) locker_->unlockHost(memory);
+    memory_.erase(memory);
+    std::free(memory);
   }
 
   bool cutSlab(std::size_t size, std::vector<void*>& list) {
     auto* slab = static_cast<char*>(allocateLocked(kSlab));
     if (slab == nullptr) return false;
+    try {
+      // Room for all blocks that there are, so that none finds the list full when it comes back.
+      list.reserve(list.capacity() + kSlab / size);
+    } catch (const std::bad_alloc&) {
+      freeLocked(slab);
+      return false;
+    }
     for (std::size_t at = kSlab; at != 0; at -= size) list.push_back(slab + at - size);
     return true;
   }
 
   std::mutex mutex_;
-  Device* locker_ = nullptr;              // the GPU that holds the locks
-  std::map<void*, std::size_t> memory_;  // slabs and larger blocks
+  Device* locker_ = nullptr;                  // the GPU that holds the locks
+  std::map<void*, std::size_t> memory_;       // slabs and larger blocks
   std::array<std::vector<void*>, 16> lists_;  // by the logarithm of the block's size
 };
 
 /// Scalars of static lifetime give their blocks back at the very end, so the pool stays.
 Pool& pool() {
-  static Pool& made = *new Pool;
+  alignas(Pool) static std::byte room[sizeof(Pool)];
+  static Pool& made = *new (room) Pool;
   return made;
 }
 

@@ -158,7 +158,7 @@ TEST_P(BitConversion, ElementsAndBitsAreChecked) {
       {good, two, MIRL_SUCCESS}};  // four elements a row
   for (const auto& [source, result, status] : cases) {
     expectStatus(result, status, false,
-                 [&](const MirlImage& out) { return bitConversion(source, out); });
+                 [&in = source](const MirlImage& out) { return bitConversion(in, out); });
   }
 }
 

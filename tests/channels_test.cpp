@@ -199,7 +199,7 @@ auto pickFormula(int color, float t) {
                        : color == MIRL_COLOR_GREEN ? g > r && g > b && g - b > t && g - r > t
                        : color == MIRL_COLOR_BLUE  ? b > g && b > r && b - g > t && b - r > t
                                                    : false;
-    const float gray = std::fma(0.11f, b, std::fma(0.59f, r, 0.3f * g));
+    const float gray = 0.3f * g + 0.59f * r + 0.11f * b;
     for (int c = 0; c < 3; ++c) out[c] = stays ? in[c] : static_cast<Byte>(gray);
   };
 }
@@ -213,6 +213,7 @@ TEST_P(Channels, Pick) {
     }
   }
   expectPointwise<Byte, Byte>(pickBy(1, 12), 3, 3, pickFormula(1, 12));
+  expectInto(pickBy(3, 0), Pixels<Byte>(3, {7, 7, 7}), Pixels<Byte>(3, {6, 6, 6}));
   const Pixels<Byte> in(3, {50, 100, 100, 50, 99, 100, 0, 0, 255});
   expectInto(pickBy(MIRL_COLOR_RED, 0), in, Pixels<Byte>(3, {94, 94, 94, 50, 99, 100, 0, 0, 255}));
   expectInto(pickBy(MIRL_COLOR_RED, 254), in, Pixels<Byte>(3, {94, 94, 94, 94, 94, 94, 0, 0, 255}));

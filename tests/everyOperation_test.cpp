@@ -2,7 +2,37 @@
 // devices, resets and a runtime that fails. The numbers are the business of the operations' own
 // tests.
 
+#include <cstdlib>
+#include <new>
+
 #include "everyOperation.h"
+
+namespace {
+
+/// Which allocation of the calling thread is to fail from now on; 0 is none.
+thread_local int failingAllocation = 0;
+
+void* allocateOrFail(std::size_t bytes) {
+  if (failingAllocation > 0 && --failingAllocation == 0) return nullptr;
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
+
+}  // namespace
+
+// Not inlined, or compilers miss the other half of a pair.
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  void* memory = allocateOrFail(bytes);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return allocateOrFail(bytes);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace mirl::test {
 namespace {
@@ -251,6 +281,82 @@ TEST_P(EveryOperation, FailuresOfTheRuntimeLeaveNothingBehind) {
       for (const auto& [call, status] : faults) {
         for (int n = 1; n < 20 && !succeeds(call, n, status); ++n) continue;
       }
+    }
+  }
+}
+
+// Each allocation of host memory fails once.
+TEST_P(EveryOperation, NothingThrowsWithoutHostMemory) {
+  const auto survives = [](const char* name, const auto& call) {
+    for (int n = 1, reached = 0; reached == 0; ++n) {
+      ASSERT_LT(n, 200) << name;
+      const runtime::Live live = runtime::live();
+      failingAllocation = n;
+      EXPECT_NO_THROW(call()) << name << ", allocation " << n;
+      reached = std::exchange(failingAllocation, 0);
+      EXPECT_EQ(runtime::live(), live) << name << ", allocation " << n;
+    }
+  };
+  for (const Operation& op : operations()) {
+    const Inputs in = inputsOf(op, {401, 301});
+    survives(op.name, [&] {
+      const MirlStream stream(true);
+      MirlImage out = outputOf(op, in);
+      op.run(in, out, stream);
+    });
+  }
+  const std::string none = "/dev/null";
+  survives("other calls", [&] {
+    const MirlFilter blocks[] = {{64, 64}, {64, 64}, {64, 64}, {64, 64}, {64, 64}};
+    MirlDeviceProperties properties;
+    device::getDeviceProperties(GetParam(), properties);
+    const MirlImage image(9, 9, MIRL_8U_C3), read(none, MIRL_LOAD_COLOR);
+  });
+}
+
+// Narrow rows that stand one behind the other are worked on as others.
+TEST_P(EveryOperation, PaddingChangesNothing) {
+  for (const Operation& op : operations()) {
+    if (op.traits.widthStep > 1) continue;
+    const Inputs padded = inputsOf(op, {11, 2251});
+    Inputs packed;
+    for (const MirlImage& image : padded) {
+      const MirlRect all(0, 0, image.width(), image.height());
+      MirlImage& copy = packed.emplace_back(image.width(), image.height(), rowBytes(image),
+                                            image.depth(), image.channels());
+      ASSERT_EQ(image.copyTo(copy, {0, 0}, all, MirlStream()), MIRL_SUCCESS);
+    }
+    const MirlImage live = liveOutputOf(op, padded);
+    MirlImage out(live.width(), live.height(), rowBytes(live), live.depth(), live.channels());
+    ASSERT_EQ(op.run(packed, out, MirlStream()), MIRL_SUCCESS) << op.name;
+    EXPECT_TRUE(bytesOf(out) == bytesOf(resultOf(op, padded))) << op.name;
+  }
+}
+
+// An image that was made shallower where it is has more data bits than bits.
+TEST_P(EveryOperation, NoMoreDataBitsCountThanThereAre) {
+  for (const Operation& op : operations()) {
+    const Format format = allFormats()[static_cast<std::size_t>(op.in)];
+    if (format.depth > 16 || format.channels % 2 == 0) continue;
+    for (const auto& [depth, deeper, bits] :
+         {std::tuple{8, 16, 16}, {8, 16, 12}, {8, 32, 32}, {16, 32, 30}, {16, 32, 17}}) {
+      SCOPED_TRACE(testing::Message() << op.name << ", " << depth << " of " << bits << " bits");
+      Inputs plain, shallower;
+      for (const MirlImage& image : inputsOf(op)) {
+        plain.push_back(noiseImage(image.size(), depth, image.channels(), 1));
+        MirlImage made;
+        ASSERT_EQ(plain.back().convertTo(made, deeper, 1, 0), MIRL_SUCCESS);
+        ASSERT_EQ(made.setDataBits(bits), MIRL_SUCCESS);
+        ASSERT_EQ(made.convertTo(made, depth, 1, 0), MIRL_SUCCESS);
+        ASSERT_EQ(made.dataBits(), bits);
+        shallower.push_back(std::move(made));
+      }
+      MirlImage expected = outputOf(op, plain), out = outputOf(op, plain);
+      const MirlStatus status = op.run(plain, expected, MirlStream());
+      const bool refuses = std::strcmp(op.name, "bitConversion") == 0 && status == MIRL_SUCCESS;
+      EXPECT_EQ(op.run(shallower, out, MirlStream()), refuses ? MIRL_INVALID_ARGUMENT : status);
+      if (status != MIRL_SUCCESS || refuses) continue;
+      EXPECT_TRUE(bytesOf(out) == bytesOf(expected));
     }
   }
 }

@@ -58,6 +58,7 @@ TEST_P(Fills, WholeImages) {
     for (const int more : {0, 1, 3, 16, 40}) {
       expectSet<T>({113, 9}, channels, row + more, set, valueOf);
     }
+    expectSet<T>({2, 9001}, channels, 2 * channels * static_cast<int>(sizeof(T)), set, valueOf);
     const PastCaches past;
     for (const int more : {0, 1, 16}) {
       expectSet<T>({1999, 43}, channels, 1999 * channels * static_cast<int>(sizeof(T)) + more, set,

@@ -148,7 +148,8 @@ TEST_P(Histogram, CountsEverySizeAndPitch) {
   for (const int channels : {1, 3}) {
     for (const MirlSize& size : sizes) {
       const auto pixels = randomPixels<Byte>(size.width, size.height, channels, seed++);
-      for (const int pitch : {0, pixels.rowBytes() + 1, pixels.rowBytes() + 16}) {
+      for (const int pitch :
+           {0, pixels.rowBytes(), pixels.rowBytes() + 1, pixels.rowBytes() + 16}) {
         MirlHistogram histogram;
         ASSERT_EQ(calcHist(toImage(pixels, pitch), histogram), MIRL_SUCCESS);
         EXPECT_EQ(histogram.type(), typeOf<Byte>(channels));

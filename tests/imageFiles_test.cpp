@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 using io::loadImage;
 using io::saveImage;
 
-constexpr MirlLoadType kAsStored = static_cast<MirlLoadType>(-1);
-
 class ImageFiles : public DeviceTest {
  protected:
   void SetUp() override {
@@ -69,6 +67,8 @@ TEST_P(ImageFiles, SavingChecksTheImageFirst) {
 }
 
 #if MIRL_WITH_OPENCV
+
+constexpr MirlLoadType kAsStored = static_cast<MirlLoadType>(-1);
 
 /// Files made by hand, which no library has a say in. Words stand high byte first.
 constexpr char kColourFile[] = "P6 2 1 255\n\x0A\x14\x1E\xFF\x80\x01";        // 8 bits

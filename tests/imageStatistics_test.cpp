@@ -144,7 +144,8 @@ TEST_P(ImageStatistics, EverySizeAndPitch) {
     }
     const auto odd = randomPixels<T>(61, 7, channels, seed++);
     for (const int extra : {1, 2, 3, 16}) checkAll(odd, odd.rowBytes() + extra);
-    checkAll(randomPixels<T>(1, 40013, channels, 5), 13);
+    const auto narrow = randomPixels<T>(1, 40013, channels, 5);
+    for (const int pitch : {13, narrow.rowBytes()}) checkAll(narrow, pitch);
   });
   forEachElement([]<class T>(T) {
     checkAll(randomPixels<T>(1021, 1031, 1, 1));

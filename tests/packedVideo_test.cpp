@@ -99,7 +99,8 @@ TEST_P(PackedVideo, OneGroupByHand) {
 // The last one is too large for caches.
 TEST_P(PackedVideo, EverySampleOfEverySize) {
   const MirlSize sizes[] = {{6, 1}, {6, 37}, {18, 3}, {384, 5}, {390, 4}, {1920, 9}, {3840, 1200}};
-  for (const auto& [width, height] : sizes) {
+  for (const MirlSize& size : sizes) {
+    const int width = size.width, height = size.height;
     SCOPED_TRACE(testing::Message() << width << "x" << height);
     auto words = randomPixels<Word>(width / 6 * 8, height, 1, 1);
     const Pixels<Word> full = unpacked(words, width);

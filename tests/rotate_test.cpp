@@ -238,22 +238,24 @@ TEST_P(Rotate, FormatsServed) {
     const MirlStatus status = isServed(format) ? MIRL_SUCCESS : MIRL_MISMATCH;
     const MirlImage in = noiseImage({6, 4}, format.depth, format.channels, 1);
     const MirlRect region(1, 1, 3, 2);
-    MirlImage turned, part, larger, self(in), live(in);
+    MirlImage turned, part, larger, self(in), live(in), other(9, 2, format.type);
     EXPECT_EQ(rotate(in, turned, 10, {1, 1}), status);
     EXPECT_EQ(rotate(in, part, 10, {1, 1}, region), status);
     EXPECT_EQ(rotateNoCrop(in, larger, 10), status);
+    EXPECT_EQ(rotate(in, other, 10, {1, 1}, region), status);
     EXPECT_EQ(rotate(self, self, 10, {1, 1}, region), status);
     EXPECT_EQ(rotate(in, live, 10, {1, 1}), status);
     EXPECT_EQ(formatOf(turned), formatOf(in));
     EXPECT_EQ(formatOf(part), formatOf(in));
     EXPECT_EQ(formatOf(larger), formatOf(MirlImage(turnedSize(in.size(), 10), format.type)));
     if (isServed(format)) continue;
-    for (const MirlImage* same : {&part, &self, &live}) EXPECT_EQ(bytesOf(*same), bytesOf(in));
+    for (const MirlImage* same : {&part, &other, &self, &live})
+      EXPECT_EQ(bytesOf(*same), bytesOf(in));
   }
 }
 
 TEST_P(Rotate, AnglesCentresAndRectanglesAreChecked) {
-  const MirlImage good(4, 3, MIRL_8U_C1), empty;
+  const MirlImage good = noiseImage({4, 3}, 8, 1, 1), empty, other(9, 9, MIRL_8U_C1);
   const MirlRect all(0, 0, 4, 3);
   const int max = INT_MAX, min = INT_MIN;
   using Case = std::tuple<float, Point, MirlRect>;
@@ -271,9 +273,16 @@ TEST_P(Rotate, AnglesCentresAndRectanglesAreChecked) {
     const auto& [angle, center, region] = c;
     SCOPED_TRACE(testing::Message() << angle << " about " << center.x << ", " << center.y << " in "
                                     << region.x << ", " << region.y << ", " << region.width);
-    refused([&](MirlImage& out) {
-      return rotate(good, out, std::get<0>(c), std::get<1>(c), std::get<2>(c));
-    });
+    // What is refused comes after the copy.
+    for (const MirlImage& from : {good, empty, other}) {
+      MirlImage out(from), self(good);
+      if (out.isInitialized()) fillBlock(out);
+      for (MirlImage* to : {&out, &self}) {
+        EXPECT_EQ(rotate(to == &self ? self : good, *to, angle, center, region),
+                  MIRL_INVALID_ARGUMENT);
+        EXPECT_EQ(bytesOf(*to), bytesOf(good));
+      }
+    }
   };
   for (const Case& c : badParts) part(c);
   for (const Case& c : badTurns) {
@@ -282,6 +291,11 @@ TEST_P(Rotate, AnglesCentresAndRectanglesAreChecked) {
   }
   MirlImage same(4, 3, MIRL_8U_C4);
   const MirlStream dead = deadStream();
+  for (const MirlImage& out : {good, empty}) {
+    expectStatus(out, MIRL_INVALID_ARGUMENT, false, [&](MirlImage& image) {
+      return rotate(good, image, NAN, {0, 0}, all, dead);
+    });
+  }
   fillBlock(same);
   EXPECT_EQ(rotate(same, same, NAN, {0, 0}, dead), MIRL_INVALID_ARGUMENT);
   EXPECT_EQ(rotate(same, same, 1, {4, 0}, dead), MIRL_INVALID_ARGUMENT);

@@ -6,12 +6,7 @@
 #include "fixture.h"
 #include "runtime/simulated/machine.h"
 #include "runtime/simulated/modes.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define MIRL_WATCHES_MEMORY 1
-#else
-#define MIRL_WATCHES_MEMORY 0
-#endif
+#include "runtime/simulated/watched.h"
 
 namespace mirl::test {
 namespace {
@@ -127,11 +122,9 @@ TEST_F(SimulatedGpuDeathTest, FindsFaultsOfLaunches) {
 TEST_F(SimulatedGpuDeathTest, FindsFaultsOfMemory) {
   const Memory memory(1001);
   unsigned char* const bytes = memory.bytes();
-  EXPECT_DEATH(runAndWait([bytes](unsigned t) {
-                 *reinterpret_cast<uint4*>(bytes + 8 * t) = {};
-               }),
+  EXPECT_DEATH(runAndWait([bytes](unsigned t) { *reinterpret_cast<uint4*>(bytes + 8 * t) = {}; }),
                "misaligned address");
-  if (!MIRL_WATCHES_MEMORY) return;
+  if (!MIRL_WATCHED) return;
   EXPECT_DEATH(runAndWait([bytes](unsigned t) { bytes[938 + t] = 1; }), "AddressSanitizer");
   EXPECT_DEATH(bytes[0] = 1, "use-after-poison") << "the host has no access";
   const auto freesEarly = [] {

@@ -7,7 +7,8 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
+#include <memory>
+#include <new>
 
 namespace mirl::colorOperations {
 namespace {
@@ -60,16 +61,16 @@ MirlStatus run8(const runtime::Queue& queue, const Tables& tables, const MirlIma
 /// returns, whatever the caller's tables are.
 MirlStatus run16(const runtime::Queue& queue, const Tables& tables, const MirlImage& source,
                  MirlImage& destination) {
-  std::vector<std::uint16_t> staged;
-  staged.reserve(static_cast<std::size_t>(3 * tables.count));
-  for (int c = 0; c < 3; ++c) {
-    for (int i = 0; i < tables.count; ++i) staged.push_back(tables.limited(c, i));
-  }
-  const std::size_t bytes = staged.size() * sizeof staged[0];
+  const auto count = static_cast<std::size_t>(3 * tables.count);
+  const std::unique_ptr<std::uint16_t[]> staged(new (std::nothrow) std::uint16_t[count]);
+  const std::size_t bytes = count * sizeof staged[0];
   const runtime::Scratch entries(queue, bytes);
-  if (!entries.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  if (staged == nullptr || !entries.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  for (int c = 0; c < 3; ++c) {
+    for (int i = 0; i < tables.count; ++i) staged[c * tables.count + i] = tables.limited(c, i);
+  }
   if (!queue.device->copyAsync(
-          {entries.data(), bytes, staged.data(), bytes, bytes, 1, runtime::Direction::hostToDevice},
+          {entries.data(), bytes, staged.get(), bytes, bytes, 1, runtime::Direction::hostToDevice},
           queue.stream)) {
     return MIRL_COPY_H2D_FAILED;
   }
@@ -91,12 +92,12 @@ MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination, unsign
   const MirlStatus ready =
       prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (creates) destination.setDataBits(source.dataBits());
+  if (creates) destination.setDataBits(core::significantBits(source));
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
-  const Tables tables{{table0, table1, table2}, 1 << source.dataBits()};
+  const Tables tables{{table0, table1, table2}, 1 << core::significantBits(source)};
   return source.depth() == 8 ? run8(queue, tables, source, destination)
                              : run16(queue, tables, source, destination);
 }

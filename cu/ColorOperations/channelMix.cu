@@ -80,7 +80,8 @@ MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* ma
   const bool served = engine::visitCombination(
       Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         constexpr bool kFloat = std::is_same_v<T, float>;
-        const float maximum = kFloat ? 0.0f : static_cast<float>((1u << source.dataBits()) - 1);
+        const int bits = core::significantBits(source);
+        const float maximum = kFloat ? 0.0f : static_cast<float>((1u << bits) - 1);
         mapColours<T>(queue, kernel_colorTwist<T>{coefficients, maximum, fitsVectors(coefficients)},
                       source, destination);
       });

@@ -18,7 +18,8 @@ struct kernel_colorpick_bgr_8u {
     const int a = in.v[(wanted + 1) % 3];
     const int b = in.v[(wanted + 2) % 3];
     const bool stays = in.v[wanted] - (a > b ? a : b) > lead;
-    const float gray = engine::weightedSum(in.v[2], in.v[1], in.v[0], {{0.59f, 0.3f, 0.11f}, 0});
+    const float gray = engine::weightedSum<engine::Products::rounded>(in.v[2], in.v[1], in.v[0],
+                                                                      {{0.59f, 0.3f, 0.11f}, 0});
     const unsigned dull = engine::truncateInRange(gray);
     Pixel<Byte, 3> out;
     for (int c = 0; c < 3; ++c) {

@@ -68,7 +68,7 @@ MirlStatus FPNCorrection(const MirlImage& source, MirlImage& destination, const 
 
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channels() != 1 && source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
-  const int bits = source.depth() == 8 ? 8 : source.dataBits();
+  const int bits = source.depth() == 8 ? 8 : core::significantBits(source);
   const auto maxValue = static_cast<float>((1 << bits) - 1);
   engine::visitCombination(
       engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, 1,

@@ -16,6 +16,7 @@ struct imageBinary_kernel_8uC1 {
 
 template <class Order>
 struct imageBinary_8u_c3_kernel {
+  static constexpr auto kProducts = engine::Products::rounded;
   imageBinary_kernel_8uC1 binary;
 
   MIRL_HD static constexpr MixRow weights() {
@@ -23,11 +24,12 @@ struct imageBinary_8u_c3_kernel {
   }
 
   MIRL_HD Byte operator()(const Pixel<Byte, 3>& in) const {
-    return binary(static_cast<Byte>(engine::truncateInRange(weightedSum(in, weights()))));
+    const float gray = weightedSum<kProducts>(in, weights());
+    return binary(static_cast<Byte>(engine::truncateInRange(gray)));
   }
 
   std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
-    const std::ptrdiff_t done = engine::mixBytes<3, 1>({weights()}, in, count, out);
+    const std::ptrdiff_t done = engine::mixBytes<3, 1, kProducts>({weights()}, in, count, out);
     auto* gray = reinterpret_cast<Byte*>(out);
     const auto local = binary;  // which no store to a byte can change
     for (std::ptrdiff_t i = 0; i < done; ++i) gray[i] = local(gray[i]);

@@ -40,7 +40,7 @@ MirlStatus padImage(const MirlImage& source, MirlImage& destination, int top, in
         source.copyTo(destination, {left, top}, all, stream) == MIRL_COPY_D2D_FAILED;
     return failed ? MIRL_COPY_D2D_FAILED : MIRL_CHANNELS_NOT_SUPPORTED;
   }
-  const unsigned maximum = core::maximumOf(source.depth() == 8 ? 8 : source.dataBits());
+  const unsigned maximum = core::maximumOf(source.depth() == 8 ? 8 : core::significantBits(source));
   engine::drawFrame(queue, {engine::bytesOf<unsigned char>(destination),
                             engine::bytesOf<const unsigned char>(source),
                             left * static_cast<int>(core::pixelBytes(source)), top,

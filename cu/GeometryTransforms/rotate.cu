@@ -170,6 +170,23 @@ MirlStatus replace(MirlImage& destination, MirlImage& made) {
   return MIRL_SUCCESS;
 }
 
+/// Makes a destination a copy of its source; a failure leaves it as it was.
+MirlStatus becomeCopy(const runtime::Queue& queue, const MirlImage& source,
+                      MirlImage& destination) {
+  MirlImage made;
+  const bool fits = destination.isInitialized() && core::sameSize(source, destination) &&
+                    source.type() == destination.type();
+  if (!fits) {
+    const MirlStatus created = core::createLike(made, source, *queue.device);
+    if (created != MIRL_SUCCESS) return created;
+  }
+  MirlImage& target = fits ? destination : made;
+  const MirlStatus copied = copy(queue, whole(source), whole(target), core::rowBytes(source));
+  if (copied != MIRL_SUCCESS) return copied;
+  ImageAccess::copyMetadata(source, target);
+  return fits ? MIRL_SUCCESS : replace(destination, made);
+}
+
 /// Turns a rectangle of an image where it is.
 MirlStatus rotateInPlace(const runtime::Queue& queue, const kernel_rotate& map,
                          const MirlImage& image, const MirlRect& region) {
@@ -209,39 +226,23 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
 MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                   MirlPoint2D<int> center, const MirlRect& region, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  const bool live = destination.isInitialized();
-  if (live && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  if (destination.isInitialized() && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  runtime::Queue queue;
+  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const bool inPlace = &source == &destination;
+  const MirlStatus copied = inPlace ? MIRL_SUCCESS : becomeCopy(queue, source, destination);
+  if (copied != MIRL_SUCCESS) return copied;
+
   if (!contains(source, region) || !contains({region.width, region.height}, center) ||
       !std::isfinite(angle)) {
     return MIRL_INVALID_ARGUMENT;
   }
-  runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const bool served = isServed(source);
-  if (!served && live) return MIRL_MISMATCH;
+  if (!isServed(source)) return MIRL_MISMATCH;
   const kernel_rotate map = Rotation(angle).about(center);
-  if (&source == &destination) return rotateInPlace(queue, map, source, region);
-
-  MirlImage made;
-  const bool fits =
-      live && core::sameSize(source, destination) && source.type() == destination.type();
-  if (!fits) {
-    const MirlStatus created =
-        ImageAccess::create(made, *queue.device, source.width(), source.height(),
-                            core::signedDepth(source), source.channels());
-    if (created != MIRL_SUCCESS) return created;
-  }
-  MirlImage& target = fits ? destination : made;
-  const MirlStatus copied = copy(queue, whole(source), whole(target), core::rowBytes(source));
-  if (copied != MIRL_SUCCESS) return copied;
-  ImageAccess::copyMetadata(source, target);
-  if (served) run(queue, map, source, partOf(source, region), partOf(target, region));
-  if (!fits) {
-    const MirlStatus replaced = replace(destination, made);
-    if (replaced != MIRL_SUCCESS) return replaced;
-  }
-  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
+  if (inPlace) return rotateInPlace(queue, map, source, region);
+  run(queue, map, source, partOf(source, region), partOf(destination, region));
+  return MIRL_SUCCESS;
 }
 
 MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float angle,

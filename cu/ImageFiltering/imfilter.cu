@@ -96,7 +96,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   const engine::Taps taps = tapsOf(filter, source);
   engine::Window window = region == nullptr ? engine::Window{0, 0, source.width(), source.height()}
                                             : inside(*region, source);
-  const int bits = std::min(source.dataBits(), source.depth());
+  const int bits = core::significantBits(source);
   const float limit = bits > 16 ? 0.0f : static_cast<float>((1u << bits) - 1u);
   MirlStatus status = MIRL_SUCCESS;
   const bool served = engine::visitCombination(

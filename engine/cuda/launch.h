@@ -32,8 +32,8 @@ struct Threads {
   int y;
 };
 
-/// Blocks that cover a plane, each thread making `columns` by `rows` items of it. Where the plane is
-/// higher than a grid reaches, the kernel's threads have to take turns.
+/// Blocks that cover a plane, each thread making `columns` by `rows` items of it. Where the plane
+/// is higher than a grid reaches, the kernel's threads have to take turns.
 inline Shape covering(std::int64_t width, std::int64_t height, Threads threads, int columns = 1,
                       int rows = 1) {
   const std::int64_t across = std::int64_t{threads.x} * columns;

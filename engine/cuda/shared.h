@@ -40,23 +40,22 @@ class SharedElement {
   T* at_;
 };
 
-#define MIRL_SHARED(Type, name, count)                                                     \
-  static const char name##Place = 0;                                                       \
-  const ::mirl::engine::cuda::Shared<Type> name(                                           \
-      reinterpret_cast<Type*>(::mirl::simulated::sharedArray(&name##Place,                 \
-                                                             sizeof(Type) * (count), 16)))
-#define MIRL_DYNAMIC_SHARED(Type, name)         \
+#define MIRL_SHARED(Type, name, count)                                   \
+  static const char name##Place = 0;                                     \
+  const ::mirl::engine::cuda::Shared<Type> name(reinterpret_cast<Type*>( \
+      ::mirl::simulated::sharedArray(&name##Place, sizeof(Type) * (count), 16)))
+#define MIRL_DYNAMIC_SHARED(Type, name)          \
   const ::mirl::engine::cuda::Shared<Type> name( \
       reinterpret_cast<Type*>(::mirl::simulated::sharedArray(nullptr, 0, 16)))
 
 #else
 
 // Bytes, because shared memory has no constructors.
-#define MIRL_SHARED(Type, name, count)                                          \
-  __shared__ alignas(16) unsigned char name##Bytes[sizeof(Type) * (count)];     \
+#define MIRL_SHARED(Type, name, count)                                      \
+  __shared__ alignas(16) unsigned char name##Bytes[sizeof(Type) * (count)]; \
   const ::mirl::engine::cuda::Shared<Type> name(reinterpret_cast<Type*>(name##Bytes))
-#define MIRL_DYNAMIC_SHARED(Type, name)                \
-  extern __shared__ uint4 mirlDynamicShared[];         \
+#define MIRL_DYNAMIC_SHARED(Type, name)        \
+  extern __shared__ uint4 mirlDynamicShared[]; \
   const ::mirl::engine::cuda::Shared<Type> name(reinterpret_cast<Type*>(mirlDynamicShared))
 
 #endif
@@ -86,9 +85,13 @@ class Shared {
     return at_[i];
   }
   /// Adds to an element that other threads add to at the same time.
-  __device__ void add(unsigned i, T value) const { atomicAdd(at_ + i, value); }
+  __device__ void add(unsigned i, T value) const {
+    atomicAdd(at_ + i, value);
+  }
   /// The first element, as what this thread will only read, it and the `count` - 1 behind it.
-  __device__ const T& readable(std::size_t = 1) const { return *at_; }
+  __device__ const T& readable(std::size_t = 1) const {
+    return *at_;
+  }
 #endif
 
   template <class Index>

@@ -8,11 +8,11 @@
 
 /// Arithmetic and logic on images, element by element.
 ///
-/// Images are of 8 bits, 16 bits or float, with 1 or 3 channels. Arithmetic computes each element
-/// in single precision from exact operands. An integer result is clamped to the whole range of its
-/// type (`dataBits` isn't looked at) and truncated toward zero, a NaN becoming 0; a float result is
-/// stored as it is. The output may be an input wherever their types are the same. The work is
-/// queued on the stream.
+/// Images are float, or unsigned of 8 or 16 bits, with 1 or 3 channels. Arithmetic computes each
+/// element in single precision from exact operands. An integer result is clamped to the whole range
+/// of its type (`dataBits` isn't looked at) and truncated toward zero, a NaN becoming 0; a float
+/// result is stored as it is. The output may be an input wherever their types are the same. The
+/// work is queued on the stream.
 ///
 /// Every function checks in this order: `MIRL_IMAGE_NOT_INITIALIZED` if an input is empty;
 /// `MIRL_MISMATCH` if two inputs differ, for arithmetic in width, height or channels, for logic in
@@ -82,7 +82,7 @@ MIRL_API MirlStatus divide(const MirlScalar& s, const MirlImage& in, MirlImage& 
 /// channels; `MIRL_DEPTH_NOT_SUPPORTED` for one that isn't float with 1 or 3 channels;
 /// `MIRL_MISMATCH` for a smaller one, and for input types that aren't served.
 ///
-/// The bits are the same on every device.
+/// The bits are the same on every device, except those of a NaN.
 
 /// in to the power e, narrowed to float, within 3 units in the last place. The special cases are
 /// those of IEEE 754: 1 for e = 0 and for an element of 1, else NaN for a NaN; NaN for a negative
@@ -122,10 +122,10 @@ MIRL_API MirlStatus ceil(const MirlImage& in, MirlImage& out,
 MIRL_API MirlStatus round(const MirlImage& in, MirlImage& out,
                           const MirlStream& stream = MirlStream());
 
-/// Logic serves 8 and 16 bits. An empty output is created with the input's format (of two images
-/// the unsigned one). `MIRL_MISMATCH` for a live one that differs in width, height, depth or
-/// channels. Types that aren't served give `MIRL_MISMATCH`, with a constant and for shifts
-/// `MIRL_TYPE_NOT_SUPPORTED`.
+/// Logic serves unsigned images of 8 and 16 bits. An empty output is created with the input's
+/// format (of two images the unsigned one). `MIRL_MISMATCH` for a live one that differs in width,
+/// height, depth or channels. Types that aren't served give `MIRL_MISMATCH`, with a constant and
+/// for shifts `MIRL_TYPE_NOT_SUPPORTED`.
 
 /// a & b, a | b, a ^ b.
 MIRL_API MirlStatus AND(const MirlImage& a, const MirlImage& b, MirlImage& out,

@@ -14,9 +14,10 @@ namespace mirl::colorOperations {
 /// further factors in single precision. With m0, m1 and m2 the means as floats, the first that
 /// holds of
 ///
-///     m1 >= m0, m1 >= m2:  channel 2 gets (m1 - m2) / 255 * 1.2, channel 0 gets m1 / m0 / 255
-///     * 1.2 m2 >= m1, m2 >= m0:  channel 0 gets (m2 - m0) / 255 * 1.2 m0 >= m1, m0 >= m2:  channel
-///     2 gets (m0 - m2) / 255 * 1.2
+///     m1 >= m0, m1 >= m2:  channel 2 gets (m1 - m2) / 255 * 1.2,
+///                          channel 0 gets m1 / m0 / 255 * 1.2
+///     m2 >= m1, m2 >= m0:  channel 0 gets (m2 - m0) / 255 * 1.2
+///     m0 >= m1, m0 >= m2:  channel 2 gets (m0 - m2) / 255 * 1.2
 ///
 /// of channel 1 added; of means with a NaN none holds. The ratio counts as 0 if m0 is 0, so that a
 /// channel 0 without any colour stays as it is. Channels count as they stand in memory, and the

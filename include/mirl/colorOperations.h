@@ -229,8 +229,9 @@ MIRL_API MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destinatio
 
 /// 255 where a pixel is at or above a threshold and 0 elsewhere, for 8U with 1 or 3 channels, into
 /// 1 channel. The threshold is `level`, limited to 0 to 1 (NaN counts as 0), times 255, truncated.
-/// Of 3 channels it is compared with 0.3 red + 0.59 green + 0.11 blue, truncated; the source's
-/// sequence counts. Level 0 makes everything 255.
+/// Of 3 channels it is compared with 0.3 red + 0.59 green + 0.11 blue, truncated, each product and
+/// each sum being rounded, in the order of memory 1, 0, 2; the source's sequence counts. Level 0
+/// makes everything 255.
 ///
 /// First `MIRL_CHANNELS_NOT_SUPPORTED` for a live destination of other than 1 channel, so that 3
 /// channels can't work in place. Other types are `MIRL_MISMATCH`.
@@ -271,10 +272,10 @@ MIRL_API MirlStatus channelMix(const MirlImage& source, MirlImage& destination, 
                                const MirlStream& stream = MirlStream());
 
 /// Leaves the pixels in which one channel is greater than both others by more than `threshold`,
-/// and by anything at all, and turns the rest gray: 0.3 green + 0.59 red + 0.11 blue, summed in
-/// this order with fused multiply-adds and truncated, in all three channels. For 8 bits with 3
-/// channels, blue first; signed elements are read as unsigned. A `color` that is none, or a NaN,
-/// turns all pixels gray.
+/// and by anything at all, and turns the rest gray: 0.3 green + 0.59 red + 0.11 blue in all three
+/// channels, in single precision, each product and each sum rounded, in this order, and truncated:
+/// an even gray of 7 becomes 6. For 8 bits with 3 channels, blue first; signed elements are read as
+/// unsigned. A `color` that is none, or a threshold of NaN, turns all pixels gray.
 ///
 /// First `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other than 3 channels. Other depths are
 /// `MIRL_DEPTH_NOT_SUPPORTED`, and sources of another sequence than `MIRL_CHANNELSEQ_BGR` are

@@ -10,10 +10,10 @@
 /// Values between element types, channels and regions.
 namespace mirl::dataExchange {
 
-/// `element * scale + shift`, the product not rounded before the sum, between any two of 8-bit,
-/// 16-bit and float, with 1 or 3 channels. An integer result is clamped to the whole range of its
-/// type (`dataBits` isn't looked at) and truncated toward zero: 2.9 gives 2, NaN gives 0. A float
-/// result is stored as it is.
+/// `element * scale + shift`, the product not rounded before the sum, between any two of unsigned
+/// 8-bit, unsigned 16-bit and float, with 1 or 3 channels. An integer result is clamped to the
+/// whole range of its type (`dataBits` isn't looked at) and truncated toward zero: 2.9 gives 2, NaN
+/// gives 0. A float result is stored as it is.
 ///
 /// A live destination says which type is wanted. An empty one is created with the source's size and
 /// type. The destination may be the source. The work is queued on the stream.
@@ -43,7 +43,7 @@ MIRL_API MirlStatus convertScale(const MirlImage& source, MirlImage& destination
 MIRL_API MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
                                   const MirlStream& stream = MirlStream());
 
-/// Copies one channel of 3 or 4 into an image of one, for 8-bit, 16-bit and float.
+/// Copies one channel of 3 or 4 into an image of one, for unsigned 8-bit and 16-bit and for float.
 ///
 /// An empty destination is created with the source's size and depth. A live one may be larger and
 /// of any depth: the elements come to stand at the start of its rows as they are. The work is
@@ -82,8 +82,8 @@ MIRL_API MirlStatus padImage(const MirlImage& source, MirlImage& destination, in
 /// taken over, limited to the type's range and truncated: with a lower limit of 10.7 elements of 3
 /// and of 10 are 10. A limit of NaN is none.
 ///
-/// 8 and 16 bits, 1 and 3 channels. An empty destination is created with the source's size and
-/// type. It may be the source. The work is queued on the stream.
+/// Unsigned images of 8 and 16 bits with 1 and 3 channels. An empty destination is created with the
+/// source's size and type. It may be the source. The work is queued on the stream.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` if a live destination differs in
 /// width, height, depth or channels; `MIRL_MISMATCH` for images or a stream of two devices and
@@ -94,8 +94,8 @@ MIRL_API MirlStatus threshold(const MirlImage& source, MirlImage& destination,
                               const MirlStream& stream = MirlStream());
 
 /// Fills a rectangle of an image with a colour, limited to 0 to 255 and truncated; NaN is 0. For 8
-/// bits with 1 or 3 channels. A region without pixels fills nothing. The work is queued on the
-/// stream.
+/// bits, signed or not, with 1 or 3 channels. A region without pixels fills nothing. The work is
+/// queued on the stream.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` for another depth or other
 /// channels; `MIRL_INVALID_ARGUMENT` for a region with negative numbers or one that leaves the
@@ -104,10 +104,10 @@ MIRL_API MirlStatus threshold(const MirlImage& source, MirlImage& destination,
 MIRL_API MirlStatus rectangle(MirlImage& image, const MirlRect& region, const MirlScalar& value,
                               const MirlStream& stream = MirlStream());
 
-/// Fills an image of 32 bits, any channels, with uniform random floats above 0 and up to 1. Every
-/// call writes the same sequence, row after row, on every device; numbers are multiples of 2^-24.
-/// The generator is Philox 4x32-10 (Salmon and others, "Parallel random numbers: as easy as 1, 2,
-/// 3", 2011). The work is queued on the stream.
+/// Fills an image of 32 bits, any channels and any sign, with uniform random floats above 0 and up
+/// to 1. Every call writes the same sequence, row after row, on every device; numbers are multiples
+/// of 2^-24. The generator is Philox 4x32-10 (Salmon and others, "Parallel random numbers: as easy
+/// as 1, 2, 3", 2011). The work is queued on the stream.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_DEPTH_NOT_SUPPORTED` for other depths;
 /// `MIRL_MISMATCH` for a stream of another device and `MIRL_INVALID_ARGUMENT` for a dead one.

@@ -33,9 +33,9 @@ MIRL_API int getCurentDevice();
 /// The number of devices, the host device included: at least 1.
 MIRL_API int getDeviceCount();
 
-/// Describes a device. `MIRL_INVALID_ARGUMENT` for a number that names no device, the record then
-/// being as it was. For a compute capability that is not known, `coresPerMultiProcessor` keeps the
-/// value that it had in the record.
+/// Describes a device. `MIRL_INVALID_ARGUMENT` for a number that names no device, and where the
+/// device gives no answer, the record then being as it was. For a compute capability that is not
+/// known, `coresPerMultiProcessor` keeps the value that it had in the record.
 MIRL_API MirlStatus getDeviceProperties(int device, MirlDeviceProperties& properties);
 
 /// Makes a device the calling thread's current one. `MIRL_SET_DEVICE_FAILED` if there is none of

@@ -7,11 +7,11 @@
 #include <mirl/stream.h>
 #include <mirl/types.h>
 
-/// Images in another size or position. All operations here take 8-bit, 16-bit and float images of 1
-/// or 3 channels, compute in single precision and give the same bits on every device. `dataBits`
-/// and `channelSeq` of the input aren't looked at unless an operation says so, and the sign of a
-/// live destination's elements isn't either: it gets elements of the source's type. The work is
-/// queued on the stream and no call waits for it.
+/// Images in another size or position. All operations here take unsigned 8-bit, unsigned 16-bit and
+/// float images of 1 or 3 channels, compute in single precision and give the same bits on every
+/// device, except those of a NaN. `dataBits` and `channelSeq` of the input aren't looked at unless
+/// an operation says so, and the sign of a live destination's elements isn't either: it gets
+/// elements of the source's type. The work is queued on the stream and no call waits for it.
 namespace mirl::geometryTransforms {
 
 /// Scales `source` to the size of `destination`, each axis by itself. Destination pixel x is
@@ -81,14 +81,14 @@ MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, floa
 /// outside the rectangle.
 ///
 /// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_MISMATCH` if a live
-/// destination differs in depth or channels; `MIRL_INVALID_ARGUMENT` if the rectangle has no
-/// pixels, a negative number or leaves the source, if the centre lies outside the rectangle, or if
-/// the angle is infinite or NaN; `MIRL_MISMATCH` for images or a stream of two devices and
+/// destination differs in depth or channels, or in device, or the stream belongs to another one;
 /// `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_DEVICE_ALLOC_FAILED` without memory for the
-/// copy, or for the turned rectangle if source and destination are one; `MIRL_COPY_D2D_FAILED`;
-/// `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a live destination held;
-/// `MIRL_MISMATCH` for other types. With any of these a live destination is as it was; an empty one
-/// is as well, but with the last has become a copy of the source.
+/// copy; `MIRL_COPY_D2D_FAILED`; `MIRL_DEVICE_FREE_FAILED` if the device won't take back what a
+/// live destination held. With any of these the destination is as it was. From here on it is the
+/// copy: `MIRL_INVALID_ARGUMENT` if the rectangle has no pixels, a negative number or leaves the
+/// source, if the centre lies outside the rectangle, or if the angle is infinite or NaN;
+/// `MIRL_MISMATCH` for other types; if source and destination are one, `MIRL_DEVICE_ALLOC_FAILED`
+/// and `MIRL_COPY_D2D_FAILED` for the turned rectangle.
 MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                            MirlPoint2D<int> center, const MirlRect& region,
                            const MirlStream& stream = MirlStream());

@@ -19,6 +19,9 @@
 /// output is never reallocated (only `convertTo` does that): it must fit, else `MIRL_MISMATCH`. All
 /// images of one call, and its stream, must belong to one device, else `MIRL_MISMATCH`.
 ///
+/// Where the library speaks of 8-bit and 16-bit images without a sign it means unsigned elements,
+/// and by float those of 32 bits. Operations that take signed ones as well say so.
+///
 /// Images have no lock. Different threads may read one image's fields and use it as an input at
 /// once; what changes it must be alone.
 class MIRL_API MirlImage {
@@ -88,7 +91,9 @@ class MIRL_API MirlImage {
   /// Bits of an element, without the sign.
   int depth() const { return depth_; }
   int channels() const { return channels_; }
-  /// Significant bits in each element, for content of 10, 12 or 14 bits in a 16-bit image.
+  /// Significant bits in each element, for content of 10, 12 or 14 bits in a 16-bit image. More
+  /// than the depth, as after a conversion in place, count as the depth wherever they matter;
+  /// `bitConversion` alone refuses them.
   int dataBits() const { return dataBits_; }
   MirlType type() const { return type_; }
   MirlChannelSeq channelSeq() const { return channelSeq_; }
@@ -156,9 +161,9 @@ class MIRL_API MirlImage {
   /// Writes all channels of a pixel.
   MirlStatus set(int x, int y, const MirlScalar& value);
 
-  /// Fills the image with one value, or with one for each channel: 8-bit, 16-bit and float with 1
-  /// or 3 channels. In integer images the value is limited to the type's range and truncated, NaN
-  /// becoming 0. Queued on the stream.
+  /// Fills the image with one value, or with one for each channel: unsigned 8-bit and 16-bit and
+  /// float images with 1 or 3 channels. In integer images the value is limited to the type's range
+  /// and truncated, NaN becoming 0. Queued on the stream.
   ///
   /// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_TYPE_NOT_SUPPORTED`; `MIRL_MISMATCH` for a
   /// stream of another device and `MIRL_INVALID_ARGUMENT` for a dead one.

@@ -10,8 +10,8 @@
 /// Filters over a neighbourhood.
 namespace mirl::imageFiltering {
 
-/// Correlates an image with a filter of up to 512 coefficients, for 8-bit, 16-bit and float images
-/// of 1 or 3 channels.
+/// Correlates an image with a filter of up to 512 coefficients, for unsigned 8-bit, unsigned 16-bit
+/// and float images of 1 or 3 channels.
 ///
 /// The result at (x, y) is the sum over i and j of the element at (x + anchor.x + i,
 /// y + anchor.y + j) times coefficient `i * height + j`, accumulated in float with fused

@@ -12,15 +12,15 @@
 /// The reductions read the image once and write one number for each channel to the leading entries
 /// of a `MirlScalar`; entries beyond the channels keep their values, and so do all of them if the
 /// call fails. They wait for their own stream, so the numbers are there on return. A scalar without
-/// a block gets no numbers. Every device and every number of threads gives the same bits: integer
-/// sums are exact, and sums of floats are accumulated in double in an order that depends on nothing
-/// but the image's size.
+/// a block gets no numbers. Every device and every number of threads gives the same bits, except
+/// those of a NaN: integer sums are exact, and sums of floats are accumulated in double in an order
+/// that depends on nothing but the image's size.
 ///
-/// All take images of 1 and 3 channels. Unless an operation says otherwise, in this order:
-/// `MIRL_IMAGE_NOT_INITIALIZED` for an empty image; `MIRL_MISMATCH` for a stream of another device
-/// and `MIRL_INVALID_ARGUMENT` for a dead one; `MIRL_MISMATCH` for a type that isn't served;
-/// `MIRL_DEVICE_ALLOC_FAILED` without memory for the partial results; `MIRL_COPY_D2H_FAILED`;
-/// `MIRL_KERNEL_FAILED` if the work on the stream failed.
+/// All take images of 1 and 3 channels, integers being unsigned. Unless an operation says
+/// otherwise, in this order: `MIRL_IMAGE_NOT_INITIALIZED` for an empty image; `MIRL_MISMATCH` for a
+/// stream of another device and `MIRL_INVALID_ARGUMENT` for a dead one; `MIRL_MISMATCH` for a type
+/// that isn't served; `MIRL_DEVICE_ALLOC_FAILED` without memory for the partial results;
+/// `MIRL_COPY_D2H_FAILED`; `MIRL_KERNEL_FAILED` if the work on the stream failed.
 namespace mirl::imageStatistics {
 
 /// The least element of each channel, of 8-bit, 16-bit and float images. A NaN counts as no

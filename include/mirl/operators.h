@@ -62,7 +62,7 @@ MIRL_API MirlImage operator/(const MirlScalar& s, const MirlImage& a);
 MIRL_API MirlImage operator/(int c, const MirlImage& a);
 MIRL_API MirlImage operator/(double c, const MirlImage& a);
 
-/// Bit by bit, for images of 8 and 16 bits.
+/// Bit by bit, for unsigned images of 8 and 16 bits.
 MIRL_API MirlImage operator&(const MirlImage& a, const MirlImage& b);
 MIRL_API MirlImage operator&(const MirlImage& a, int n);
 inline MirlImage operator&(int n, const MirlImage& a) {

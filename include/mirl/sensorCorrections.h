@@ -47,8 +47,9 @@ MIRL_API MirlStatus fpn(MirlImage& destination, const MirlImage& source, const M
 /// may cover all of it. `value` points to a number for each channel, truncated toward zero; only
 /// the low bits that an element has are used, so 300 is 44 in 8 bits. NaN and infinity give 0.
 ///
-/// Images of 8 or 16 bits with 1 or 3 channels. An empty destination is created with the source's
-/// size, depth and channels. It may be the source. The work is queued on the stream.
+/// Images of 8 or 16 bits, signed or not, with 1 or 3 channels. An empty destination is created
+/// with the source's size, depth and channels. It may be the source. The work is queued on the
+/// stream.
 ///
 /// In this order: `MIRL_NULL_POINTER` for a null `value`; `MIRL_IMAGE_NOT_INITIALIZED`;
 /// `MIRL_MISMATCH` if a live destination differs in width, height, depth or channels;

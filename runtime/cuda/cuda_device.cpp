@@ -46,13 +46,13 @@ int attributeOf(int gpu, cudaDeviceAttr attribute) {
 /// Whether the library has code for a GPU: machine code runs within a major capability, the code
 /// that the driver translates on all newer ones.
 bool runsOn(int gpu) {
-  constexpr int kMachineCode[] = {MIRL_CUDA_MACHINE_CODE}, kVirtualCode[] = {MIRL_CUDA_VIRTUAL_CODE};
+  constexpr int kMachineCode[] = {MIRL_CUDA_MACHINE_CODE},
+                kVirtualCode[] = {MIRL_CUDA_VIRTUAL_CODE};
   const int capability = 10 * attributeOf(gpu, cudaDevAttrComputeCapabilityMajor) +
                          attributeOf(gpu, cudaDevAttrComputeCapabilityMinor);
-  return std::any_of(std::begin(kMachineCode), std::end(kMachineCode),
-                     [&](int code) {
-                       return code / 10 == capability / 10 && code <= capability;
-                     }) ||
+  return std::any_of(
+             std::begin(kMachineCode), std::end(kMachineCode),
+             [&](int code) { return code / 10 == capability / 10 && code <= capability; }) ||
          std::any_of(std::begin(kVirtualCode), std::end(kVirtualCode),
                      [&](int code) { return code <= capability; });
 }
@@ -163,11 +163,11 @@ class CudaDevice final : public Device {
 
   bool doCopyAsync(const Copy& job, void* stream) override {
     return here([&] {
-      return job.rows == 1 ? cudaMemcpyAsync(job.dst, job.src, job.rowBytes, kindOf(job.direction),
-                                             native(stream))
-                           : cudaMemcpy2DAsync(job.dst, job.dstPitch, job.src, job.srcPitch,
-                                               job.rowBytes, job.rows, kindOf(job.direction),
-                                               native(stream));
+      return job.rows == 1
+                 ? cudaMemcpyAsync(job.dst, job.src, job.rowBytes, kindOf(job.direction),
+                                   native(stream))
+                 : cudaMemcpy2DAsync(job.dst, job.dstPitch, job.src, job.srcPitch, job.rowBytes,
+                                     job.rows, kindOf(job.direction), native(stream));
     });
   }
 

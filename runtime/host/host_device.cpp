@@ -90,9 +90,10 @@ class HostDevice final : public Device {
 
   bool doAllocate(std::size_t bytes, void*& data) override {
     void* made = allocateAligned(bytes);
-    if (made == nullptr) return false;
-    const std::lock_guard lock(mutex_);
-    blocks_.insert(made);
+    if (made == nullptr || !remember(blocks_, made)) {
+      std::free(made);
+      return false;
+    }
     data = made;
     return true;
   }
@@ -120,6 +121,10 @@ class HostDevice final : public Device {
     if (job.rowBytes == 0 || job.rows == 0) return true;
     auto* dst = static_cast<char*>(job.dst);
     const auto* src = static_cast<const char*>(job.src);
+    if (job.rows > 1 && job.dstPitch == job.rowBytes && job.srcPitch == job.rowBytes) {
+      const std::size_t bytes = job.rows * job.rowBytes;
+      return doCopy({job.dst, bytes, job.src, bytes, bytes, 1, job.direction});
+    }
     if (job.rows == 1) {
       forRows((job.rowBytes + kPiece - 1) / kPiece, 2 * kPiece, [&](std::size_t piece) {
         const std::size_t at = piece * kPiece;
@@ -146,10 +151,12 @@ class HostDevice final : public Device {
   bool doFillAsync(const Fill& job, void*) override { return doFill(job); }
 
   bool doCreateStream(void*& stream) override {
-    stream = ::operator new(1, std::nothrow);
-    if (stream == nullptr) return false;
-    const std::lock_guard lock(mutex_);
-    streams_.insert(stream);
+    void* made = ::operator new(1, std::nothrow);
+    if (made == nullptr || !remember(streams_, made)) {
+      ::operator delete(made);
+      return false;
+    }
+    stream = made;
     return true;
   }
 
@@ -171,6 +178,15 @@ class HostDevice final : public Device {
   }
 
  private:
+  bool remember(std::unordered_set<void*>& set, void* made) {
+    const std::lock_guard lock(mutex_);
+    try {
+      return set.insert(made).second;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
   std::mutex mutex_;
   std::unordered_set<void*> blocks_;
   std::unordered_set<void*> streams_;

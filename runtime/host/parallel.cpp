@@ -5,6 +5,7 @@
 #if MIRL_WITH_OPENMP
 #include <omp.h>
 #else
+#include <exception>
 #include <thread>
 #include <vector>
 #endif
@@ -45,11 +46,16 @@ int hostThreads() {
 
 void shareOut(int count, int parts, void (*body)(const void*, int, int), const void* context) {
   std::vector<std::thread> others;
-  int begin = partBegin(count, parts, 1);
-  for (int part = 1; part < parts; ++part) {
-    const int end = partBegin(count, parts, part + 1);
-    others.emplace_back(body, context, begin, end);
-    begin = end;
+  int given = 1;
+  try {
+    others.reserve(static_cast<std::size_t>(parts - 1));
+    for (; given < parts; ++given) {
+      others.emplace_back(body, context, partBegin(count, parts, given),
+                          partBegin(count, parts, given + 1));
+    }
+  } catch (const std::exception&) {
+    // Without memory or threads for more, this one does what is left.
+    body(context, partBegin(count, parts, given), count);
   }
   body(context, 0, partBegin(count, parts, 1));
   for (std::thread& other : others) other.join();

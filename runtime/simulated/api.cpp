@@ -89,8 +89,8 @@ cudaError_t copyNow(Machine& m, const Rectangle& job, cudaMemcpyKind kind) {
 
 Rectangle rectangle(void* dst, std::size_t dstPitch, const void* src, std::size_t srcPitch,
                     std::size_t width, std::size_t height) {
-  return {static_cast<char*>(dst), dstPitch, static_cast<const char*>(src), srcPitch, width,
-          height};
+  return {
+      static_cast<char*>(dst), dstPitch, static_cast<const char*>(src), srcPitch, width, height};
 }
 
 cudaError_t queueFill(Machine& m, void* dst, std::size_t pitch, int value, std::size_t width,
@@ -124,9 +124,8 @@ int mirl::simulated::currentDevice() {
 cudaError_t mirl::simulated::queueKernel(const Launch& launch, cudaStream_t stream,
                                          std::function<void()> thread) {
   return call([&](Machine& m) {
-    m.gpuOf(stream).queue(stream, [launch, thread = std::move(thread)] {
-      runGrid(launch, thread);
-    });
+    m.gpuOf(stream).queue(stream,
+                          [launch, thread = std::move(thread)] { runGrid(launch, thread); });
     return cudaSuccess;
   });
 }
@@ -282,9 +281,8 @@ cudaError_t cudaFree(void* data) {
 }
 
 cudaError_t cudaMemcpy(void* dst, const void* src, std::size_t bytes, cudaMemcpyKind kind) {
-  return call([&](Machine& m) {
-    return copyNow(m, rectangle(dst, bytes, src, bytes, bytes, 1), kind);
-  });
+  return call(
+      [&](Machine& m) { return copyNow(m, rectangle(dst, bytes, src, bytes, bytes, 1), kind); });
 }
 
 cudaError_t cudaMemcpyAsync(void* dst, const void* src, std::size_t bytes, cudaMemcpyKind kind,
@@ -317,8 +315,7 @@ cudaError_t cudaMemset2D(void* dst, std::size_t pitch, int value, std::size_t wi
 
 cudaError_t cudaMemset2DAsync(void* dst, std::size_t pitch, int value, std::size_t width,
                               std::size_t height, cudaStream_t stream) {
-  return call(
-      [&](Machine& m) { return queueFill(m, dst, pitch, value, width, height, stream); });
+  return call([&](Machine& m) { return queueFill(m, dst, pitch, value, width, height, stream); });
 }
 
 cudaError_t cudaHostRegister(void* data, std::size_t bytes, unsigned) {

@@ -1,6 +1,7 @@
 #include "runtime/simulated/fiber.h"
 
 #include "runtime/simulated/block.h"
+#include "runtime/simulated/watched.h"
 
 #include <sys/mman.h>
 
@@ -10,14 +11,7 @@
 #include <ucontext.h>
 #endif
 
-#if defined(__SANITIZE_ADDRESS__)
-#define MIRL_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define MIRL_ADDRESS_SANITIZER 1
-#endif
-#endif
-#if MIRL_ADDRESS_SANITIZER
+#if MIRL_WATCHED
 #include <sanitizer/common_interface_defs.h>
 #endif
 
@@ -67,13 +61,13 @@ constexpr std::size_t kGuardBytes = 4096;
 
 void announce([[maybe_unused]] void** fake, [[maybe_unused]] const void* stack,
               [[maybe_unused]] std::size_t bytes) {
-#if MIRL_ADDRESS_SANITIZER
+#if MIRL_WATCHED
   __sanitizer_start_switch_fiber(fake, stack, bytes);
 #endif
 }
 void arrived([[maybe_unused]] void* fake, [[maybe_unused]] const void** from,
              [[maybe_unused]] std::size_t* bytes) {
-#if MIRL_ADDRESS_SANITIZER
+#if MIRL_WATCHED
   __sanitizer_finish_switch_fiber(fake, from, bytes);
 #endif
 }
@@ -91,12 +85,12 @@ struct Fiber::Context {
     *--top = 0;
     *--top = 0;  // the stack is at a multiple of 16 when a function has been called
     *--top = reinterpret_cast<std::uintptr_t>(mirlEnterFiber);
-    *--top = 0;                                              // rbp
-    *--top = 0;                                              // rbx
-    *--top = reinterpret_cast<std::uintptr_t>(fiber);        // r12
-    *--top = reinterpret_cast<std::uintptr_t>(startFiber);   // r13
-    *--top = 0;                                              // r14
-    *--top = 0;                                              // r15
+    *--top = 0;                                             // rbp
+    *--top = 0;                                             // rbx
+    *--top = reinterpret_cast<std::uintptr_t>(fiber);       // r12
+    *--top = reinterpret_cast<std::uintptr_t>(startFiber);  // r13
+    *--top = 0;                                             // r14
+    *--top = 0;                                             // r15
     stackPointer = top;
   }
   static void change(Context& from, Context& to) {
@@ -119,8 +113,8 @@ struct Fiber::Context {
                 static_cast<unsigned>(self >> 32));
   }
   static void enter(unsigned low, unsigned high) {
-    startFiber(reinterpret_cast<Fiber*>(
-        static_cast<std::uintptr_t>((std::uint64_t{high} << 32) | low)));
+    startFiber(
+        reinterpret_cast<Fiber*>(static_cast<std::uintptr_t>((std::uint64_t{high} << 32) | low)));
   }
   static void change(Context& from, Context& to) { swapcontext(&from.context, &to.context); }
 };

@@ -2,20 +2,16 @@
 
 #include "runtime/simulated/block.h"
 #include "runtime/simulated/modes.h"
+#include "runtime/simulated/watched.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if MIRL_WATCHED
 #include <sanitizer/asan_interface.h>
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#include <sanitizer/asan_interface.h>
-#endif
-#endif
-#if !defined(ASAN_POISON_MEMORY_REGION)
+#else
 #define ASAN_POISON_MEMORY_REGION(address, bytes) ((void)(address), (void)(bytes))
 #define ASAN_UNPOISON_MEMORY_REGION(address, bytes) ((void)(address), (void)(bytes))
 #endif
@@ -147,8 +143,7 @@ bool Gpu::step(cudaStream_t stream) {
   return true;
 }
 
-Machine::Machine()
-    : gpus(static_cast<std::size_t>(modes().gpus), Gpu(memory)), used(gpus.size()) {}
+Machine::Machine() : gpus(static_cast<std::size_t>(modes().gpus), Gpu(memory)), used(gpus.size()) {}
 
 void Machine::useCurrent() {
   used[static_cast<std::size_t>(currentDevice())] = true;

@@ -82,7 +82,8 @@ void Draw::disarm(MirlStatus status) {
   status_ = status;
   if (device::getCurentDevice() != device_) broken("another device is current");
   for (int id = device::getDeviceCount() - 1; id >= 0; --id) {
-    if (!runtime::device(id)->synchronizeAll()) broken("work on a device failed");
+    const bool lost = fault_ == static_cast<int>(runtime::Call::launch);
+    if (!runtime::device(id)->synchronizeAll() && !lost) broken("work on a device failed");
   }
 
   const std::uint64_t may = kOfArguments | traits_.also | (fault_ >= 0 ? kOfFaults : 0);

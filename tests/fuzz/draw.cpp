@@ -62,7 +62,8 @@ Draw::Draw(std::uint64_t seed, int device, const Traits& traits, bool tells)
   if (chance(6)) {
     fault_ = upTo(static_cast<int>(runtime::kCallKinds));
     faultAt_ = 1 + upTo(chance(3) ? 8 : 2);
-    static const char* const names[] = {"allocate", "free", "copy", "fill", "stream", "pinned"};
+    static const char* const names[] = {"allocate", "free",   "copy",  "fill",
+                                        "stream",   "pinned", "launch"};
     tell(" %s %d fails;", names[fault_], faultAt_);
   }
 }
