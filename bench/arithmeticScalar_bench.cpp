@@ -1,7 +1,7 @@
 // Images with numbers, functions of one image, logic.
 
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #include <functional>
 #include <map>
@@ -115,9 +115,8 @@ const bool registered = [] {
     for (const Types& types : entry.types) {
       for (const auto& [width, height] : kSizes) {
         const MirlSize size(width, height);
-        const std::string name =
-            entry.name + " " + typeName(types.in) +
-            (types.out == types.in ? "" : " to " + typeName(types.out).substr(0, 3));
+        const std::string name = entry.name + " " + typeName(types.in) +
+                                 (types.out == types.in ? "" : " to " + depthName(types.out));
         const auto ours = [run = entry.run, size, types]() -> Run {
           const MirlImage in = noise(size, types.in);
           MirlImage out(size, types.out);

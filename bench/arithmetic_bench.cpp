@@ -1,5 +1,5 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 namespace mirl::bench {
 namespace {
@@ -10,7 +10,6 @@ struct Entry {
   const char* name;
   Operation ours;
   OpenCvArithmetic openCv;
-  NppArithmetic npp8uC1;
 };
 
 struct Types {
@@ -29,11 +28,11 @@ Prepare oursOf(Operation operation, const MirlSize& size, const Types& types) {
 
 const bool registered = [] {
   const Entry entries[] = {
-      {"add", arithmeticLogical::add, openCvAdd, nppAdd},
-      {"subtract", arithmeticLogical::subtract, openCvSubtract, nppSubtract},
-      {"multiply", arithmeticLogical::multiply, openCvMultiply, nppMultiply},
-      {"divide", arithmeticLogical::divide, openCvDivide, nppDivide},
-      {"absDiff", arithmeticLogical::absDiff, openCvAbsDiff, nppAbsDiff},
+      {"add", arithmeticLogical::add, openCvAdd},
+      {"subtract", arithmeticLogical::subtract, openCvSubtract},
+      {"multiply", arithmeticLogical::multiply, openCvMultiply},
+      {"divide", arithmeticLogical::divide, openCvDivide},
+      {"absDiff", arithmeticLogical::absDiff, openCvAbsDiff},
   };
   const Types typesOf[] = {{MIRL_8U_C1, MIRL_8U_C1},   {MIRL_8U_C3, MIRL_8U_C3},
                            {MIRL_8U_C1, MIRL_32F_C1},  {MIRL_16U_C1, MIRL_16U_C1},
@@ -42,15 +41,10 @@ const bool registered = [] {
     for (const Types& types : typesOf) {
       for (const auto& [width, height] : kSizes) {
         const MirlSize size(width, height);
-        const std::string name =
-            std::string(entry.name) + " " + typeName(types.in) +
-            (types.out == types.in ? "" : " to " + typeName(types.out).substr(0, 3));
-        const Prepare npp = types.in == MIRL_8U_C1 && types.out == MIRL_8U_C1
-                                ? nppPeer(entry.npp8uC1, size)
-                                : nullptr;
+        const std::string name = std::string(entry.name) + " " + typeName(types.in) +
+                                 (types.out == types.in ? "" : " to " + depthName(types.out));
         add({name, size, 2.0 * bytesOf(types.in) + bytesOf(types.out),
-             oursOf(entry.ours, size, types), openCvPeer(entry.openCv, size, types.in, types.out),
-             npp});
+             oursOf(entry.ours, size, types), openCvPeer(entry.openCv, size, types.in, types.out)});
       }
     }
   }

@@ -5,28 +5,28 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace mirl::bench {
 
-/// Does the work once, or queues it on the default stream of a GPU.
+/// Does the work once, or queues it on the default stream of a GPU. What can't be done is thrown.
 using Run = std::function<void()>;
 /// Prepares the work: makes images on the current device and returns what is to be timed. It is
 /// called when its turn comes, so that not all images are held at once.
 using Prepare = std::function<Run()>;
 
-/// One operation to be timed: on every device, beside a copy that moves as many bytes, and through
-/// the peers, which are left out where they are null or not built in.
+/// One operation to be timed: on every device, beside what moves as many bytes and the peers.
 struct Case {
   std::string operation;
   MirlSize size;
   double bytesPerPixel;  ///< read and written
   Prepare ours;
-  Prepare openCv = nullptr;  ///< beside the host device
-  Prepare npp = nullptr;     ///< beside the first GPU
+  Prepare openCv = nullptr;  ///< beside the host device, null where there is none
 };
 void add(const Case& benchCase);
 
-/// The sizes at which every operation is timed.
+/// The sizes at which every operation is timed: unless all are asked for the host device has the
+/// first, and GPUs, which it would not fill, the second.
 inline constexpr std::array<std::array<int, 2>, 2> kSizes = {{{1920, 1080}, {3840, 2160}}};
 
 /// An image of noise on the current device: bytes as they come, floats from 0 to 255.
@@ -34,5 +34,16 @@ MirlImage noise(const MirlSize& size, MirlType type, unsigned seed = 1);
 
 /// "8u C3" and the like.
 std::string typeName(MirlType type);
+/// "8u" and the like.
+std::string depthName(MirlType type);
+/// Bytes of a pixel.
+double bytesOf(MirlType type);
+
+#if MIRL_BENCH_NPP
+/// The same work through the GPU vendor's primitives, null where they don't have it.
+Prepare nppPeer(const Case& benchCase);
+/// The operations that have such a peer.
+std::vector<std::string> nppOperations();
+#endif
 
 }  // namespace mirl::bench

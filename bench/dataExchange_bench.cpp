@@ -1,5 +1,5 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 namespace mirl::bench {
 namespace {
@@ -27,9 +27,9 @@ const bool registered = [] {
         MirlImage out(size, types.out);
         return [=]() mutable { dataExchange::convertScale(in, out, 0.75f, 3.0f); };
       };
-      add({"convertScale " + typeName(types.in) + " to " + typeName(types.out).substr(0, 3), size,
+      add({"convertScale " + typeName(types.in) + " to " + depthName(types.out), size,
            bytesOf(types.in) + bytesOf(types.out), ours,
-           openCvConvertPeer(size, types.in, types.out), nullptr});
+           openCvConvertPeer(size, types.in, types.out)});
     }
     for (const Types& types : rescaled) {
       const Prepare ours = [=]() -> Run {
@@ -38,7 +38,7 @@ const bool registered = [] {
         MirlImage out(size, types.out);
         return [=] { dataExchange::bitConversion(in, out); };
       };
-      add({"bitConversion " + typeName(types.in) + " to " + typeName(types.out).substr(0, 3), size,
+      add({"bitConversion " + typeName(types.in) + " to " + depthName(types.out), size,
            bytesOf(types.in) + bytesOf(types.out), ours});
     }
   }

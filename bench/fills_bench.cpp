@@ -1,11 +1,8 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #if MIRL_BENCH_OPENCV
 #include <opencv2/imgproc.hpp>
-#endif
-#if MIRL_BENCH_NPP
-#include <nppi_data_exchange_and_initialization.h>
 #endif
 
 namespace mirl::bench {
@@ -76,54 +73,6 @@ Prepare openCvOf(const MirlSize&, MirlType, const MirlSize&, MirlType, OpenCv) {
 
 #endif
 
-#if MIRL_BENCH_NPP
-
-using Npp = void (*)(const MirlImage& in, const MirlImage& out, const NppStreamContext& context);
-Npp8u* bytesAt(const MirlImage& image) {
-  return static_cast<Npp8u*>(image.ptr());
-}
-NppiSize nppSize(const MirlImage& image) {
-  return {image.width(), image.height()};
-}
-constexpr Npp8u kNppColour[] = {10, 20, 30};
-constexpr Npp kNppSet1 = [](const MirlImage&, const MirlImage& out, const NppStreamContext& c) {
-  nppiSet_8u_C1R_Ctx(10, bytesAt(out), out.pitch(), nppSize(out), c);
-};
-constexpr Npp kNppSet3 = [](const MirlImage&, const MirlImage& out, const NppStreamContext& c) {
-  nppiSet_8u_C3R_Ctx(kNppColour, bytesAt(out), out.pitch(), nppSize(out), c);
-};
-constexpr Npp kNppPadding1 = [](const MirlImage& in, const MirlImage& out,
-                                const NppStreamContext& c) {
-  nppiCopyConstBorder_8u_C1R_Ctx(bytesAt(in), in.pitch(), nppSize(in), bytesAt(out), out.pitch(),
-                                 nppSize(out), kPad, kPad, 10, c);
-};
-constexpr Npp kNppPadding3 = [](const MirlImage& in, const MirlImage& out,
-                                const NppStreamContext& c) {
-  nppiCopyConstBorder_8u_C3R_Ctx(bytesAt(in), in.pitch(), nppSize(in), bytesAt(out), out.pitch(),
-                                 nppSize(out), kPad, kPad, kNppColour, c);
-};
-
-Prepare nppOf(const MirlSize& size, MirlType in, const MirlSize& outSize, MirlType out, Npp call) {
-  if (call == nullptr) return nullptr;
-  return [=]() -> Run {
-    const MirlImage from = noise(size, in);
-    const MirlImage to(outSize, out);
-    const NppStreamContext context = nppContext();
-    return [=] { call(from, to, context); };
-  };
-}
-
-#else
-
-using Npp = std::nullptr_t;
-constexpr Npp kNppSet1 = nullptr, kNppSet3 = nullptr, kNppPadding1 = nullptr,
-              kNppPadding3 = nullptr;
-Prepare nppOf(const MirlSize&, MirlType, const MirlSize&, MirlType, Npp) {
-  return nullptr;
-}
-
-#endif
-
 struct Entry {
   const char* name;
   Operation ours;
@@ -131,7 +80,6 @@ struct Entry {
   MirlType in;
   MirlType out;
   double bytesPerPixel;
-  Npp npp = nullptr;
   int pad = 0;
 };
 
@@ -139,8 +87,8 @@ const bool registered = [] {
   constexpr MirlType k8 = MIRL_8U_C1, k8c = MIRL_8U_C3, k16 = MIRL_16U_C1, k16c = MIRL_16U_C3,
                      k32 = MIRL_32F_C1, k32c = MIRL_32F_C3;
   const Entry entries[] = {
-      {"set", kSet, kCvSet, k8, k8, 1, kNppSet1},
-      {"set", kSet, kCvSet, k8c, k8c, 3, kNppSet3},
+      {"set", kSet, kCvSet, k8, k8, 1},
+      {"set", kSet, kCvSet, k8c, k8c, 3},
       {"set", kSet, kCvSet, k16, k16, 2},
       {"set", kSet, kCvSet, k32, k32, 4},
       {"set", kSet, kCvSet, k32c, k32c, 12},
@@ -152,9 +100,9 @@ const bool registered = [] {
       {"getChannel", kGet, kCvGet, k8c, k8, 4},
       {"getChannel", kGet, kCvGet, MIRL_8U_C4, k8, 5},
       {"getChannel", kGet, kCvGet, k32c, k32, 16},
-      {"padImage", kPadding, kCvPadding, k8, k8, 2, kNppPadding1, kPad},
-      {"padImage", kPadding, kCvPadding, k8c, k8c, 6, kNppPadding3, kPad},
-      {"padImage", kPadding, kCvPadding, k16c, k16c, 12, nullptr, kPad},
+      {"padImage", kPadding, kCvPadding, k8, k8, 2, kPad},
+      {"padImage", kPadding, kCvPadding, k8c, k8c, 6, kPad},
+      {"padImage", kPadding, kCvPadding, k16c, k16c, 12, kPad},
       {"threshold", kThreshold, kCvThreshold, k8, k8, 2},
       {"threshold", kThreshold, kCvThreshold, k8c, k8c, 6},
       {"threshold", kThreshold, kCvThreshold, k16, k16, 4},
@@ -168,8 +116,7 @@ const bool registered = [] {
         return [=]() mutable { e.ours(in, out); };
       };
       add({std::string(e.name) + " " + typeName(e.name == std::string("getChannel") ? e.in : e.out),
-           size, e.bytesPerPixel, ours, openCvOf(size, e.in, outSize, e.out, e.openCv),
-           nppOf(size, e.in, outSize, e.out, e.npp)});
+           size, e.bytesPerPixel, ours, openCvOf(size, e.in, outSize, e.out, e.openCv)});
     }
   }
   return true;

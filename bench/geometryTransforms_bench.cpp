@@ -1,11 +1,8 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #if MIRL_BENCH_OPENCV
 #include <opencv2/imgproc.hpp>
-#endif
-#if MIRL_BENCH_NPP
-#include <nppi_geometry_transforms.h>
 #endif
 
 #include <algorithm>
@@ -68,81 +65,6 @@ Prepare openCvRotate(const MirlSize&, MirlType, float) {
 
 #endif
 
-#if MIRL_BENCH_NPP
-
-/// Calls the vendor's routine of an image type: `of(element, one channel's, three channels')`.
-template <class Call8, class Call8x3, class Call16, class Call16x3, class Call32, class Call32x3>
-auto pick(MirlType type, Call8 c8, Call8x3 c8x3, Call16 c16, Call16x3 c16x3, Call32 c32,
-          Call32x3 c32x3, const auto& call) {
-  switch (type) {
-    case MIRL_8U_C1:
-      return call(c8, Npp8u{});
-    case MIRL_8U_C3:
-      return call(c8x3, Npp8u{});
-    case MIRL_16U_C1:
-      return call(c16, Npp16u{});
-    case MIRL_16U_C3:
-      return call(c16x3, Npp16u{});
-    case MIRL_32F_C1:
-      return call(c32, Npp32f{});
-    default:
-      return call(c32x3, Npp32f{});
-  }
-}
-
-Prepare nppResize(const MirlSize& from, const MirlSize& to, MirlType type, const Mode& mode) {
-  const int flag = mode.type == MIRL_INTERPOLATION_CUBIC ? NPPI_INTER_CUBIC : mode.type;
-  return [=]() -> Run {
-    const MirlImage in = noise(from, type);
-    const MirlImage out(to, type);
-    const NppStreamContext context = nppContext();
-    return [=] {
-      pick(type, nppiResize_8u_C1R_Ctx, nppiResize_8u_C3R_Ctx, nppiResize_16u_C1R_Ctx,
-           nppiResize_16u_C3R_Ctx, nppiResize_32f_C1R_Ctx, nppiResize_32f_C3R_Ctx,
-           [&]<class T>(auto routine, T) {
-             return routine(static_cast<const T*>(in.ptr()), in.pitch(), {from.width, from.height},
-                            {0, 0, from.width, from.height}, static_cast<T*>(out.ptr()),
-                            out.pitch(), {to.width, to.height}, {0, 0, to.width, to.height}, flag,
-                            context);
-           });
-    };
-  };
-}
-
-/// The vendor's rotation is about the origin, with a shift behind it.
-Prepare nppRotate(const MirlSize& size, MirlType type, float angle) {
-  return [=]() -> Run {
-    const MirlImage in = noise(size, type);
-    const MirlImage out(size, type);
-    const NppStreamContext context = nppContext();
-    const double radians = angle * 3.14159265358979 / 180, c = std::cos(radians),
-                 s = std::sin(radians);
-    const double cx = size.width / 2, cy = size.height / 2;
-    const double shiftX = (1 - c) * cx - s * cy, shiftY = s * cx + (1 - c) * cy;
-    return [=] {
-      pick(type, nppiRotate_8u_C1R_Ctx, nppiRotate_8u_C3R_Ctx, nppiRotate_16u_C1R_Ctx,
-           nppiRotate_16u_C3R_Ctx, nppiRotate_32f_C1R_Ctx, nppiRotate_32f_C3R_Ctx,
-           [&]<class T>(auto routine, T) {
-             const NppiRect whole{0, 0, size.width, size.height};
-             return routine(static_cast<const T*>(in.ptr()), {size.width, size.height}, in.pitch(),
-                            whole, static_cast<T*>(out.ptr()), out.pitch(), whole, angle, shiftX,
-                            shiftY, NPPI_INTER_LINEAR, context);
-           });
-    };
-  };
-}
-
-#else
-
-Prepare nppResize(const MirlSize&, const MirlSize&, MirlType, const Mode&) {
-  return nullptr;
-}
-Prepare nppRotate(const MirlSize&, MirlType, float) {
-  return nullptr;
-}
-
-#endif
-
 void addResize(const MirlSize& from, double scale, MirlType type, const Mode& mode) {
   const MirlSize to = scaled(from, scale);
   char name[64];
@@ -156,7 +78,7 @@ void addResize(const MirlSize& from, double scale, MirlType type, const Mode& mo
          MirlImage out(to, type);
          return [=]() mutable { resize(in, out, mode.type); };
        },
-       openCvResize(from, to, type, mode), nppResize(from, to, type, mode)});
+       openCvResize(from, to, type, mode)});
 }
 
 void addRotate(const MirlSize& size, float angle, MirlType type) {
@@ -168,7 +90,7 @@ void addRotate(const MirlSize& size, float angle, MirlType type) {
          MirlImage out(size, type);
          return [=]() mutable { rotate(in, out, angle, center); };
        },
-       openCvRotate(size, type, angle), nppRotate(size, type, angle)});
+       openCvRotate(size, type, angle)});
 }
 
 const bool registered = [] {

@@ -1,11 +1,8 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #if MIRL_BENCH_OPENCV
 #include <opencv2/imgproc.hpp>
-#endif
-#if MIRL_BENCH_NPP
-#include <nppi_statistics_functions.h>
 #endif
 
 #include <array>
@@ -126,106 +123,24 @@ Prepare openCvOf(OpenCv, const MirlSize&, MirlType) {
 
 #endif
 
-#if MIRL_BENCH_NPP
-
-namespace npp {
-
-/// An image with the vendor's scratch and room for results.
-struct Job {
-  const Npp8u* data;
-  int pitch;
-  NppiSize size;
-  Npp8u* scratch;
-  unsigned char* result;
-  NppStreamContext context;
-};
-
-void min(const Job& j) {
-  nppiMin_8u_C1R_Ctx(j.data, j.pitch, j.size, j.scratch, j.result, j.context);
-}
-void max(const Job& j) {
-  nppiMax_8u_C1R_Ctx(j.data, j.pitch, j.size, j.scratch, j.result, j.context);
-}
-void minMax(const Job& j) {
-  nppiMinMax_8u_C1R_Ctx(j.data, j.pitch, j.size, j.result, j.result + 1, j.scratch, j.context);
-}
-void sum(const Job& j) {
-  nppiSum_8u_C1R_Ctx(j.data, j.pitch, j.size, j.scratch, reinterpret_cast<Npp64f*>(j.result),
-                     j.context);
-}
-void mean(const Job& j) {
-  nppiMean_8u_C1R_Ctx(j.data, j.pitch, j.size, j.scratch, reinterpret_cast<Npp64f*>(j.result),
-                      j.context);
-}
-void meanStdDev(const Job& j) {
-  auto* result = reinterpret_cast<Npp64f*>(j.result);
-  nppiMean_StdDev_8u_C1R_Ctx(j.data, j.pitch, j.size, j.scratch, result, result + 1, j.context);
-}
-constexpr std::nullptr_t countInRange = nullptr;
-void calcHist(const Job& j) {
-  nppiHistogramEven_8u_C1R_Ctx(j.data, j.pitch, j.size, reinterpret_cast<Npp32s*>(j.result), 257, 0,
-                               256, j.scratch, j.context);
-}
-
-}  // namespace npp
-
-using Npp = void (*)(const npp::Job&);
-
-/// The results are fetched and waited for, as ours are.
-Prepare nppOf(Npp peer, const MirlSize& size, MirlType type) {
-  if (peer == nullptr || type != MIRL_8U_C1) return nullptr;
-  return [=]() -> Run {
-    constexpr int kResultBytes = 1024;
-    const MirlImage in = noise(size, type);
-    const MirlImage scratch(1 << 24, 1, MIRL_8U_C1);
-    const MirlImage result(kResultBytes, 1, MIRL_8U_C1);
-    const npp::Job job{static_cast<const Npp8u*>(in.ptr()),
-                       in.pitch(),
-                       {size.width, size.height},
-                       static_cast<Npp8u*>(scratch.ptr()),
-                       static_cast<unsigned char*>(result.ptr()),
-                       nppContext()};
-    return [=, keep = std::array{in, scratch, result}] {
-      peer(job);
-      unsigned char fetched[kResultBytes];
-      cudaMemcpyAsync(fetched, job.result, kResultBytes, cudaMemcpyDeviceToHost, nullptr);
-      cudaStreamSynchronize(nullptr);
-    };
-  };
-}
-
-#else
-
-namespace npp {
-constexpr std::nullptr_t min = {}, max = {}, minMax = {}, sum = {}, mean = {}, meanStdDev = {},
-                         countInRange = {}, calcHist = {};
-}
-using Npp = std::nullptr_t;
-Prepare nppOf(Npp, const MirlSize&, MirlType) {
-  return nullptr;
-}
-
-#endif
-
 struct Entry {
   const char* name;
   void (*run)(const MirlImage&);
   OpenCv openCv;
-  Npp npp8uC1;
   bool word;  // whether it serves 16-bit
   bool floats;
 };
 
 const bool registered = [] {
   const Entry entries[] = {
-      {"min", ours::min, open_cv::min, npp::min, true, true},
-      {"max", ours::max, open_cv::max, npp::max, true, true},
-      {"minMax", ours::minMax, open_cv::minMax, npp::minMax, true, true},
-      {"sum", ours::sum, open_cv::sum, npp::sum, true, true},
-      {"mean", ours::mean, open_cv::mean, npp::mean, true, true},
-      {"meanStdDev", ours::meanStdDev, open_cv::meanStdDev, npp::meanStdDev, false, false},
-      {"countInRange", ours::countInRange, open_cv::countInRange, npp::countInRange, false, true},
-      {"calcHist", ours::calcHist, open_cv::calcHist, npp::calcHist, false, false},
+      {"min", ours::min, open_cv::min, true, true},
+      {"max", ours::max, open_cv::max, true, true},
+      {"minMax", ours::minMax, open_cv::minMax, true, true},
+      {"sum", ours::sum, open_cv::sum, true, true},
+      {"mean", ours::mean, open_cv::mean, true, true},
+      {"meanStdDev", ours::meanStdDev, open_cv::meanStdDev, false, false},
+      {"countInRange", ours::countInRange, open_cv::countInRange, false, true},
+      {"calcHist", ours::calcHist, open_cv::calcHist, false, false},
   };
   for (const Entry& entry : entries) {
     for (const MirlType type : {MIRL_8U_C1, MIRL_8U_C3, MIRL_16U_C1, MIRL_32F_C1, MIRL_32F_C3}) {
@@ -238,7 +153,7 @@ const bool registered = [] {
           return [=] { run(in); };
         };
         add({std::string(entry.name) + " " + typeName(type), size, bytesOf(type), prepare,
-             openCvOf(entry.openCv, size, type), nppOf(entry.npp8uC1, size, type)});
+             openCvOf(entry.openCv, size, type)});
       }
     }
   }

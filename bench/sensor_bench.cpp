@@ -1,5 +1,5 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #include <memory>
 

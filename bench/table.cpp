@@ -1,80 +1,69 @@
 #include "table.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 namespace mirl::bench {
-namespace {
 
-std::vector<std::string> split(const std::string& text, char at) {
-  std::vector<std::string> parts(1);
-  for (const char c : text) {
-    if (c == at) {
-      parts.emplace_back();
-    } else {
-      parts.back() += c;
-    }
-  }
-  return parts;
+std::string sizeName(const MirlSize& size) {
+  return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
-}  // namespace
-
-bool TableReporter::ReportContext(const Context&) {
-  return true;
-}
-
-TableReporter::Row& TableReporter::rowOf(const std::string& operation, const std::string& size,
-                                         const std::string& device) {
-  for (Row& row : rows_) {
-    if (row.operation == operation && row.size == size && row.device == device) return row;
-  }
-  rows_.push_back({operation, size, device, 0, 0, {}});
-  return rows_.back();
-}
-
-void TableReporter::ReportRuns(const std::vector<Run>& runs) {
-  for (const Run& run : runs) {
-    if (run.run_type != Run::RT_Iteration) continue;
-    const std::vector<std::string> parts = split(run.run_name.function_name, '|');
-    const std::vector<std::string> who = split(parts[2], ' ');
-    Row& row = rowOf(parts[0], parts[1], who[0]);
-    row.pixels = run.counters.at("pixels");
-    row.bytes = run.counters.at("bytes");
-    const std::string what = who.size() > 1 ? who[1] : "";
-    double& best = row.milliseconds[what];
-    const double now = run.GetAdjustedRealTime();
-    if (best == 0 || now < best) best = now;
-    std::fprintf(stderr, "\r\033[K%s", run.run_name.function_name.c_str());
-  }
-}
-
-void TableReporter::printTable() const {
-  std::fprintf(stderr, "\r\033[K");
-  std::printf("\n%-28s %10s %5s %9s %8s %8s %7s   %s\n", "operation", "size", "dev", "ms", "ns/px",
+void Table::printHeader() const {
+  std::printf("\n%-28s %11s %5s %9s %8s %8s %7s   %s\n", "operation", "size", "dev", "ms", "ns/px",
               "GB/s", "of copy", "peer: its ms, times as fast as it");
-  double logSum = 0;
-  int peers = 0;
-  for (const Row& row : rows_) {
-    const auto ours = row.milliseconds.find("");
-    if (ours == row.milliseconds.end()) continue;
-    std::printf("%-28s %10s %5s %9.4f %8.4f %8.1f", row.operation.c_str(), row.size.c_str(),
-                row.device.c_str(), ours->second, 1e6 * ours->second / row.pixels,
-                row.bytes / ours->second / 1e6);
-    for (const auto& [what, time] : row.milliseconds) {
-      if (what == "copy") std::printf(" %6.0f%%", 100.0 * time / ours->second);
-    }
-    for (const auto& [what, time] : row.milliseconds) {
-      if (what.empty() || what == "copy") continue;
-      std::printf("   %s %.4f, %.2fx", what.c_str(), time, time / ours->second);
-      logSum += std::log(time / ours->second);
-      ++peers;
-    }
-    std::printf("\n");
+}
+
+void Table::printRow(const Case& benchCase, const std::string& device,
+                     const std::vector<Result>& results) {
+  const std::string size = sizeName(benchCase.size);
+  const Result& ours = results.front();
+  std::printf("%-28s %11s %5s", benchCase.operation.c_str(), size.c_str(), device.c_str());
+  if (ours.failure.empty()) {
+    const double pixels = static_cast<double>(benchCase.size.width) * benchCase.size.height;
+    std::printf(" %9.4f %8.4f %8.1f", ours.milliseconds, 1e6 * ours.milliseconds / pixels,
+                benchCase.bytesPerPixel * pixels / ours.milliseconds / 1e6);
+  } else {
+    std::printf(" %s", ours.failure.c_str());
   }
-  if (peers > 0) {
-    std::printf("\ntimes as fast as the peers, geometric mean of %d: %.2f\n", peers,
-                std::exp(logSum / peers));
+  double yardstick = 0;
+  for (const Result& result : results) {
+    if (!result.failure.empty()) {
+      failed_ = true;
+    } else if (result.who == kCopy || result.who == kIdentity) {
+      yardstick = yardstick == 0 ? result.milliseconds : std::min(yardstick, result.milliseconds);
+    }
+  }
+  if (yardstick > 0 && ours.failure.empty()) {
+    std::printf(" %6.0f%%", 100 * yardstick / ours.milliseconds);
+  }
+  for (const Result& result : results) {
+    if (file_ != nullptr && result.failure.empty()) {
+      std::fprintf(file_, "%s,%s,%s,%s,%.6f\n", result.who.c_str(), benchCase.operation.c_str(),
+                   size.c_str(), device.c_str(), result.milliseconds);
+    }
+    if (&result == &ours || result.who == kCopy || result.who == kIdentity) continue;
+    if (!result.failure.empty()) {
+      std::printf("   %s: %s", result.who.c_str(), result.failure.c_str());
+    } else if (ours.failure.empty()) {
+      const double ratio = result.milliseconds / ours.milliseconds;
+      std::printf("   %s %.4f, %.2fx", result.who.c_str(), result.milliseconds, ratio);
+      Standing& standing = peers_[result.who];
+      standing.logSum += std::log(ratio);
+      ++standing.rows;
+      if (ratio < 1) standing.lost.push_back(benchCase.operation + " " + size + " " + device);
+    }
+  }
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+void Table::printSummary() const {
+  for (const auto& [who, standing] : peers_) {
+    std::printf("\n%s: in %d rows %.2f times as fast as it, geometric mean; it is faster in %zu\n",
+                who.c_str(), standing.rows, std::exp(standing.logSum / standing.rows),
+                standing.lost.size());
+    for (const std::string& row : standing.lost) std::printf("  %s\n", row.c_str());
   }
 }
 

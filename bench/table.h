@@ -1,33 +1,45 @@
 #pragma once
 
-#include <benchmark/benchmark.h>
+#include "contest.h"
 
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace mirl::bench {
 
-/// Gathers the runs and prints one line for each operation, size and device: our time, bytes a
-/// second, the share of a copy's, and how many times as fast as the peer we are.
-class TableReporter : public benchmark::BenchmarkReporter {
+/// Beside what every row stands, to see how far from the memory's speed it is. The faster counts.
+inline constexpr const char* kCopy = "copy";
+inline constexpr const char* kIdentity = "map";
+
+/// Prints a line for each operation, size and device as soon as it is timed, and at the end how we
+/// do beside the peers.
+class Table {
  public:
-  bool ReportContext(const Context& context) override;
-  void ReportRuns(const std::vector<Run>& runs) override;
-  void printTable() const;
+  /// Each time also goes to a file, unless it is null: who, operation, size, device, milliseconds.
+  explicit Table(std::FILE* file) : file_(file) {}
+
+  void printHeader() const;
+  /// `results` begin with ours.
+  void printRow(const Case& benchCase, const std::string& device,
+                const std::vector<Result>& results);
+  void printSummary() const;
+
+  bool failed() const { return failed_; }
 
  private:
-  struct Row {
-    std::string operation;
-    std::string size;
-    std::string device;
-    double pixels = 0;
-    double bytes = 0;
-    std::map<std::string, double> milliseconds;  // "" is ours, else "copy", "OpenCV", "NPP"
+  struct Standing {
+    double logSum = 0;
+    int rows = 0;
+    std::vector<std::string> lost;  ///< where the peer is faster
   };
-  Row& rowOf(const std::string& operation, const std::string& size, const std::string& device);
 
-  std::vector<Row> rows_;
+  std::FILE* file_;
+  std::map<std::string, Standing> peers_;
+  bool failed_ = false;
 };
+
+std::string sizeName(const MirlSize& size);
 
 }  // namespace mirl::bench

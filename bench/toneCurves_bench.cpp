@@ -1,5 +1,5 @@
 #include "bench.h"
-#include "peers.h"
+#include "open_cv.h"
 
 #if MIRL_BENCH_OPENCV
 #include <opencv2/imgproc.hpp>

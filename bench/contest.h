@@ -1,0 +1,23 @@
+#pragma once
+
+#include "bench.h"
+
+namespace mirl::bench {
+
+struct Contestant {
+  std::string who;
+  Prepare prepare;
+};
+
+struct Result {
+  std::string who;
+  double milliseconds = 0;   ///< of one call
+  std::string failure = {};  ///< why there is no time
+};
+
+/// Times those that do the same work on the current device. They take turns, so that what else the
+/// machine does meets all of them, and of each the best round counts: others make times longer,
+/// never shorter.
+std::vector<Result> contest(const std::vector<Contestant>& contestants, bool host, int rounds);
+
+}  // namespace mirl::bench

@@ -1,0 +1,84 @@
+#include "npp.h"
+
+#include <nppi_filtering_functions.h>
+#include <nppi_geometry_transforms.h>
+
+#include <cmath>
+#include <cstdio>
+
+namespace mirl::bench::npp {
+namespace {
+
+struct Point {
+  double x;
+  double y;
+};
+
+/// The vendor's rotation is about the origin, with a shift behind it. This is the shift that has it
+/// about the middle.
+Point shiftOf(const MirlImage& image, double angle) {
+  const double radians = angle * 3.14159265358979 / 180;
+  const double c = std::cos(radians), s = std::sin(radians);
+  const double x = image.width() / 2, y = image.height() / 2;
+  return {(1 - c) * x - s * y, s * x + (1 - c) * y};
+}
+
+/// The routines of one type.
+template <class Resize, class Rotate, class Filter>
+void addPeers(std::vector<Peer>& peers, MirlType type, Resize resize, Rotate rotate,
+              Filter filter) {
+  const std::string of = typeName(type);
+  const struct {
+    const char* name;
+    int flag;
+  } modes[] = {{"NN", NPPI_INTER_NN}, {"linear", NPPI_INTER_LINEAR}, {"cubic", NPPI_INTER_CUBIC}};
+  for (const auto& mode : modes) {
+    for (const double scale : {0.5, 0.7, 1.5}) {
+      char name[64];
+      std::snprintf(name, sizeof name, "resize %s %s x%.2g", mode.name, of.c_str(), scale);
+      peers.push_back({name,
+                       {{type}, {type}, scale},
+                       call(resize, kA, kSize, kInRect, kOut, kOutSize, kOutRect, mode.flag)});
+    }
+  }
+  for (const int angle : {0, 10, 45, 90}) {
+    peers.push_back({"rotate " + of + " " + std::to_string(angle) + " deg",
+                     {{type}, {type}},
+                     [=](Images& images) {
+                       const MirlImage& in = images.in[0];
+                       const Point shift = shiftOf(in, angle);
+                       return invoke(images, rotate, InSignal{}, kSize, in.pitch(), kInRect, kOut,
+                                     kOutRect, static_cast<double>(angle), shift.x, shift.y,
+                                     NPPI_INTER_LINEAR);
+                     }});
+  }
+  if (type == k16c) return;
+  for (const int taps : {3, 5, 7, 11}) {
+    const std::string window = std::to_string(taps) + "x" + std::to_string(taps);
+    peers.push_back(
+        {"imageFilter " + window + " " + of,
+         {.in = {type}, .out = {type}, .table = k32},
+         call(filter, kA, kSize, NppiPoint{0, 0}, kOut, kSize, kTable, NppiSize{taps, taps},
+              NppiPoint{taps / 2, taps / 2}, NPP_BORDER_REPLICATE)});
+  }
+}
+
+}  // namespace
+
+std::vector<Peer> geometryPeers() {
+  std::vector<Peer> peers;
+  addPeers(peers, k8, nppiResize_8u_C1R_Ctx, nppiRotate_8u_C1R_Ctx, nppiFilterBorder32f_8u_C1R_Ctx);
+  addPeers(peers, k8c, nppiResize_8u_C3R_Ctx, nppiRotate_8u_C3R_Ctx,
+           nppiFilterBorder32f_8u_C3R_Ctx);
+  addPeers(peers, k16, nppiResize_16u_C1R_Ctx, nppiRotate_16u_C1R_Ctx,
+           nppiFilterBorder32f_16u_C1R_Ctx);
+  addPeers(peers, k16c, nppiResize_16u_C3R_Ctx, nppiRotate_16u_C3R_Ctx,
+           nppiFilterBorder32f_16u_C3R_Ctx);
+  addPeers(peers, k32, nppiResize_32f_C1R_Ctx, nppiRotate_32f_C1R_Ctx,
+           nppiFilterBorder_32f_C1R_Ctx);
+  addPeers(peers, k32c, nppiResize_32f_C3R_Ctx, nppiRotate_32f_C3R_Ctx,
+           nppiFilterBorder_32f_C3R_Ctx);
+  return peers;
+}
+
+}  // namespace mirl::bench::npp
