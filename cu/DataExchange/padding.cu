@@ -28,6 +28,7 @@ MirlStatus padImage(const MirlImage& source, MirlImage& destination, int top, in
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
+  const bool isNew = !destination.isInitialized();
   const MirlStatus created =
       ImageAccess::create(destination, *queue.device, static_cast<int>(width),
                           static_cast<int>(height), source.depth(), channels);
@@ -36,9 +37,10 @@ MirlStatus padImage(const MirlImage& source, MirlImage& destination, int top, in
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (channels != 1 && channels != 3) {
     const MirlRect all(0, 0, source.width(), source.height());
-    const bool failed =
-        source.copyTo(destination, {left, top}, all, stream) == MIRL_COPY_D2D_FAILED;
-    return failed ? MIRL_COPY_D2D_FAILED : MIRL_CHANNELS_NOT_SUPPORTED;
+    const MirlStatus copied = source.copyTo(destination, {left, top}, all, stream);
+    if (copied != MIRL_COPY_D2D_FAILED) return MIRL_CHANNELS_NOT_SUPPORTED;
+    if (isNew) destination.release();
+    return copied;
   }
   const unsigned maximum = core::maximumOf(source.depth() == 8 ? 8 : core::significantBits(source));
   engine::drawFrame(queue, {engine::bytesOf<unsigned char>(destination),
