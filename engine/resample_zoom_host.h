@@ -79,16 +79,10 @@ class ZoomBuffers {
   /// Edge pixels that are repeated on either side of a source row.
   static constexpr int kPad = Sampler::kTaps / 2;
 
-  static std::size_t roundUp(std::size_t floats) {
-    return (floats + 63) / 64 * 64;
-  }
+  static std::size_t roundUp(std::size_t floats) { return (floats + 63) / 64 * 64; }
   /// For each element an index, a base at most, and its weights.
-  std::size_t tableFloats() const {
-    return (2 + Sampler::kWeights) * stride_;
-  }
-  std::size_t threadFloats() const {
-    return wide_ + Sampler::kTaps * stride_;
-  }
+  std::size_t tableFloats() const { return (2 + Sampler::kWeights) * stride_; }
+  std::size_t threadFloats() const { return wide_ + Sampler::kTaps * stride_; }
 
   bool makeWindows(const ZoomAxis& axis) {
     windows_.base = scratch_.template as<int>();

@@ -45,6 +45,12 @@ struct DeviceInfo {
   int clockKHz = 0;
 };
 
+/// By the numbers and texts of the GPU runtime; 0 is none.
+struct HeldError {
+  int number = 0;
+  const char* text = "";
+};
+
 /// A device. The public calls count what is live and inject the faults of runtime/fault.h; the
 /// `do...` calls underneath are the two implementations. A stream is the native handle, null for
 /// the device's default stream.
@@ -61,6 +67,8 @@ class Device {
   /// Goes up with every reset: what was made under another epoch is dead.
   unsigned epoch() const { return epoch_.load(std::memory_order_acquire); }
   virtual bool describe(DeviceInfo& info) = 0;
+  /// The error that a GPU's runtime holds until somebody takes it, which this doesn't.
+  virtual HeldError heldError() { return {}; }
   virtual int multiProcessors() = 0;
 
   /// Rows padded to the device's alignment; `pitch` is its choice. Asking for 0 bytes fails.

@@ -250,6 +250,23 @@ TEST_F(SimulatedGpuDeathTest, OnlyTheUsedGpuIsSetUp) {
   EXPECT_EXIT(useTheSecond(), testing::ExitedWithCode(0), "");
 }
 
+// The runtime's last error belongs to the program: it is told where that is promised, and stays.
+TEST_F(SimulatedGpu, ErrorsOfTheProgramStay) {
+  const auto failsInside = [] { EXPECT_FALSE(MirlImage(1 << 20, 1 << 20, MIRL_8U_C1).ptr()); };
+  const MirlImage image(64, 3, MIRL_8U_C1);
+  MirlImage corrected(image);
+  ASSERT_EQ(cudaGetLastError(), cudaSuccess);
+  failsInside();
+  EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess) << "ours is a status, and no error of the program";
+  testing::internal::CaptureStdout();
+  cudaSetDevice(99);
+  EXPECT_EQ(colorOperations::fpn(corrected, image, image), MIRL_SUCCESS);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "FPN before 101 invalid argument\nFPN kernel 101 invalid argument\n");
+  failsInside();
+  EXPECT_NE(cudaGetLastError(), cudaSuccess);
+}
+
 // What device code computes is what a GPU does.
 TEST_F(SimulatedGpu, DeviceFunctions) {
   EXPECT_EQ(__fadd_rz(8388608.0f, 1.75f), 8388609.0f);

@@ -33,13 +33,8 @@ struct fpnCUDA {
   }
 };
 
-/// Tells of an error that the GPU's runtime holds, and leaves it there.
-void reportError([[maybe_unused]] const char* when) {
-#if MIRL_KERNELS
-  const cudaError_t error = cudaPeekAtLastError();
-  if (error == cudaSuccess) return;
-  std::printf("FPN %s %d %s\n", when, static_cast<int>(error), cudaGetErrorString(error));
-#endif
+void report(const runtime::HeldError& error, const char* when) {
+  if (error.number != 0) std::printf("FPN %s %d %s\n", when, error.number, error.text);
 }
 
 template <class T>
@@ -92,10 +87,10 @@ MirlStatus fpn(MirlImage& destination, const MirlImage& source, const MirlImage&
   const MirlStatus found = core::findQueue(MirlStream(), destination, {&source, &offsets}, queue);
   if (found != MIRL_SUCCESS) return found;
 
-  reportError("before");
+  report(queue.device->heldError(), "before");
   engine::map(queue, fpnCUDA{}, wholeBuffer<std::uint8_t>(destination),
               wholeBuffer<const std::uint8_t>(source), wholeBuffer<const std::int8_t>(offsets));
-  reportError("kernel");
+  report(queue.device->heldError(), "kernel");
   return MIRL_SUCCESS;
 }
 

@@ -97,6 +97,11 @@ class CudaDevice final : public Device {
     return true;
   }
 
+  HeldError heldError() override {
+    const cudaError_t error = cudaPeekAtLastError();
+    return {static_cast<int>(error), cudaGetErrorString(error)};
+  }
+
   bool streamFinished(void* stream) override {
     return here([&] { return cudaStreamQuery(native(stream)); });
   }
