@@ -184,8 +184,11 @@ void fault(const std::string& what) {
   if (b.launch == nullptr) {
     std::fprintf(stderr, "simulated GPU: %s\n", what.c_str());
   } else {
-    std::fprintf(stderr, "simulated GPU: %s; thread %s of block %s of %s\n", what.c_str(),
-                 text(threadIdx).c_str(), text(blockIdx).c_str(), b.launch->kernel);
+    // What the compiler says of the launch ends in the types of the kernel's parameters.
+    const char* const types = std::strchr(b.launch->kernel, '[');
+    std::fprintf(stderr, "simulated GPU: %s; thread %s of block %s of the kernel %s\n",
+                 what.c_str(), text(threadIdx).c_str(), text(blockIdx).c_str(),
+                 types == nullptr ? b.launch->kernel : types);
   }
   std::fflush(stderr);
   std::abort();
