@@ -83,8 +83,8 @@ TEST_P(ImageFilter, EqualsTheFormulaOnEverySizeAndType) {
 }
 
 TEST_P(ImageFilter, TakesAnyPitchAnchorAndLength) {
-  const auto bytes = randomPixels<Byte>(61, 23, 3, 5);
-  const auto words = randomPixels<Word>(61, 23, 1, 6);
+  const auto bytes = randomPixels<Byte>(61, 33, 3, 5);
+  const auto words = randomPixels<Word>(61, 33, 1, 6);
   const auto floats = randomPixels<float>(2100, 5, 1, 7);  // longer than a strip of the host's
   expectFiltered(bytes, randomFilter(3, 3, 8), 61 * 3 + 4);
   expectFiltered(words, randomFilter(5, 5, 9), 61 * 2 + 1);

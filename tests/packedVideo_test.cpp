@@ -88,10 +88,13 @@ TEST_P(PackedVideo, OneGroupByHand) {
 
   for (std::uint32_t& word : made) word |= 0xC0000000;
   ASSERT_EQ(v210.upload(made), MIRL_SUCCESS);
-  ASSERT_EQ(V210TOYUV444(v210, full), MIRL_SUCCESS);
+  const MirlStream stream(true);
+  ASSERT_EQ(V210TOYUV444(v210, full, stream), MIRL_SUCCESS);
+  EXPECT_TRUE(stream.finished()) << "it waits";
   EXPECT_TRUE(holds(full, Pixels<Word>(3, {200, 300, 100, 400, 300, 100, 600, 700, 500,  //
                                            800, 700, 500, 1000, 1023, 900, 0, 1023, 900})));
-  ASSERT_EQ(YUV444TOV210(full, v210), MIRL_SUCCESS);
+  ASSERT_EQ(YUV444TOV210(full, v210, stream), MIRL_SUCCESS);
+  EXPECT_TRUE(stream.finished()) << "it waits";
   ASSERT_EQ(v210.download(made), MIRL_SUCCESS);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(made[i], words[i]) << i;
 }

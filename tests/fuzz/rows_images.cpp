@@ -1,6 +1,8 @@
 // Images: their life, transfers, elements, and their files.
 
+#include <algorithm>
 #include <climits>
+#include <cmath>
 
 #include "files.h"
 #include "rows.h"
@@ -28,7 +30,8 @@ void described(Draw& draw, const Make& make) {
   const auto type = static_cast<MirlType>(draw.chance(4) ? draw.integer() : draw.upTo(28));
   const int form = draw.upTo(5);
   // What some machines have and others haven't costs a sanitizer seconds.
-  const double bytes = (form == 1 ? pitch : 32.0 * width) * height;
+  const double pixel = std::max(32.0, std::fabs(depth) / 8 * std::fabs(channels));
+  const double bytes = (form == 1 ? pitch : pixel * width) * height;
   if (bytes > 0x1p21 && bytes < 0x1p44) height = 0;
   draw.tell(" form %d: %dx%d depth %d channels %d pitch %d type %d", form, width, height, depth,
             channels, pitch, static_cast<int>(type));
