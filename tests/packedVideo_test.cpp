@@ -93,8 +93,7 @@ TEST_P(PackedVideo, OneGroupByHand) {
   EXPECT_TRUE(stream.finished()) << "it waits";
   EXPECT_TRUE(holds(full, Pixels<Word>(3, {200, 300, 100, 400, 300, 100, 600, 700, 500,  //
                                            800, 700, 500, 1000, 1023, 900, 0, 1023, 900})));
-  ASSERT_EQ(YUV444TOV210(full, v210, stream), MIRL_SUCCESS);
-  EXPECT_TRUE(stream.finished()) << "it waits";
+  ASSERT_EQ(YUV444TOV210(full, v210), MIRL_SUCCESS);
   ASSERT_EQ(v210.download(made), MIRL_SUCCESS);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(made[i], words[i]) << i;
 }
