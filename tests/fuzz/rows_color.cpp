@@ -123,8 +123,12 @@ Rows rowsOfColor() {
       row("histEq", histEq, {.in = {MIRL_8U_C1}}),
       row("adjust", adjust, {.in = kBytes, .live = true}),
       row("FPNCorrection", FPNCorrection, camera),
-      row("fpn", fpn,
-          {.in = {MIRL_8U_C1, MIRL_8U_C3, MIRL_8S_C1}, .live = true, .loose = true, .pitch = true}),
+      {"fpn",
+       [](Draw& draw) {
+         draw.differs();  // it works on the padding too, and wants one pitch
+         return row("fpn", fpn).run(draw);
+       },
+       {.in = {MIRL_8U_C1, MIRL_8U_C3, MIRL_8S_C1}, .live = true, .loose = true, .pitch = true}},
       {"borderMask", [](Draw& draw) { return padded(draw, true); }, camera},
       // Other channels are refused when the source has been copied.
       {"padImage",

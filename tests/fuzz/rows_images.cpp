@@ -30,9 +30,11 @@ void described(Draw& draw, const Make& make) {
   const auto type = static_cast<MirlType>(draw.chance(4) ? draw.integer() : draw.upTo(28));
   const int form = draw.upTo(5);
   // What some machines have and others haven't costs a sanitizer seconds.
-  const double pixel = std::max(32.0, std::fabs(depth) / 8 * std::fabs(channels));
-  const double bytes = (form == 1 ? pitch : pixel * width) * height;
-  if (bytes > 0x1p21 && bytes < 0x1p44) height = 0;
+  const double ofType = 32.0 * width, ofDepth = std::fabs(depth) / 8 * std::fabs(channels) * width;
+  const double ofPitch = pitch;
+  for (const double row : {form == 1 ? ofPitch : ofType, form == 1 ? 0.0 : ofDepth}) {
+    if (row * height > 0x1p21 && row * height < 0x1p44) height = 0;
+  }
   draw.tell(" form %d: %dx%d depth %d channels %d pitch %d type %d", form, width, height, depth,
             channels, pitch, static_cast<int>(type));
   if (form == 0) make(width, height, depth, channels);
