@@ -250,6 +250,18 @@ TEST_F(SimulatedGpuDeathTest, OnlyTheUsedGpuIsSetUp) {
   EXPECT_EXIT(useTheSecond(), testing::ExitedWithCode(0), "");
 }
 
+// The default stream is in order with all others, so that results alone don't tell.
+TEST_F(SimulatedGpu, OperationsRunOnTheirStream) {
+  if (simulated::modes().eager) return;
+  const MirlImage image(64, 3, MIRL_8U_C1);
+  MirlImage sum(64, 3, MIRL_8U_C1);
+  const MirlStream stream(true);
+  cudaDeviceSynchronize();
+  EXPECT_EQ(arithmeticLogical::add(image, image, sum, stream), MIRL_SUCCESS);
+  EXPECT_EQ(cudaStreamQuery(nullptr), cudaSuccess);
+  EXPECT_FALSE(stream.finished());
+}
+
 // The runtime's last error belongs to the program: it is told where that is promised, and stays.
 TEST_F(SimulatedGpu, ErrorsOfTheProgramStay) {
   const auto failsInside = [] { EXPECT_FALSE(MirlImage(1 << 20, 1 << 20, MIRL_8U_C1).ptr()); };
