@@ -332,7 +332,12 @@ TEST_P(EveryOperation, PaddingChangesNothing) {
     const MirlImage live = liveOutputOf(op, padded);
     MirlImage out(live.width(), live.height(), rowBytes(live), live.depth(), live.channels());
     ASSERT_EQ(op.run(packed, out, MirlStream()), MIRL_SUCCESS) << op.name;
-    EXPECT_TRUE(bytesOf(out) == bytesOf(resultOf(op, padded))) << op.name;
+    // Which NaN comes of two is the compiler's choice, from loop to loop.
+    const MirlImage expected = resultOf(op, padded);
+    EXPECT_TRUE(op.out >= MIRL_32F_C1 && op.out <= MIRL_32F_C4
+                    ? holds(out, fromImage<float>(expected))
+                    : testing::AssertionResult(bytesOf(out) == bytesOf(expected)))
+        << op.name;
   }
 }
 

@@ -40,6 +40,7 @@ struct Traits {
   bool loose = false;         ///< outputs get other buffers, or their padding is written
   bool pitch = false;         ///< the result depends on pitches, so devices don't choose them
   bool rare = false;          ///< slow
+  bool futile = false;        ///< can't succeed in this build
   std::uint64_t changes = 0;  ///< statuses with which outputs may have changed
   std::uint64_t also = 0;     ///< statuses other than those of wrong arguments, without a fault
 };

@@ -204,6 +204,7 @@ Rows rowsOfImages() {
   const Traits converts{.loose = true,
                         .changes = statuses(MIRL_TYPE_NOT_SUPPORTED, MIRL_DEVICE_ALLOC_FAILED,
                                             MIRL_INVALID_ARGUMENT)};
+  constexpr bool noFiles = MIRL_WITH_OPENCV == 0;
   using S = Stream;
   return {
       {"MirlImage::create", create, {.unset = true, .pitch = true, .also = noMemory}},
@@ -249,7 +250,7 @@ Rows rowsOfImages() {
            return image.create(file, load);
          });
        },
-       {.rare = true, .also = fails}},
+       {.rare = true, .futile = noFiles, .also = fails}},
       {"MirlImage::MirlImage file",
        [](Draw& draw) {
          return readsFile(draw, [&](MirlImage&, const std::string& file, MirlLoadType load) {
@@ -263,6 +264,7 @@ Rows rowsOfImages() {
        {.in = {MIRL_8U_C1, MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_32F_C1, MIRL_32F_C3},
         .live = true,
         .rare = true,
+        .futile = noFiles,
         .also = fails}},
   };
 }
