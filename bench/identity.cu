@@ -1,7 +1,7 @@
 #include "identity.h"
 
 #include "core/access.h"
-#include "engine/pixels.h"
+#include "engine/map.h"
 
 #include <cstdint>
 

@@ -2,8 +2,8 @@
 
 // Pixels taken apart into an image for each channel, and put together.
 
-#include "engine/pixels.h"
-#include "engine/stream_planes.h"
+#include "engine/host/stream_planes.h"
+#include "engine/map.h"
 
 #include <algorithm>
 

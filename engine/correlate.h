@@ -10,7 +10,7 @@
 // vectors of results run over the taps.
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
+#include "engine/numbers/conversions.h"
 #include "engine/view.h"
 #include "runtime/runtime.h"
 
@@ -20,7 +20,7 @@
 #if MIRL_KERNELS
 #include "engine/cuda/launch.h"
 #include "engine/cuda/shared.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
 #endif
 
 namespace mirl::engine {

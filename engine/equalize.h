@@ -4,7 +4,7 @@
 
 #include "engine/device_code.h"
 #include "engine/histogram.h"
-#include "engine/pixels.h"
+#include "engine/map.h"
 
 #include <cmath>
 #include <cstddef>

@@ -21,7 +21,7 @@
 #if MIRL_KERNELS
 #include "engine/cuda/launch.h"
 #include "engine/cuda/shared.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
 #include "runtime/cuda/cuda_device.h"
 #endif
 

@@ -1,7 +1,7 @@
 #include "engine/random.h"
 
 #include "engine/device_code.h"
-#include "engine/planes.h"
+#include "engine/host/planes.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
 
@@ -11,7 +11,7 @@
 
 #if MIRL_KERNELS
 #include "engine/cuda/launch.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
 #endif
 
 // Philox 4x32-10 of Salmon, Moraes, Dror and Shaw, "Parallel random numbers: as easy as 1, 2, 3"

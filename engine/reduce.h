@@ -16,7 +16,7 @@
 #include <mirl/status.h>
 
 #include "engine/device_code.h"
-#include "engine/ivdep.h"
+#include "engine/host/ivdep.h"
 #include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
@@ -291,7 +291,7 @@ void reduceOnHost(const View<const T>& in, const Cut& cut, const Task<R>&... tas
 }  // namespace mirl::engine
 
 #if MIRL_KERNELS
-#include "engine/reduce_gpu.h"
+#include "engine/cuda/reduce.h"
 #endif
 
 namespace mirl::engine {

@@ -4,14 +4,14 @@
 // the device of the queue. All devices do the same arithmetic.
 
 #include "engine/device_code.h"
-#include "engine/resample_map_host.h"
-#include "engine/resample_zoom_host.h"
-#include "engine/samplers.h"
+#include "engine/host/resample_map.h"
+#include "engine/host/resample_zoom.h"
+#include "engine/sampling.h"
 #include "engine/view.h"
 #include "runtime/runtime.h"
 
 #if MIRL_KERNELS
-#include "engine/resample_gpu.h"
+#include "engine/cuda/resample.h"
 #endif
 
 namespace mirl::engine {

@@ -1,6 +1,6 @@
 // Powers, roots and divisions that are the same on every device, against double precision.
 
-#include "engine/powers.h"
+#include "engine/numbers/powers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
-#include "engine/table.h"
+#include "engine/tables.h"
 
 namespace mirl::arithmeticLogical {
 namespace {

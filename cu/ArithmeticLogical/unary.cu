@@ -1,5 +1,5 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
-#include "engine/elementary.h"
+#include "engine/numbers/elementary.h"
 
 namespace mirl::arithmeticLogical {
 namespace {

@@ -3,9 +3,9 @@
 
 #include "core/access.h"
 #include "core/elements.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
-#include "engine/table.h"
+#include "engine/map.h"
+#include "engine/numbers/conversions.h"
+#include "engine/tables.h"
 
 #include <algorithm>
 

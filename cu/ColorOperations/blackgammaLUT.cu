@@ -1,8 +1,8 @@
 #include <mirl/colorOperations.h>
 
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/pixels.h"
-#include "engine/table.h"
+#include "engine/map.h"
+#include "engine/tables.h"
 #include "runtime/scratch.h"
 
 #include <algorithm>

@@ -4,9 +4,9 @@
 
 #include "core/access.h"
 #include "engine/dispatch.h"
-#include "engine/mix.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
+#include "engine/map.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/mix.h"
 
 #include <mirl/colorOperations.h>
 

@@ -1,5 +1,5 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "engine/select.h"
+#include "engine/numbers/bits.h"
 
 namespace mirl::colorOperations {
 namespace {

@@ -1,5 +1,5 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "engine/powers.h"
+#include "engine/numbers/powers.h"
 
 namespace mirl::colorOperations {
 namespace {

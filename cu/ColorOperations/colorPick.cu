@@ -1,6 +1,6 @@
 #include "cu/ColorOperations/colorConvert.h"
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/select.h"
+#include "engine/numbers/bits.h"
 
 #include <algorithm>
 

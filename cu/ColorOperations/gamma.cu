@@ -1,9 +1,9 @@
 #include <mirl/colorOperations.h>
 
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
-#include "engine/table.h"
+#include "engine/map.h"
+#include "engine/numbers/conversions.h"
+#include "engine/tables.h"
 
 #include <cmath>
 

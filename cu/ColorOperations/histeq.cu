@@ -2,7 +2,7 @@
 
 #include "core/access.h"
 #include "engine/equalize.h"
-#include "engine/table.h"
+#include "engine/tables.h"
 #include "runtime/scratch.h"
 
 namespace mirl::colorOperations {

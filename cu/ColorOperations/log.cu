@@ -2,10 +2,10 @@
 
 #include "cu/ColorOperations/sameSize.h"
 #include "engine/dispatch.h"
-#include "engine/elementary.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
-#include "engine/select.h"
+#include "engine/map.h"
+#include "engine/numbers/bits.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/elementary.h"
 
 namespace mirl::colorOperations {
 namespace {

@@ -1,9 +1,9 @@
 #include <mirl/colorOperations.h>
 
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/pixels.h"
-#include "engine/planes.h"
-#include "engine/table.h"
+#include "engine/host/planes.h"
+#include "engine/map.h"
+#include "engine/tables.h"
 
 namespace mirl::colorOperations {
 namespace {

@@ -4,8 +4,8 @@
 // layouts that they stand in, and the steps from one format to the next.
 
 #include "core/access.h"
-#include "engine/groups.h"
-#include "engine/v210_vectors.h"
+#include "engine/blocks.h"
+#include "engine/host/v210_vectors.h"
 
 #include <mirl/packedVideo.h>
 

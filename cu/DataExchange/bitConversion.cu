@@ -2,8 +2,8 @@
 
 #include "core/access.h"
 #include "engine/dispatch.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
+#include "engine/map.h"
+#include "engine/numbers/conversions.h"
 
 #include <cstdint>
 

@@ -2,8 +2,8 @@
 
 #include "core/access.h"
 #include "engine/dispatch.h"
-#include "engine/pixels.h"
-#include "engine/select.h"
+#include "engine/map.h"
+#include "engine/numbers/bits.h"
 
 namespace mirl::dataExchange {
 namespace {

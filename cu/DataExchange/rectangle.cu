@@ -2,7 +2,7 @@
 
 #include "core/access.h"
 #include "core/elements.h"
-#include "engine/frame.h"
+#include "engine/paint.h"
 
 namespace mirl::dataExchange {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "core/access.h"
 #include "core/elements.h"
-#include "engine/frame.h"
-#include "engine/pixels.h"
+#include "engine/map.h"
+#include "engine/paint.h"
 
 #include <bit>
 

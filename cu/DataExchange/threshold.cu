@@ -3,9 +3,9 @@
 #include "core/access.h"
 #include "core/elements.h"
 #include "engine/dispatch.h"
-#include "engine/numbers.h"
-#include "engine/pixels.h"
-#include "engine/select.h"
+#include "engine/map.h"
+#include "engine/numbers/bits.h"
+#include "engine/numbers/conversions.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include <mirl/imageStatistics.h>
 
 #include "core/elements.h"
-#include "engine/float_order.h"
-#include "engine/numbers.h"
-#include "engine/packed_bytes.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/float_order.h"
+#include "engine/numbers/packed_bytes.h"
 #include "statistics.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include <mirl/imageStatistics.h>
 
-#include "engine/float_order.h"
-#include "engine/numbers.h"
-#include "engine/packed_bytes.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/float_order.h"
+#include "engine/numbers/packed_bytes.h"
 #include "statistics.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
-#include "engine/packed_bytes.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/packed_bytes.h"
 
 #include <cstdint>
 #include <type_traits>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/samplers.h"
+#include "engine/sampling.h"
 
 #include <cstddef>
 

@@ -1,6 +1,6 @@
-#include "engine/table.h"
+#include "engine/tables.h"
 
-#include "engine/planes.h"
+#include "engine/host/planes.h"
 
 #include <algorithm>
 #include <cstring>

@@ -5,9 +5,9 @@
 // gathered and then blended in vector loops. Most blocks lie wholly inside the source, where they
 // are fetched without tests, or wholly outside.
 
-#include "engine/element_pairs.h"
-#include "engine/ivdep.h"
-#include "engine/samplers.h"
+#include "engine/host/element_pairs.h"
+#include "engine/host/ivdep.h"
+#include "engine/sampling.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 

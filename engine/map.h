@@ -10,9 +10,9 @@
 
 #include "engine/device_code.h"
 #include "engine/functor.h"
-#include "engine/ivdep.h"
+#include "engine/host/ivdep.h"
+#include "engine/host/planes.h"
 #include "engine/long_rows.h"
-#include "engine/planes.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
@@ -26,7 +26,7 @@
 
 #if MIRL_KERNELS
 #include "engine/cuda/launch.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
 #endif
 
 namespace mirl::engine {

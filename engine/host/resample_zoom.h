@@ -4,11 +4,11 @@
 // kept as long as destination rows need them, and destination rows are blended of those lines. What
 // columns have in common is tabled once for the call.
 
-#include "engine/element_pairs.h"
-#include "engine/ivdep.h"
-#include "engine/planes.h"
-#include "engine/resample_windows.h"
-#include "engine/samplers.h"
+#include "engine/host/element_pairs.h"
+#include "engine/host/ivdep.h"
+#include "engine/host/planes.h"
+#include "engine/host/resample_windows.h"
+#include "engine/sampling.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"

@@ -4,7 +4,7 @@
 // channel in the middle, the first, the last, then the offset.
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
+#include "engine/numbers/conversions.h"
 #include "engine/view.h"
 
 #include <cstddef>

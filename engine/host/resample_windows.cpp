@@ -1,4 +1,4 @@
-#include "engine/resample_windows.h"
+#include "engine/host/resample_windows.h"
 
 #if MIRL_WITH_HIGHWAY
 #include <hwy/highway.h>

@@ -1,4 +1,4 @@
-#include "engine/mix.h"
+#include "engine/numbers/mix.h"
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "engine/frame.h"
+#include "engine/paint.h"
 
 #include "engine/device_code.h"
 #include "runtime/host/parallel.h"

@@ -1,13 +1,13 @@
 // The pixels engine and its numbers, beneath all operations. Where there are GPUs this is compiled as
 // CUDA: plain C++ can't launch kernels.
 
-#include "engine/pixels.h"
+#include "engine/map.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 
-#include "engine/numbers.h"
+#include "engine/numbers/conversions.h"
 #include "support.h"
 
 namespace mirl::test {

@@ -6,8 +6,8 @@
 // nodes.
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
-#include "engine/select.h"
+#include "engine/numbers/bits.h"
+#include "engine/numbers/conversions.h"
 
 namespace mirl::engine {
 

@@ -5,8 +5,8 @@
 // common are made once for several pixels.
 
 #include "engine/cuda/launch.h"
-#include "engine/samplers.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
+#include "engine/sampling.h"
 
 #include <algorithm>
 

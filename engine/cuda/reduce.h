@@ -8,8 +8,8 @@
 
 #include "engine/cuda/launch.h"
 #include "engine/cuda/shared.h"
-#include "engine/packed_bytes.h"
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
+#include "engine/numbers/packed_bytes.h"
 
 namespace mirl::engine::reduction {
 

@@ -1,12 +1,12 @@
 #pragma once
 
 // The exponential, powers and the cube root over the whole range of floats, in the way of
-// engine/powers.h: the same bits on every device, without branches.
+// engine/numbers/powers.h: the same bits on every device, without branches.
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
-#include "engine/powers.h"
-#include "engine/select.h"
+#include "engine/numbers/bits.h"
+#include "engine/numbers/conversions.h"
+#include "engine/numbers/powers.h"
 
 #include <bit>
 #include <cmath>

@@ -1,5 +1,5 @@
 #include "engine/correlate.h"
-#include "engine/ivdep.h"
+#include "engine/host/ivdep.h"
 #include "runtime/host/parallel.h"
 #include "runtime/host/stream_copy.h"
 #include "runtime/scratch.h"

@@ -1,4 +1,4 @@
-#include "engine/v210_vectors.h"
+#include "engine/host/v210_vectors.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,6 +1,6 @@
-#include "engine/planes.h"
+#include "engine/host/planes.h"
 
-#include "engine/stream_planes.h"
+#include "engine/host/stream_planes.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -16,7 +16,7 @@
 // them over images.
 
 #include "engine/device_code.h"
-#include "engine/numbers.h"
+#include "engine/numbers/conversions.h"
 #include "engine/view.h"
 
 #include <bit>
@@ -27,7 +27,7 @@
 #include <type_traits>
 
 #if MIRL_KERNELS
-#include "engine/vector_access.h"
+#include "engine/cuda/words.h"
 #endif
 
 namespace mirl::engine {
