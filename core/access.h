@@ -56,6 +56,11 @@ inline int significantBits(const MirlImage& image) {
   return std::min(image.dataBits(), image.depth());
 }
 
+/// The greatest number of those bits; floats have none.
+inline unsigned greatestElement(const MirlImage& image) {
+  return image.depth() > 16 ? 0 : (1u << significantBits(image)) - 1u;
+}
+
 inline std::size_t pixelBytes(const MirlImage& image) {
   return static_cast<std::size_t>(image.channels()) * static_cast<std::size_t>(image.depth()) / 8;
 }

@@ -1,59 +1,55 @@
 #pragma once
 
-// What a functor of the pixels engine may ask for besides its items:
+// The contract of functors: what a kernel of an operation looks like to the patterns that run it.
 //
-//   struct F { Out operator()(int x, In...) const; };  // the column that it is at
-//   struct F { Lookup<T, N> table;                     // a table
-//              Out operator()(const Lookup<T, N>&, In...) const; };
-//   struct F { PerChannel<P, N> channels;              // parameters that differ between channels
-//              Out operator()(P, In...) const; };
+//   struct kernel_f { MIRL_HD Out operator()(const In&...) const; };
 //
-// With PerChannel the items are single elements of pixels of N channels, from a channel 0 on: the
-// functor gets the parameter of its element's channel, and the image isn't taken apart for it. A
-// parameter of several numbers is a Pixel<T, M>. A functor may have channels and either of the
-// others; their argument then stands before the parameter.
+// Items go in and an item comes out: single elements, or pixels of several. A functor is copied to
+// where it runs, does the same everywhere and knows nothing of its neighbours. It may ask for more,
+// by name:
+//
+//   static constexpr engine::Asks asks{.place = true, .table = true, .channels = true};
+//   Lookup<T, N> table;
+//   PerChannel<P, N> channels;
+//   MIRL_HD Out operator()(Place, const Lookup<T, N>&, const P&, const In&...) const;
+//
+// - place: the column and the row that it is at.
+// - table: its table, on GPUs a copy in the memory that the threads of a block share.
+// - channels: parameters that differ between channels. The items are then single elements of pixels
+//   of N channels, from a channel 0 on: the functor gets the parameter of its element's channel, and
+//   the image isn't taken apart for it. A parameter of several numbers is a Pixel<T, M>.
+// - vectors: on the host it does some of the items of a row by explicit vectors, as many of the
+//   first ones as `std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char*... in) const`
+//   returns. Items and vectors must agree to the last bit.
+//
+// What is asked for comes in this order, before the items; what isn't asked for doesn't come. A
+// signature or a member that doesn't go with what is asked for is an error.
 
 #include "engine/device_code.h"
 #include "engine/view.h"
 
-#include <cstdint>
+#include <concepts>
+#include <cstddef>
 #include <type_traits>
-
-#if MIRL_KERNELS
-#include "engine/cuda/shared.h"
-#endif
 
 namespace mirl::engine {
 
-/// A table that travels inside a functor. A functor with `Lookup<...> table` is called as
-/// `f(table, items...)`: with its own on the host, on GPUs with a copy in the memory that the
-/// threads of a block share.
+struct Asks {
+  bool place = false;
+  bool table = false;
+  bool channels = false;
+  bool vectors = false;
+};
+
+struct Place {
+  int x;
+  int y;
+};
+
+/// A table that travels inside a functor.
 template <class T, int N>
-struct Lookup {
+struct alignas(16) Lookup {
   T entry[N];
-};
-
-template <class F>
-concept HasTable = requires(const F& f) {
-  f.table.entry;
-};
-
-/// What a function gives for each 8-bit element, computed on the host: the same on every device.
-template <class Function>
-auto tabulate(const Function& function) {
-  Lookup<decltype(function(std::uint8_t{})), 256> table;
-  for (int i = 0; i < 256; ++i) table.entry[i] = function(static_cast<std::uint8_t>(i));
-  return table;
-}
-
-/// The table's entry for an 8-bit element.
-template <class T>
-struct kernel_lookup {
-  Lookup<T, 256> table;
-
-  MIRL_HD T operator()(const Lookup<T, 256>& entries, std::uint8_t element) const {
-    return entries.entry[element];
-  }
 };
 
 /// One parameter for each channel.
@@ -65,113 +61,120 @@ struct PerChannel {
   P of[N];
 };
 
+/// What is no part of a functor that doesn't ask for it.
+struct Nothing {};
+
 template <class F>
-concept HasChannels = requires(const F& f) {
-  f.channels.of;
-};
+constexpr Asks asksOf() {
+  if constexpr (requires { F::asks; }) {
+    return F::asks;
+  } else {
+    return {};
+  }
+}
+
+template <class F>
+inline constexpr bool takesPlace = asksOf<F>().place;
+template <class F>
+inline constexpr bool hasTable = asksOf<F>().table;
+template <class F>
+inline constexpr bool hasChannels = asksOf<F>().channels;
+template <class F>
+inline constexpr bool hasVectors = asksOf<F>().vectors;
+
+/// The functor's table.
+template <class F>
+MIRL_HD decltype(auto) tableOf([[maybe_unused]] const F& f) {
+  if constexpr (hasTable<F>) {
+    return (f.table);
+  } else {
+    return Nothing{};
+  }
+}
+
+/// The functor's parameters.
+template <class F>
+MIRL_HD decltype(auto) channelsOf([[maybe_unused]] const F& f) {
+  if constexpr (hasChannels<F>) {
+    return (f.channels);
+  } else {
+    return Nothing{};
+  }
+}
+
+/// A functor's result. Among the items the parameter of a channel comes first, if it asks for that.
+template <class F, class Table, class... Items>
+MIRL_HD auto call(const F& f, [[maybe_unused]] const Table& table, [[maybe_unused]] const Place& at,
+                  const Items&... items) {
+  if constexpr (takesPlace<F> && hasTable<F>) {
+    return f(at, table, items...);
+  } else if constexpr (takesPlace<F>) {
+    return f(at, items...);
+  } else if constexpr (hasTable<F>) {
+    return f(table, items...);
+  } else {
+    return f(items...);
+  }
+}
+
+namespace contract {
+
+template <class F, class... Items>
+constexpr bool isCallable() {
+  const auto with = []<class... More>(std::type_identity<More>...) {
+    if constexpr (takesPlace<F> && hasTable<F>) {
+      return std::is_invocable_v<const F&, Place, const decltype(F::table)&, More...>;
+    } else if constexpr (takesPlace<F>) {
+      return std::is_invocable_v<const F&, Place, More...>;
+    } else if constexpr (hasTable<F>) {
+      return std::is_invocable_v<const F&, const decltype(F::table)&, More...>;
+    } else {
+      return std::is_invocable_v<const F&, More...>;
+    }
+  };
+  if constexpr (hasChannels<F>) {
+    using Parameter = typename decltype(F::channels)::Parameter;
+    return with(std::type_identity<const Parameter&>{}, std::type_identity<const Items&>{}...);
+  } else {
+    return with(std::type_identity<const Items&>{}...);
+  }
+}
+
+/// The address of an item of any kind, for the signature of `vectors`.
+template <class>
+using Address = const char*;
 
 template <class F, class... In>
-constexpr bool findColumn() {
-  if constexpr (HasTable<F>) {
-    return false;
-  } else if constexpr (HasChannels<F>) {
-    return std::is_invocable_v<const F&, int, typename decltype(F::channels)::Parameter,
-                               const In&...>;
+constexpr bool hasSoundVectors() {
+  if constexpr (hasVectors<F>) {
+    return requires(const F& f, std::ptrdiff_t n, char* out, Address<In>... in) {
+      { f.vectors(n, out, in...) } -> std::same_as<std::ptrdiff_t>;
+    };
   } else {
-    return std::is_invocable_v<const F&, int, const In&...>;
+    return !requires {
+      &F::vectors;
+    };
   }
 }
 
-/// Whether a functor of these items looks at the column that it is at.
+}  // namespace contract
+
+/// Fails to compile where a functor of these items doesn't keep to the contract.
 template <class F, class... In>
-inline constexpr bool takesColumn = findColumn<F, In...>();
-
-/// A functor's result for items at column x. One without a table may take the column first.
-template <class F, class Table, class... In>
-MIRL_HD auto call(const F& f, [[maybe_unused]] const Table& table, [[maybe_unused]] int x,
-                  const In&... in) {
-  if constexpr (HasTable<F>) {
-    return f(table, in...);
-  } else if constexpr (std::is_invocable_v<const F&, int, const In&...>) {
-    return f(x, in...);
-  } else {
-    return f(in...);
-  }
+constexpr void checkContract() {
+  static_assert(
+      hasTable<F> == requires(const F& f) { f.table.entry; },
+      "a functor has a Lookup `table` if it asks for a table");
+  static_assert(
+      hasChannels<F> == requires(const F& f) { f.channels.of; },
+      "a functor has PerChannel `channels` if it asks for channels");
+  static_assert(contract::isCallable<F, In...>(),
+                "operator() doesn't take what the functor asks for and then its items");
+  static_assert(contract::hasSoundVectors<F, In...>(),
+                "a functor has `vectors` for its items if it asks for them");
+  static_assert(
+      !(hasVectors<F> && (hasChannels<F> || takesPlace<F>)),
+      "the items behind the vectors might start at any channel, and vectors know no place");
 }
-
-/// The same with the parameter of the nth element, counted from the one that `channels` starts at.
-template <class F, class Table, class Channels, class... In>
-MIRL_HD auto callInChannel(const F& f, const Table& table, int x,
-                           [[maybe_unused]] const Channels& channels, [[maybe_unused]] unsigned n,
-                           const In&... in) {
-  if constexpr (HasChannels<F>) {
-    return call(f, table, x, channels.of[n % Channels::kChannels], in...);
-  } else {
-    return call(f, table, x, in...);
-  }
-}
-
-/// The functor's parameters; without them something that nobody looks at.
-template <class F>
-MIRL_HD const auto& channelsOf(const F& f) {
-  if constexpr (HasChannels<F>) {
-    return f.channels;
-  } else {
-    return f;
-  }
-}
-
-/// The same starting at the channel of column x. Choices rather than an index, so that a thread
-/// keeps them in registers.
-template <class F>
-MIRL_HD auto channelsFrom([[maybe_unused]] const F& f, [[maybe_unused]] unsigned x) {
-  if constexpr (HasChannels<F>) {
-    constexpr int kChannels = decltype(f.channels)::kChannels;
-    auto turned = f.channels;
-    const int first = static_cast<int>(x % kChannels);
-    for (int turn = 1; turn < kChannels; ++turn) {
-      for (int c = 0; c < kChannels; ++c) {
-        if (first == turn) turned.of[c] = f.channels.of[(c + turn) % kChannels];
-      }
-    }
-    return turned;
-  } else {
-    return Lookup<char, 1>{};
-  }
-}
-
-/// The functor's table; without one something that nobody looks at.
-template <class F>
-MIRL_HD const auto& tableOf(const F& f) {
-  if constexpr (HasTable<F>) {
-    return f.table;
-  } else {
-    return f;
-  }
-}
-
-#if MIRL_KERNELS
-
-/// The same in shared memory. All threads of a block must call it.
-template <class F>
-__device__ const auto& sharedTableOf(const F& f) {
-  if constexpr (HasTable<F>) {
-    using Table = decltype(f.table);
-    using Entry = std::remove_cvref_t<decltype(f.table.entry[0])>;
-    MIRL_SHARED(Table, table, 1);
-    const auto entries = table.template as<Entry>();
-    constexpr unsigned kEntries = sizeof f.table.entry / sizeof(Entry);
-    const unsigned threads = blockDim.x * blockDim.y;
-    for (unsigned i = threadIdx.y * blockDim.x + threadIdx.x; i < kEntries; i += threads) {
-      entries[i] = f.table.entry[i];
-    }
-    __syncthreads();
-    return table.readable();
-  } else {
-    return f;
-  }
-}
-
-#endif
 
 }  // namespace mirl::engine

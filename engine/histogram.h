@@ -7,13 +7,14 @@
 // for the one before where neighbours are alike.
 
 #include "engine/device_code.h"
-#include "engine/long_rows.h"
+#include "engine/map.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/runtime.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -162,6 +163,56 @@ void addHistogram([[maybe_unused]] const runtime::Queue& queue, const View<const
     histogram::addOnHost<C>(rows, bins);
   };
   inLongRows(add, in);
+}
+
+/// What an equalisation keeps in device memory for the length of a call.
+struct Equalisation {
+  std::uint32_t bins[histogram::kBins];
+  std::uint8_t table[histogram::kBins];
+};
+
+/// Some entries of the table. Each run of them sums up the bins before it for itself: the additions
+/// are the same ones in the same order as in one sum that runs along.
+struct kernel_equalize {
+  static constexpr Asks asks{.place = true};
+  static constexpr int kEntries = 16;
+  struct Entries {
+    std::uint8_t of[kEntries];
+  };
+
+  const std::uint32_t* bins;
+  float scale;
+
+  MIRL_HD Entries operator()(Place at) const {
+    const int first = at.x * kEntries;
+    float share = 0;
+#if MIRL_DEVICE_PASS
+    // A constant number of turns lets loads be made ahead, and adding 0 changes nothing.
+    for (int i = 0; i < histogram::kBins - kEntries; ++i) share += i < first ? density(i) : 0.0f;
+#else
+    for (int i = 0; i < first; ++i) share += density(i);
+#endif
+    Entries entries;
+    for (int i = 0; i < kEntries; ++i) {
+      share += density(first + i);
+      entries.of[i] = static_cast<std::uint8_t>(static_cast<int>(::roundf(share * 255.0f)));
+    }
+    return entries;
+  }
+
+ private:
+  MIRL_HD float density(int value) const {
+    return static_cast<float>(bins[value]) * scale;
+  }
+};
+
+/// Queues making the table from the bins of an image of so many pixels.
+inline void equalize(const runtime::Queue& queue, Equalisation* at, std::int64_t pixels) {
+  using Entries = kernel_equalize::Entries;
+  const float scale = 1.0f / static_cast<float>(pixels);
+  const View<Entries> table{reinterpret_cast<Entries*>(at->table), sizeof at->table,
+                            histogram::kBins / kernel_equalize::kEntries, 1};
+  map(queue, kernel_equalize{at->bins, scale}, table);
 }
 
 }  // namespace mirl::engine

@@ -3,7 +3,6 @@
 // The frame engine: bytes of one image surrounded by a repeated pixel in another. A fill is a frame
 // around nothing.
 
-#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/runtime.h"
 

@@ -17,7 +17,6 @@
 
 #include "engine/device_code.h"
 #include "engine/host/ivdep.h"
-#include "engine/long_rows.h"
 #include "engine/view.h"
 #include "runtime/host/parallel.h"
 #include "runtime/pinned_pool.h"

@@ -1,4 +1,4 @@
-// The pixels engine and its numbers, beneath all operations. Where there are GPUs this is compiled as
+// The map pattern and its numbers, beneath all operations. Where there are GPUs this is compiled as
 // CUDA: plain C++ can't launch kernels.
 
 #include "engine/map.h"
@@ -7,7 +7,9 @@
 #include <bit>
 #include <cmath>
 
+#include "engine/mix.h"
 #include "engine/numbers/conversions.h"
+#include "runtime/host/cache_limit.h"
 #include "support.h"
 
 namespace mirl::test {
@@ -18,7 +20,7 @@ using engine::View;
 using Byte = std::uint8_t;
 using Word = std::uint16_t;
 
-class PixelsEngine : public DeviceTest {
+class MapPattern : public DeviceTest {
  protected:
   runtime::Queue queue() const { return {runtime::device(GetParam()), nullptr}; }
 };
@@ -181,7 +183,7 @@ void checkTurn(const runtime::Queue& queue) {
   });
 }
 
-TEST_P(PixelsEngine, PixelsOfAnyChannelsAndAlignment) {
+TEST_P(MapPattern, PixelsOfAnyChannelsAndAlignment) {
   checkTurn<Byte, 3, Byte, 3>(queue());
   checkTurn<Byte, 1, Byte, 3>(queue());
   checkTurn<Byte, 4, Byte, 1>(queue());
@@ -200,7 +202,7 @@ struct kernel_pixelAndElement {
   }
 };
 
-TEST_P(PixelsEngine, ElementsBesidePixels) {
+TEST_P(MapPattern, ElementsBesidePixels) {
   forEachAlignment([&](int offset, int padding) {
     for (const int width : {1, 17, 97}) {
       const Plane<Byte> bytes(queue(), width, 3, offset, 3);
@@ -213,7 +215,7 @@ TEST_P(PixelsEngine, ElementsBesidePixels) {
 
 // Not its own inverse, so that an item that is left out or done twice shows. The large ones are
 // shared out over threads, and are wider or higher than a grid of blocks.
-TEST_P(PixelsEngine, InPlaceSmallAndLarge) {
+TEST_P(MapPattern, InPlaceSmallAndLarge) {
   const auto run = [&]<class T, class Step>(T, const Step& step, int width, int height, int offset,
                                             int padding) {
     Plane<T> plane(queue(), width, height, offset, padding);
@@ -230,49 +232,146 @@ TEST_P(PixelsEngine, InPlaceSmallAndLarge) {
   run(Pixel<Byte, 3>{}, kernel_turn<Byte, 3, Byte, 3>{}, 1, 600011, 0, 0);
 }
 
-/// A single row as images are written that no cache holds, here in any size.
-template <class Out, int N, class In, int M>
-void checkPastCaches(int width, int offset) {
-  constexpr kernel_turn<Out, N, In, M> kTurn;
-  const runtime::Queue host{&runtime::hostDevice(), nullptr};
-  const Plane<Item<In, M>> in(host, width, 1, offset / 2);
-  Plane<Item<Out, N>> out(host, width, 1, offset);
-  using Turn = kernel_turn<Out, N, In, M>;
-  engine::pixels::Parameters<Turn, engine::pixels::pieceFor<Turn, Item<Out, N>, Item<In, M>>()>
-      parameters(kTurn, width);
-  const auto run = [&] {
-    engine::pixels::mapRow(kTurn, parameters, width, true, out.template view<Item<Out, N>>().data,
-                           in.template view<const Item<In, M>>().data);
-    runtime::finishStreamCopies();
-  };
-  checkRun(run, kTurn, out, in);
-}
-
-TEST_P(PixelsEngine, RowsPastTheCaches) {
+// On the host in pieces that then go past the caches, as images do that no cache holds.
+TEST_P(MapPattern, PastTheCaches) {
+  runtime::setCacheLimit(1);
   for (const int width : {1, 17, 63, 64, 65, 1024, 4095, 4096, 4097, 9001}) {
     for (const int offset : {0, 1, 2, 3, 31, 63}) {
-      checkPastCaches<Byte, 1, Byte, 1>(width, offset);
-      checkPastCaches<float, 1, Word, 3>(width, offset);
-      checkPastCaches<Word, 3, Byte, 3>(width, offset);
-      checkPastCaches<Byte, 4, float, 2>(width, offset);
+      const auto run = [&]<class Out, int N, class In, int M>() {
+        constexpr kernel_turn<Out, N, In, M> kTurn;
+        const Plane<Item<In, M>> in(queue(), width, 1, offset / 2);
+        Plane<Item<Out, N>> out(queue(), width, 1, offset);
+        check(queue(), kTurn, kTurn, out, in);
+      };
+      run.template operator()<Byte, 1, Byte, 1>();
+      run.template operator()<float, 1, Word, 3>();
+      run.template operator()<Word, 3, Byte, 3>();
+      run.template operator()<Byte, 4, float, 2>();
+    }
+  }
+  runtime::setCacheLimit(0);
+}
+
+/// Reverses the channels.
+template <class T>
+struct kernel_reverse {
+  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
+    return {in.v[2], in.v[1], in.v[0]};
+  }
+};
+
+/// From pixels to planes and from these to pixels.
+template <class T, class F>
+void checkPlanes(const runtime::Queue& queue, const F& f, int width, int height, int offset,
+                 int padding) {
+  Plane<Pixel<T, 3>> pixels(queue, width, height, offset, padding);
+  Plane<T> a(queue, width, height, 1, padding), b(queue, width, height, offset),
+      c(queue, width, height);
+  const auto planes = [&]<class V>(std::type_identity<V>) {
+    return engine::planarOf(a.template view<V>(), b.template view<V>(), c.template view<V>());
+  };
+  for (const Plane<T>* const plane : {&a, &b, &c}) plane->upload();
+  pixels.upload();
+  engine::map(queue, f, planes(std::type_identity<T>{}), pixels.template view<const Pixel<T, 3>>());
+  Plane<T>* const channels[] = {&a, &b, &c};
+  const auto forEach = [&](const auto& visit) {
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) visit(x, y);
+    }
+  };
+  forEach([&](int x, int y) {
+    const Pixel<T, 3> pixel = f(pixels.get(x, y));
+    for (int k = 0; k < 3; ++k) channels[k]->set(x, y, pixel.v[k]);
+  });
+  EXPECT_TRUE(queue.device->synchronize(nullptr));
+  EXPECT_TRUE(a.agrees() && b.agrees() && c.agrees() && pixels.agrees());
+  engine::map(queue, f, pixels.template view<Pixel<T, 3>>(), planes(std::type_identity<const T>{}));
+  forEach([&](int x, int y) {
+    pixels.set(x, y, f(Pixel<T, 3>{{a.get(x, y), b.get(x, y), c.get(x, y)}}));
+  });
+  EXPECT_TRUE(queue.device->synchronize(nullptr));
+  EXPECT_TRUE(pixels.agrees());
+}
+
+TEST_P(MapPattern, Planes) {
+  for (const std::size_t limit : {0, 1}) {
+    runtime::setCacheLimit(limit);
+    forEachAlignment([&](int offset, int padding) {
+      for (const int width : {1, 17, 64, 1301}) {
+        checkPlanes<Byte>(queue(), engine::Same{}, width, 3, offset, padding);
+        checkPlanes<Word>(queue(), kernel_reverse<Word>{}, width, 3, offset, padding);
+        if (padding == 0) checkPlanes<float>(queue(), engine::Same{}, width, 3, offset, padding);
+      }
+    });
+    checkPlanes<Byte>(queue(), kernel_reverse<Byte>{}, 3, 20011, 0, 0);
+  }
+  runtime::setCacheLimit(0);
+}
+
+/// Without inputs: where it is, and what its table and its channel have for that.
+struct kernel_everything {
+  static constexpr engine::Asks asks{.place = true, .table = true, .channels = true};
+  engine::Lookup<int, 8> table;
+  engine::PerChannel<Pixel<int, 2>, 3> channels;
+  MIRL_HD int operator()(engine::Place at, const engine::Lookup<int, 8>& entries,
+                         const Pixel<int, 2>& factors) const {
+    return at.x * factors.v[0] + at.y * factors.v[1] + entries.entry[(at.x + at.y) % 8];
+  }
+};
+
+TEST_P(MapPattern, WhatFunctorsAskFor) {
+  const kernel_everything f{{{5, 3, 8, 1, 9, 2, 7, 4}}, {{{{10, 1}}, {{200, 3}}, {{4000, 7}}}}};
+  for (const int width : {3, 12, 96, 3003}) {
+    for (const int offset : {0, 1, 4}) {
+      Plane<int> out(queue(), width, 37, offset);
+      out.upload();
+      engine::map(queue(), f, out.view<int>());
+      for (int y = 0; y < 37; ++y) {
+        for (int x = 0; x < width; ++x) {
+          out.set(x, y, f({x, y}, f.table, f.channels.of[x % 3]));
+        }
+      }
+      EXPECT_TRUE(queue().device->synchronize(nullptr));
+      EXPECT_TRUE(out.agrees());
     }
   }
 }
 
-template <int N>
-struct kernel_lookUpChannels {
-  engine::Lookup<Word, 256 * N> table;
-  engine::PerChannel<int, N> channels;
-  MIRL_HD Word operator()(const engine::Lookup<Word, 256 * N>& entries, int start, Byte in) const {
-    return entries.entry[start + in];
+/// Tells which way an item was made.
+struct kernel_vectors {
+  static constexpr engine::Asks asks{.vectors = true};
+  MIRL_HD Byte operator()(Byte) const { return 1; }
+  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char*) const {
+    std::memset(out, 2, static_cast<std::size_t>(count / 64 * 64));
+    return count / 64 * 64;
   }
 };
 
-// How a thread of a GPU finds its own: the operations on channels show the rest.
-TEST_P(PixelsEngine, ParametersOfChannels) {
-  const kernel_lookUpChannels<3> three{{}, {{10, 20, 30}}};
-  const auto turned = engine::channelsFrom(three, 16);
-  EXPECT_EQ(turned.of[0] * 10000 + turned.of[1] * 100 + turned.of[2], 203010);
+// A fast way that nobody takes is a slow one.
+TEST_P(MapPattern, FastWaysAreTaken) {
+  const bool isHost = queue().device->isHost();
+  Plane<Byte> out(queue(), 1000, 3, 0, 1);
+  const Plane<Byte> in(queue(), 1000, 3);
+  out.upload();
+  engine::map(queue(), kernel_vectors{}, out.view<Byte>(), in.view<const Byte>());
+  for (int y = 0; y < 3; ++y) {
+    for (int x = 0; x < 1000; ++x) out.set(x, y, isHost && x < 960 ? 2 : 1);
+  }
+  EXPECT_TRUE(queue().device->synchronize(nullptr));
+  EXPECT_TRUE(out.agrees());
+
+#if MIRL_WITH_HIGHWAY && defined(__AVX2__)
+  const std::vector<Byte> pixels(300 * 4);
+  std::vector<Byte> mixed(300 * 3);
+  const engine::MixRow row{{0.3f, 0.3f, 0.3f}, 0};
+  const engine::kernel_mix<Byte, 3, 3> three{{{row, row, row}}};
+  const engine::kernel_mix<Byte, 4, 1> one{{{row}}};
+  const auto* const from = reinterpret_cast<const char*>(pixels.data());
+  auto* const to = reinterpret_cast<char*>(mixed.data());
+  EXPECT_GE(three.vectors(300, to, from), 280);
+  EXPECT_GE(one.vectors(300, to, from), 280);
+  static_assert(engine::asksOf<engine::kernel_mix<Byte, 3, 1>>().vectors);
+#endif
 }
 
 struct kernel_truncateTo {
@@ -295,7 +394,7 @@ unsigned truncated(float value, unsigned limit) {
   return std::min((mantissa | 0x800000) >> (127 + 23 - exponent), limit);
 }
 
-TEST_P(PixelsEngine, FloatsBecomeIntegers) {
+TEST_P(MapPattern, FloatsBecomeIntegers) {
   std::vector<float> values;
   for (std::uint32_t high = 0; high < 0x10000; ++high) {  // every sign and exponent, infinity, NaN
     for (const std::uint32_t low : {0x0000u, 0x0001u, 0x8000u, 0xFFFFu}) {
@@ -321,7 +420,7 @@ TEST_P(PixelsEngine, FloatsBecomeIntegers) {
   }
 }
 
-MIRL_TEST_ON_ALL_DEVICES(PixelsEngine);
+MIRL_TEST_ON_ALL_DEVICES(MapPattern);
 
 }  // namespace
 }  // namespace mirl::test

@@ -12,30 +12,41 @@ using Served =
 
 /// number op element. The number stands first in all of them: add and multiply don't mind, and
 /// there is no image minus number and no image over number.
-template <class T, class U, int N, Op op>
-struct kernel_arithmetic_scalar_dt {
-  engine::PerChannel<float, N> channels;
+template <class T, class U, Op op>
+struct kernel_arithmetic_constant_dt {
+  float number;
 
-  MIRL_HD U operator()(float number, T element) const {
+  MIRL_HD U operator()(T element) const {
     return engine::fromFloat<U>(compute<op>(number, engine::toFloat(element)));
   }
 };
 
+template <class T, class U, Op op>
+struct kernel_arithmetic_scalar_dt {
+  static constexpr engine::Asks asks{.channels = true};
+  engine::PerChannel<float, 3> channels;
+
+  MIRL_HD U operator()(float number, T element) const {
+    return kernel_arithmetic_constant_dt<T, U, op>{number}(element);
+  }
+};
+
+using Numbers = engine::PerChannel<float, 3>;
+
 /// A constant serves any channels as if they were one.
-engine::PerChannel<float, 1> numbersOf(double constant) {
-  return {{static_cast<float>(constant)}};
+Numbers numbersOf(double constant) {
+  const auto number = static_cast<float>(constant);
+  return {{number, number, number}};
 }
-engine::PerChannel<float, 3> numbersOf(const MirlScalar& scalar) {
+Numbers numbersOf(const MirlScalar& scalar) {
   return {{static_cast<float>(scalar[0]), static_cast<float>(scalar[1]),
            static_cast<float>(scalar[2])}};
 }
 
-template <Op op, int N>
-MirlStatus run(const engine::PerChannel<float, N>& numbers, const MirlImage& in, MirlImage& out,
+/// `Operand` is a constant or a scalar.
+template <Op op, class Operand>
+MirlStatus run(const Operand& operand, const MirlImage& in, MirlImage& out,
                const MirlStream& stream) {
-  if (N > 1 && in.channels() == 1) {
-    return run<op>(engine::PerChannel<float, 1>{{numbers.of[0]}}, in, out, stream);
-  }
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
   const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue,
@@ -45,17 +56,15 @@ MirlStatus run(const engine::PerChannel<float, N>& numbers, const MirlImage& in,
   const bool served = visitElements(
       Served{}, in.channels(), std::array{in.type(), out.type()},
       [&]<class T, class U>(Combination<T, U>) {
-        const kernel_arithmetic_scalar_dt<T, U, N, op> kernel{numbers};
+        const Numbers numbers = numbersOf(operand);
         const auto to = engine::elementsOf<U>(out);
         const auto from = engine::elementsOf<const T>(in);
-        if constexpr (N == 1 && sizeof(T) == 1 && sizeof(U) == 1) {
-          if (engine::looksUpFast(queue)) {
-            const auto ofByte = [&](T byte) { return kernel(numbers.of[0], byte); };
-            engine::map(queue, engine::kernel_lookup_bytes{engine::tabulate(ofByte)}, to, from);
-            return;
-          }
+        if (std::is_same_v<Operand, double> || in.channels() == 1) {
+          engine::mapFunction<engine::Cost::few>(
+              queue, kernel_arithmetic_constant_dt<T, U, op>{numbers.of[0]}, to, from);
+        } else {
+          engine::map(queue, kernel_arithmetic_scalar_dt<T, U, op>{numbers}, to, from);
         }
-        engine::map(queue, kernel, to, from);
       });
   return mismatchUnless(served);
 }
@@ -63,34 +72,34 @@ MirlStatus run(const engine::PerChannel<float, N>& numbers, const MirlImage& in,
 }  // namespace
 
 MirlStatus add(const MirlImage& in, double c, MirlImage& out, const MirlStream& stream) {
-  return run<Op::add>(numbersOf(c), in, out, stream);
+  return run<Op::add>(c, in, out, stream);
 }
 MirlStatus add(const MirlImage& in, const MirlScalar& s, MirlImage& out, const MirlStream& stream) {
-  return run<Op::add>(numbersOf(s), in, out, stream);
+  return run<Op::add>(s, in, out, stream);
 }
 
 MirlStatus subtract(double c, const MirlImage& in, MirlImage& out, const MirlStream& stream) {
-  return run<Op::subtract>(numbersOf(c), in, out, stream);
+  return run<Op::subtract>(c, in, out, stream);
 }
 MirlStatus subtract(const MirlScalar& s, const MirlImage& in, MirlImage& out,
                     const MirlStream& stream) {
-  return run<Op::subtract>(numbersOf(s), in, out, stream);
+  return run<Op::subtract>(s, in, out, stream);
 }
 
 MirlStatus multiply(const MirlImage& in, double c, MirlImage& out, const MirlStream& stream) {
-  return run<Op::multiply>(numbersOf(c), in, out, stream);
+  return run<Op::multiply>(c, in, out, stream);
 }
 MirlStatus multiply(const MirlImage& in, const MirlScalar& s, MirlImage& out,
                     const MirlStream& stream) {
-  return run<Op::multiply>(numbersOf(s), in, out, stream);
+  return run<Op::multiply>(s, in, out, stream);
 }
 
 MirlStatus divide(double c, const MirlImage& in, MirlImage& out, const MirlStream& stream) {
-  return run<Op::divide>(numbersOf(c), in, out, stream);
+  return run<Op::divide>(c, in, out, stream);
 }
 MirlStatus divide(const MirlScalar& s, const MirlImage& in, MirlImage& out,
                   const MirlStream& stream) {
-  return run<Op::divide>(numbersOf(s), in, out, stream);
+  return run<Op::divide>(s, in, out, stream);
 }
 
 }  // namespace mirl::arithmeticLogical

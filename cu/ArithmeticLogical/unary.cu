@@ -1,5 +1,6 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
 #include "engine/numbers/elementary.h"
+#include "engine/tables.h"
 
 namespace mirl::arithmeticLogical {
 namespace {
@@ -78,20 +79,20 @@ MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, in
                                    stream, queue, [&] { return fits(in, out); });
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = visitElements(
-      Served{}, in.channels(), std::array{in.type(), out.type()},
-      [&]<class T, class U>(Combination<T, U>) {
-        const engine::View<const T> from = engine::elementsOf<const T>(in);
-        engine::View<U> to = engine::elementsOf<U>(out);
-        to.width = from.width;
-        to.height = from.height;
-        const kernel_arithmetic_siso<T, U, Function> kernel{function};
-        if constexpr (std::is_same_v<T, std::uint8_t> && std::is_same_v<U, float>) {
-          engine::map(queue, engine::kernel_lookup<U>{engine::tabulate(kernel)}, to, from);
-        } else {
-          engine::map(queue, kernel, to, from);
-        }
-      });
+  const bool served = visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
+                                    [&]<class T, class U>(Combination<T, U>) {
+                                      const engine::View<const T> from =
+                                          engine::elementsOf<const T>(in);
+                                      engine::View<U> to = engine::elementsOf<U>(out);
+                                      to.width = from.width;
+                                      to.height = from.height;
+                                      const kernel_arithmetic_siso<T, U, Function> kernel{function};
+                                      if constexpr (std::is_same_v<U, float>) {
+                                        engine::mapFunction(queue, kernel, to, from);
+                                      } else {
+                                        engine::map(queue, kernel, to, from);
+                                      }
+                                    });
   return mismatchUnless(served);
 }
 

@@ -3,18 +3,13 @@
 
 #include "core/access.h"
 #include "core/elements.h"
-#include "engine/map.h"
 #include "engine/numbers/conversions.h"
 #include "engine/tables.h"
-
-#include <algorithm>
 
 namespace mirl::colorOperations {
 namespace {
 
 using Byte = std::uint8_t;
-using adjust_8u_C1_kernel = engine::kernel_lookup_bytes;
-using adjust_8u_C3_kernel = engine::kernel_lookup_pixels;
 
 /// A number from 0 to 1 as a byte; others are limited, and NaN is 0.
 float byteOf(double number) {
@@ -57,22 +52,22 @@ MirlStatus adjust(MirlImage& image, const MirlScalar& lowThreshold, const MirlSc
   const MirlStatus known = imageStatistics::minMax(image, minimum, maximum, stream);
   if (known != MIRL_SUCCESS) return known;
 
-  const auto tableOf = [&](int channel) {
-    return engine::tabulate(Stretch{static_cast<float>(minimum[channel]),
-                                    static_cast<float>(maximum[channel]), byteOf(lowOut[channel]),
-                                    byteOf(highOut[channel]), byteOf(lowThreshold[channel]),
-                                    byteOf(highThreshold[channel])});
+  const auto stretchOf = [&](int channel) {
+    return Stretch{static_cast<float>(minimum[channel]),
+                   static_cast<float>(maximum[channel]),
+                   byteOf(lowOut[channel]),
+                   byteOf(highOut[channel]),
+                   byteOf(lowThreshold[channel]),
+                   byteOf(highThreshold[channel])};
   };
   if (image.channels() == 1) {
-    engine::map(queue, adjust_8u_C1_kernel{{tableOf(0)}}, engine::elementsOf<Byte>(image),
-                engine::elementsOf<const Byte>(image));
+    engine::mapFunction(queue, stretchOf(0), engine::elementsOf<Byte>(image),
+                        engine::elementsOf<const Byte>(image));
   } else {
-    adjust_8u_C3_kernel kernel;
-    for (int c = 0; c < 3; ++c) {
-      std::ranges::copy(tableOf(c).entry, kernel.table.entry + 256 * c);
-    }
-    engine::map(queue, kernel, engine::pixelsOf<Byte, 3>(image),
-                engine::pixelsOf<const Byte, 3>(image));
+    const Stretch stretch[] = {stretchOf(0), stretchOf(1), stretchOf(2)};
+    engine::mapFunction(
+        queue, [&](int channel, Byte sample) { return stretch[channel](sample); },
+        engine::pixelsOf<Byte, 3>(image), engine::pixelsOf<const Byte, 3>(image));
   }
   return MIRL_SUCCESS;
 }

@@ -28,8 +28,6 @@ struct Tables {
   }
 };
 
-using kernel_lut_8u = engine::kernel_lookup_pixels;
-
 struct kernel_lut_16u {
   const std::uint16_t* entries;  // on the device, one table behind the other
   unsigned count;
@@ -45,15 +43,11 @@ struct kernel_lut_16u {
 
 MirlStatus run8(const runtime::Queue& queue, const Tables& tables, const MirlImage& source,
                 MirlImage& destination) {
-  kernel_lut_8u kernel;
-  for (int c = 0; c < 3; ++c) {
-    for (int sample = 0; sample < 256; ++sample) {
-      const unsigned short found = tables.limited(c, sample);
-      kernel.table.entry[256 * c + sample] = static_cast<std::uint8_t>(found);
-    }
-  }
-  engine::map(queue, kernel, engine::pixelsOf<std::uint8_t, 3>(destination),
-              engine::pixelsOf<const std::uint8_t, 3>(source));
+  const auto limited = [&](int channel, std::uint8_t sample) {
+    return static_cast<std::uint8_t>(tables.limited(channel, sample));
+  };
+  engine::mapFunction(queue, limited, engine::pixelsOf<std::uint8_t, 3>(destination),
+                      engine::pixelsOf<const std::uint8_t, 3>(source));
   return MIRL_SUCCESS;
 }
 

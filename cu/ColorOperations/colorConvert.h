@@ -5,8 +5,8 @@
 #include "core/access.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
+#include "engine/mix.h"
 #include "engine/numbers/conversions.h"
-#include "engine/numbers/mix.h"
 
 #include <mirl/colorOperations.h>
 

@@ -3,39 +3,16 @@
 namespace mirl::colorOperations {
 namespace {
 
-/// The weights of red, green and blue. Their sum can't leave an integer's range.
-template <class T, int N, class Order>
-struct kernel_rgb2gray {
-  MIRL_HD static constexpr MixRow weights() {
-    return inMemoryOrder<Order>({{0.299f, 0.587f, 0.114f}, 0});
-  }
+/// Of red, green and blue.
+constexpr MixRow kWeights = {{0.299f, 0.587f, 0.114f}, 0};
 
-  MIRL_HD T operator()(const Pixel<T, N>& in) const {
-    const float gray = weightedSum(in, weights());
-    if constexpr (std::is_same_v<T, float>) {
-      return gray;
-    } else {
-      return static_cast<T>(engine::truncateInRange(gray));
-    }
-  }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
-                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
-    return engine::mixBytes<N, 1>({weights()}, in, count, out);
-  }
-};
-
-template <class T>
-struct kernel_grayscale {
-  MixRow weights;
-
-  MIRL_HD T operator()(const Pixel<T, 3>& in) const {
-    return engine::fromFloat<T>(weightedSum(in, weights));
-  }
-};
+template <class T, int N>
+using kernel_rgb2gray = engine::kernel_mix<T, N, 1, engine::Mixing{.offsets = false}>;
 
 template <class T, int N>
 struct kernel_gray2rgb {
+  static constexpr engine::Asks asks{.vectors = N == 3};
+
   MIRL_HD Pixel<T, N> operator()(T gray) const {
     if constexpr (N == 3) {
       return {gray, gray, gray};
@@ -72,8 +49,8 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
 
   const auto run = [&]<class T, int N>() {
     visitOrder(source.channelSeq(), N, [&]<class Order>(Order) {
-      engine::map(queue, kernel_rgb2gray<T, N, Order>{}, engine::elementsOf<T>(destination),
-                  engine::pixelsOf<const T, N>(source));
+      engine::map(queue, kernel_rgb2gray<T, N>{{{inMemoryOrder<Order>(kWeights)}}},
+                  engine::elementsOf<T>(destination), engine::pixelsOf<const T, N>(source));
     });
   };
   const std::array types{source.type()};
@@ -97,7 +74,7 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
   const bool served = engine::visitCombination(
       AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
-          engine::map(queue, kernel_grayscale<T>{inMemoryOrder<Order>(row)},
+          engine::map(queue, kernel_rgb2gray<T, 3>{{{inMemoryOrder<Order>(row)}}},
                       engine::elementsOf<T>(destination), engine::pixelsOf<const T, 3>(source));
         });
       });

@@ -52,11 +52,11 @@ MIRL_HD inline float fromRootScale(float f) {
 
 /// Linear light of a whole channel's values, for elements that have few of them.
 using Light = engine::Lookup<float, 256>;
-struct Nothing {};
 
 template <class T, class Order>
 struct kernel_rgb2lab {
-  std::conditional_t<Scale<T>::kInteger, Light, Nothing> table;
+  static constexpr engine::Asks asks{.table = Scale<T>::kInteger};
+  std::conditional_t<Scale<T>::kInteger, Light, engine::Nothing> table;
 
   MIRL_HD Pixel<T, 3> operator()(const Light& light, const Pixel<T, 3>& in) const {
     return lab(light.entry[in.v[0]], light.entry[in.v[1]], light.entry[in.v[2]]);

@@ -3,9 +3,7 @@
 namespace mirl::colorOperations {
 namespace {
 
-struct Table {
-  MixRow row[3];
-};
+using Table = engine::MixRows<3>;
 
 /// Every factor times `factors` and every offset times `offsets`.
 Table scaled(const Table& table, float factors, float offsets) {
@@ -30,48 +28,18 @@ template <class T>
 constexpr float kWhite = std::is_same_v<T, float> ? 1.0f : static_cast<float>(engine::kGreatest<T>);
 
 template <class T>
-MIRL_HD T applied(const MixRow& row, const Pixel<T, 3>& in) {
-  return engine::fromFloat<T>(weightedSum(in, row) + row.offset);
+using kernel_ycbcr = engine::kernel_mix<T, 3, 3>;
+
+/// The rows for colours that come in this order, and for colours that go out in it.
+template <class Order>
+Table fromOrder(const Table& table) {
+  return {{inMemoryOrder<Order>(table.row[0]), inMemoryOrder<Order>(table.row[1]),
+           inMemoryOrder<Order>(table.row[2])}};
 }
-
-template <class T, class Order>
-struct kernel_rgb2YCbCr {
-  Table ycbcr;
-
-  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
-    return {applied(inMemoryOrder<Order>(ycbcr.row[0]), in),
-            applied(inMemoryOrder<Order>(ycbcr.row[1]), in),
-            applied(inMemoryOrder<Order>(ycbcr.row[2]), in)};
-  }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
-                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
-    return engine::mixBytes<3, 3>(
-        {inMemoryOrder<Order>(ycbcr.row[0]), inMemoryOrder<Order>(ycbcr.row[1]),
-         inMemoryOrder<Order>(ycbcr.row[2])},
-        in, count, out);
-  }
-};
-
-template <class T, class Order>
-struct kernel_YCbCr2rgb {
-  Table ycbcr;
-
-  MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& in) const {
-    Pixel<T, 3> out;
-    out.v[Order::kRed] = applied(ycbcr.row[0], in);
-    out.v[1] = applied(ycbcr.row[1], in);
-    out.v[Order::kBlue] = applied(ycbcr.row[2], in);
-    return out;
-  }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out,
-                         const char* in) const requires std::is_same_v<T, std::uint8_t> {
-    const int first = Order::kRed;
-    return engine::mixBytes<3, 3>({ycbcr.row[first], ycbcr.row[1], ycbcr.row[2 - first]}, in, count,
-                                  out);
-  }
-};
+template <class Order>
+Table toOrder(const Table& table) {
+  return {{table.row[Order::kRed], table.row[1], table.row[Order::kBlue]}};
+}
 
 using Elements =
     Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
@@ -98,7 +66,7 @@ MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const Mirl
             kFloat ? source.channelSeq() : withoutAlpha(source.channelSeq());
         const Table table = scaled(kToYcbcr, 1.0f / 255.0f, kWhite<T> / 255.0f);
         visitOrder(sequence, 3, [&]<class Order>(Order) {
-          mapColours<T>(queue, kernel_rgb2YCbCr<T, Order>{table}, source, destination);
+          mapColours<T>(queue, kernel_ycbcr<T>{fromOrder<Order>(table)}, source, destination);
         });
       });
   return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
@@ -113,7 +81,7 @@ MirlStatus ycbcr2rgb(const MirlImage& source, MirlImage& destination, const Mirl
       Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         const Table table = scaled(kFromYcbcr, 255.0f, kWhite<T>);
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
-          mapColours<T>(queue, kernel_YCbCr2rgb<T, Order>{table}, source, destination);
+          mapColours<T>(queue, kernel_ycbcr<T>{toOrder<Order>(table)}, source, destination);
         });
       });
   return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;

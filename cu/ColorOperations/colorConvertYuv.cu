@@ -84,9 +84,11 @@ struct kernel_yuv2rgb_16 {
 };
 
 struct kernel_rgb2uyvy {
-  MIRL_HD Pixel<Byte, 2> operator()(int x, const Pixel<Byte, 3>& in) const {
+  static constexpr engine::Asks asks{.place = true};
+
+  MIRL_HD Pixel<Byte, 2> operator()(engine::Place at, const Pixel<Byte, 3>& in) const {
     const Yuv yuv = yuvOf(in.v[2], in.v[1], in.v[0]);
-    return {(x & 1) == 0 ? yuv.u : yuv.v, yuv.y};
+    return {(at.x & 1) == 0 ? yuv.u : yuv.v, yuv.y};
   }
 };
 

@@ -1,7 +1,6 @@
 #include <mirl/colorOperations.h>
 
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/map.h"
 #include "engine/numbers/conversions.h"
 #include "engine/tables.h"
 
@@ -9,8 +8,6 @@
 
 namespace mirl::colorOperations {
 namespace {
-
-using kernel_gamma = engine::kernel_lookup_bytes;
 
 /// In double precision, so that what is rounded to single is right to the last bit.
 float power(float base, float exponent) {
@@ -30,12 +27,12 @@ MirlStatus gammaCorrect(const MirlImage& source, MirlImage& destination, float g
   if (source.type() != MIRL_8U_C1 && source.type() != MIRL_8U_C3) return MIRL_MISMATCH;
 
   const float exponent = 1.0f / gamma;
-  const kernel_gamma kernel{{engine::tabulate([&](std::uint8_t sample) {
+  const auto curve = [&](std::uint8_t sample) {
     const float raised = power(static_cast<float>(sample) / 255.0f, exponent);
     return engine::fromFloat<std::uint8_t>(raised * 255.0f);
-  })}};
-  engine::map(queue, kernel, engine::elementsOf<std::uint8_t>(destination),
-              engine::elementsOf<const std::uint8_t>(source));
+  };
+  engine::mapFunction(queue, curve, engine::elementsOf<std::uint8_t>(destination),
+                      engine::elementsOf<const std::uint8_t>(source));
   return MIRL_SUCCESS;
 }
 

@@ -1,16 +1,11 @@
 #include <mirl/colorEnhancement.h>
 
 #include "core/access.h"
-#include "engine/equalize.h"
+#include "engine/histogram.h"
 #include "engine/tables.h"
 #include "runtime/scratch.h"
 
 namespace mirl::colorOperations {
-namespace {
-
-using kernel_remap = engine::kernel_lookup_there;
-
-}  // namespace
 
 MirlStatus histEq(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
@@ -36,8 +31,8 @@ MirlStatus histEq(const MirlImage& source, MirlImage& destination, const MirlStr
   const auto in = engine::elementsOf<const std::uint8_t>(source);
   engine::addHistogram<1>(queue, in, equalisation->bins);
   engine::equalize(queue, equalisation, std::int64_t{source.width()} * source.height());
-  engine::map(queue, kernel_remap{equalisation->table},
-              engine::elementsOf<std::uint8_t>(destination), in);
+  engine::mapThroughTable(queue, equalisation->table, engine::elementsOf<std::uint8_t>(destination),
+                          in);
   return MIRL_SUCCESS;
 }
 

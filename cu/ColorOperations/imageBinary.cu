@@ -14,28 +14,13 @@ struct imageBinary_kernel_8uC1 {
   }
 };
 
-template <class Order>
-struct imageBinary_8u_c3_kernel {
-  static constexpr auto kProducts = engine::Products::rounded;
-  imageBinary_kernel_8uC1 binary;
+/// Of red, green and blue.
+constexpr MixRow kWeights = {{0.3f, 0.59f, 0.11f}, 0};
 
-  MIRL_HD static constexpr MixRow weights() {
-    return inMemoryOrder<Order>({{0.3f, 0.59f, 0.11f}, 0});
-  }
-
-  MIRL_HD Byte operator()(const Pixel<Byte, 3>& in) const {
-    const float gray = weightedSum<kProducts>(in, weights());
-    return binary(static_cast<Byte>(engine::truncateInRange(gray)));
-  }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
-    const std::ptrdiff_t done = engine::mixBytes<3, 1, kProducts>({weights()}, in, count, out);
-    auto* gray = reinterpret_cast<Byte*>(out);
-    const auto local = binary;  // which no store to a byte can change
-    for (std::ptrdiff_t i = 0; i < done; ++i) gray[i] = local(gray[i]);
-    return done;
-  }
-};
+using imageBinary_8u_c3_kernel =
+    engine::kernel_mix<Byte, 3, 1,
+                       engine::Mixing{.products = engine::Products::rounded, .offsets = false},
+                       imageBinary_kernel_8uC1>;
 
 }  // namespace
 
@@ -57,7 +42,7 @@ MirlStatus imageBinary(const MirlImage& source, MirlImage& destination, float le
     engine::map(queue, binary, out, engine::elementsOf<const Byte>(source));
   } else if (source.type() == MIRL_8U_C3) {
     visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
-      engine::map(queue, imageBinary_8u_c3_kernel<Order>{binary}, out,
+      engine::map(queue, imageBinary_8u_c3_kernel{{{inMemoryOrder<Order>(kWeights)}}, binary}, out,
                   engine::pixelsOf<const Byte, 3>(source));
     });
   } else {

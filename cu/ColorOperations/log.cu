@@ -2,10 +2,10 @@
 
 #include "cu/ColorOperations/sameSize.h"
 #include "engine/dispatch.h"
-#include "engine/map.h"
 #include "engine/numbers/bits.h"
 #include "engine/numbers/conversions.h"
 #include "engine/numbers/elementary.h"
+#include "engine/tables.h"
 
 namespace mirl::colorOperations {
 namespace {
@@ -41,16 +41,6 @@ struct kernel_log {
   }
 };
 
-/// Bytes need few logarithms.
-template <class T>
-auto asTable(const kernel_log<T>& kernel) {
-  if constexpr (std::is_same_v<T, std::uint8_t>) {
-    return engine::kernel_lookup<float>{engine::tabulate(kernel)};
-  } else {
-    return kernel;
-  }
-}
-
 using Elements =
     engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
@@ -70,8 +60,8 @@ MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float s
   if (channels != 1 && channels != 3) return MIRL_DEPTH_NOT_SUPPORTED;
   const bool served = engine::visitCombination(
       Elements{}, channels, std::array{source.type()}, [&]<class T>(Combination<T>) {
-        engine::map(queue, asTable(kernel_log<T>{scale}), engine::elementsOf<float>(destination),
-                    engine::elementsOf<const T>(source));
+        engine::mapFunction(queue, kernel_log<T>{scale}, engine::elementsOf<float>(destination),
+                            engine::elementsOf<const T>(source));
       });
   return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
 }

@@ -1,40 +1,12 @@
 #include <mirl/colorOperations.h>
 
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/host/planes.h"
-#include "engine/map.h"
 #include "engine/tables.h"
 
 namespace mirl::colorOperations {
 namespace {
 
-using engine::Pixel;
 using Byte = std::uint8_t;
-
-// The table stays where it is, on the device: a functor has its address.
-template <int Curves>
-struct kernel_lut_8u;
-
-/// One curve for all channels.
-template <>
-struct kernel_lut_8u<1> : engine::kernel_lookup_there {};
-
-/// A curve for each channel, entry by entry next to each other.
-template <>
-struct kernel_lut_8u<3> {
-  const Byte* entries;
-
-  MIRL_HD Pixel<Byte, 3> operator()(const Pixel<Byte, 3>& in) const {
-    return {entries[3 * in.v[0]], entries[3 * in.v[1] + 1], entries[3 * in.v[2] + 2]};
-  }
-
-  std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char* in) const {
-    Byte curve[3][256];
-    engine::splitPlanes<Byte, 3>(entries, 256, {curve[0], curve[1], curve[2]});
-    engine::lookUp({curve[0], curve[1], curve[2]}, in, count, out);
-    return count;
-  }
-};
 
 bool isTable(const MirlImage& image) {
   const int entries = image.depth() == 8 ? 256 : 65536;
@@ -70,11 +42,11 @@ MirlStatus LUT(const MirlImage& source, const MirlImage& table, MirlImage& desti
 
   const auto* const entries = static_cast<const Byte*>(table.ptr());
   if (source.channels() == 3 && table.channels() == 3) {
-    engine::map(queue, kernel_lut_8u<3>{entries}, engine::pixelsOf<Byte, 3>(destination),
-                engine::pixelsOf<const Byte, 3>(source));
+    engine::mapThroughTable(queue, entries, engine::pixelsOf<Byte, 3>(destination),
+                            engine::pixelsOf<const Byte, 3>(source));
   } else {
-    engine::map(queue, kernel_lut_8u<1>{{entries}}, engine::elementsOf<Byte>(destination),
-                engine::elementsOf<const Byte>(source));
+    engine::mapThroughTable(queue, entries, engine::elementsOf<Byte>(destination),
+                            engine::elementsOf<const Byte>(source));
   }
   return MIRL_SUCCESS;
 }

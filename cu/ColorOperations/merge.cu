@@ -1,6 +1,5 @@
 #include "cu/ColorOperations/colorConvert.h"
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/channels.h"
 
 namespace mirl::colorOperations {
 namespace {
@@ -32,11 +31,11 @@ MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const Mirl
   const bool served =
       engine::visitCombination(Elements{}, 1, std::array{red.type()}, [&]<class T>(Combination<T>) {
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
-          engine::Channels<const T, 3> in;
-          in.of[Order::kRed] = engine::elementsOf<const T>(red);
-          in.of[1] = engine::elementsOf<const T>(green);
-          in.of[Order::kBlue] = engine::elementsOf<const T>(blue);
-          engine::join(queue, in, engine::pixelsOf<T, 3>(destination));
+          const engine::View<const T> planes[] = {engine::elementsOf<const T>(red),
+                                                  engine::elementsOf<const T>(green),
+                                                  engine::elementsOf<const T>(blue)};
+          engine::map(queue, engine::Same{}, engine::pixelsOf<T, 3>(destination),
+                      engine::planarOf(planes[Order::kRed], planes[1], planes[Order::kBlue]));
         });
       });
   return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;

@@ -1,6 +1,5 @@
 #include "cu/ColorOperations/colorConvert.h"
 #include "cu/ColorOperations/sameSize.h"
-#include "engine/channels.h"
 
 #include <array>
 
@@ -52,11 +51,10 @@ MirlStatus channelSplit(const MirlImage& source, MirlImage& red, MirlImage& gree
       Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         if (inPlace) return;
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
-          engine::Channels<T, 3> out;
-          out.of[Order::kRed] = planeOf<T>(red);
-          out.of[1] = planeOf<T>(green);
-          out.of[Order::kBlue] = planeOf<T>(blue);
-          engine::split(queue, engine::pixelsOf<const T, 3>(source), out);
+          const engine::View<T> planes[] = {planeOf<T>(red), planeOf<T>(green), planeOf<T>(blue)};
+          engine::map(queue, engine::Same{},
+                      engine::planarOf(planes[Order::kRed], planes[1], planes[Order::kBlue]),
+                      engine::pixelsOf<const T, 3>(source));
         });
       });
   if (!served) return MIRL_DEPTH_NOT_SUPPORTED;

@@ -16,6 +16,7 @@ template <class Bits, int ch>
 struct kernel_set_channel {
   enum { kKeep, kSet, kParameters };
   using Parameter = engine::Pixel<Bits, kParameters>;
+  static constexpr engine::Asks asks{.channels = true};
   engine::PerChannel<Parameter, ch> channels;
 
   MIRL_HD Bits operator()(const Parameter& parameter, Bits element) const {

@@ -35,6 +35,7 @@ struct Limits {
 template <class T, int N>
 struct kernel_thresh {
   using Parameter = typename Limits<T>::Parameter;
+  static constexpr engine::Asks asks{.channels = true};
   engine::PerChannel<Parameter, N> channels;
 
   MIRL_HD T operator()(const Parameter& limits, T element) const {

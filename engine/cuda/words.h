@@ -3,7 +3,6 @@
 // Wide loads and stores on GPUs: several items at once, in the largest words that their size
 // allows.
 
-#include "engine/functor.h"
 #include "engine/view.h"
 
 #include <cstdint>
@@ -66,18 +65,6 @@ __device__ void storeVector(T* at, const Items<T, N>& items) {
   auto* words = reinterpret_cast<typename WordOf<Items<T, N>::kWord>::type*>(at);
 #pragma unroll
   for (int i = 0; i < Items<T, N>::kWords; ++i) words[i] = items.word[i];
-}
-
-/// `channels` starts at column x.
-template <int N, class F, class Table, class Channels, class Out, class... In>
-__device__ void mapItems(const F& f, const Table& table, const Channels& channels, unsigned x,
-                         Out* at, const Items<In, N>&... in) {
-  Items<Out, N> out;
-#pragma unroll
-  for (int i = 0; i < N; ++i) {
-    out.item[i] = callInChannel(f, table, static_cast<int>(x + i), channels, i, in.item[i]...);
-  }
-  storeVector(at, out);
 }
 
 /// One item at any address: GPUs can't read an element across its alignment.

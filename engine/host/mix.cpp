@@ -1,4 +1,4 @@
-#include "engine/numbers/mix.h"
+#include "engine/host/mix.h"
 
 #include <cstdint>
 
@@ -6,7 +6,7 @@
 #include <hwy/highway.h>
 #endif
 
-namespace mirl::engine {
+namespace mirl::engine::host {
 
 // For x86 from AVX2 up, which has fused multiply-adds and loads of parts of a vector.
 #if MIRL_WITH_HIGHWAY && HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
@@ -144,4 +144,4 @@ template std::ptrdiff_t mixBytes<3, 1, Products::rounded>(const MixRow (&)[1], c
 template std::ptrdiff_t mixBytes<4, 1>(const MixRow (&)[1], const void*, std::ptrdiff_t, void*);
 template std::ptrdiff_t mixBytes<3, 3>(const MixRow (&)[3], const void*, std::ptrdiff_t, void*);
 
-}  // namespace mirl::engine
+}  // namespace mirl::engine::host

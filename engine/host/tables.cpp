@@ -1,4 +1,4 @@
-#include "engine/tables.h"
+#include "engine/host/tables.h"
 
 #include "engine/host/planes.h"
 
@@ -10,7 +10,7 @@
 #include <immintrin.h>
 #endif
 
-namespace mirl::engine {
+namespace mirl::engine::host {
 namespace {
 
 using Bytes = std::uint8_t*;
@@ -61,8 +61,8 @@ constexpr bool hasBytePermutes = false;
 
 }  // namespace
 
-bool looksUpFast(const runtime::Queue& queue) {
-  return hasBytePermutes && queue.device->isHost();
+bool looksUpFast() {
+  return hasBytePermutes;
 }
 
 void lookUp(const std::uint8_t* table, const void* in, std::ptrdiff_t count, void* out) {
@@ -89,4 +89,11 @@ void lookUp(const std::uint8_t* const (&tables)[3], const void* in, std::ptrdiff
   }
 }
 
-}  // namespace mirl::engine
+void lookUpInterleaved(const std::uint8_t* entries, const void* in, std::ptrdiff_t count,
+                       void* out) {
+  std::uint8_t table[3][256];
+  splitPlanes<std::uint8_t, 3>(entries, 256, {table[0], table[1], table[2]});
+  lookUp({table[0], table[1], table[2]}, in, count, out);
+}
+
+}  // namespace mirl::engine::host

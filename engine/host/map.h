@@ -1,0 +1,349 @@
+#pragma once
+
+// The host path of the map pattern. Rows are shared out over the threads, and worked on in pieces
+// that stay in the nearest cache, each a branch-free loop that the compiler turns into vector code.
+// Interleaved pixels are taken apart into planes for that, and put together again.
+
+#include "engine/functor.h"
+#include "engine/host/ivdep.h"
+#include "engine/host/planes.h"
+#include "engine/host/rows.h"
+#include "engine/view.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace mirl::engine {
+
+/// Gives its item: the functor of images that are only taken apart or put together.
+struct Same {
+  template <class T>
+  MIRL_HD T operator()(const T& item) const {
+    return item;
+  }
+};
+
+namespace host {
+
+template <class F>
+constexpr int countChannels() {
+  if constexpr (hasChannels<F>) {
+    return decltype(F::channels)::kChannels;
+  } else {
+    return 0;
+  }
+}
+template <class F>
+inline constexpr int channelCount = countChannels<F>();
+
+/// Items of a row that are worked on at a time. All planes of pixels, and what they come from and
+/// go to, must fit the nearest cache together. With parameters for channels those are whole pixels,
+/// in whole vectors, and few enough to leave room for the parameters.
+template <class F, class... Items>
+constexpr std::ptrdiff_t pieceFor() {
+  constexpr bool kPixels = ((sizeof(Items) > kElementBytes<Items>) || ...);
+  constexpr std::ptrdiff_t kItems =
+      (kPixels ? 512 : 4096) / static_cast<std::ptrdiff_t>(std::max({kElementBytes<Items>...}));
+  if constexpr (channelCount<F> == 0) return kItems;
+  constexpr std::ptrdiff_t kVectors = std::max(channelCount<F>, 1) * 64;
+  return std::min<std::ptrdiff_t>(kItems, 1024) / kVectors * kVectors;
+}
+
+/// Reads and writes items at any address. The elements of pixels stand in planes.
+template <class T>
+struct Cursor {
+  char* at;
+
+  T get(std::ptrdiff_t i) const {
+    T item;
+    std::memcpy(&item, at + i * std::ptrdiff_t{sizeof item}, sizeof item);
+    return item;
+  }
+  void put(std::ptrdiff_t i, const T& item) const {
+    std::memcpy(at + i * std::ptrdiff_t{sizeof item}, &item, sizeof item);
+  }
+};
+
+template <class T, int N>
+struct Cursor<Pixel<T, N>> {
+  char* plane[N];
+
+  Pixel<T, N> get(std::ptrdiff_t i) const {
+    Pixel<T, N> pixel;
+    for (int c = 0; c < N; ++c) pixel.v[c] = Cursor<T>{plane[c]}.get(i);
+    return pixel;
+  }
+  void put(std::ptrdiff_t i, const Pixel<T, N>& pixel) const {
+    for (int c = 0; c < N; ++c) Cursor<T>{plane[c]}.put(i, pixel.v[c]);
+  }
+  /// As what takes pixels apart and puts them together wants them.
+  template <class P>
+  struct Array {
+    P* of[N];
+  };
+  Array<T> planes() const {
+    Array<T> array;
+    for (int c = 0; c < N; ++c) array.of[c] = reinterpret_cast<T*>(plane[c]);
+    return array;
+  }
+  Array<const T> sources() const {
+    Array<const T> array;
+    for (int c = 0; c < N; ++c) array.of[c] = reinterpret_cast<const T*>(plane[c]);
+    return array;
+  }
+};
+
+/// The address of an item in a row.
+template <class T>
+char* addressIn(const View<T>& view, int y, std::ptrdiff_t x) {
+  const char* const row = reinterpret_cast<const char*>(rowOf(view, y));
+  return const_cast<char*>(row) + x * std::ptrdiff_t{sizeof(T)};
+}
+template <class T, int N>
+auto addressIn(const Planar<T, N>& view, int y, std::ptrdiff_t x) {
+  Cursor<ItemOf<Planar<T, N>>> cursor;
+  for (int c = 0; c < N; ++c) cursor.plane[c] = addressIn(view.plane[c], y, x);
+  return cursor;
+}
+
+/// Room for a piece of pixels, taken apart.
+template <class Item, std::ptrdiff_t Capacity>
+struct Room {};
+template <class T, int N, std::ptrdiff_t Capacity>
+struct Room<Pixel<T, N>, Capacity> {
+  alignas(64) char of[N][Capacity * static_cast<std::ptrdiff_t>(sizeof(T))];
+
+  Cursor<Pixel<T, N>> cursor() {
+    Cursor<Pixel<T, N>> made;
+    for (int c = 0; c < N; ++c) made.plane[c] = of[c];
+    return made;
+  }
+};
+
+// Makes a piece of an input readable.
+
+template <class T, class R>
+Cursor<T> fetch(R&, const View<const T>& view, int y, std::ptrdiff_t x, std::ptrdiff_t) {
+  return {addressIn(view, y, x)};
+}
+template <class T, int N, class R>
+Cursor<Pixel<T, N>> fetch(R& room, const View<const Pixel<T, N>>& view, int y, std::ptrdiff_t x,
+                          std::ptrdiff_t count) {
+  const Cursor<Pixel<T, N>> cursor = room.cursor();
+  splitPlanes<T, N>(addressIn(view, y, x), count, cursor.planes().of);
+  return cursor;
+}
+template <class T, int N, class R>
+Cursor<Pixel<T, N>> fetch(R&, const Planar<const T, N>& view, int y, std::ptrdiff_t x,
+                          std::ptrdiff_t) {
+  return addressIn(view, y, x);
+}
+
+/// Where the pieces of an output are made: `open` tells where, `cursor` how to get at the items
+/// there, and `close` puts what was made where it belongs.
+template <class V, std::ptrdiff_t Capacity>
+class Output;
+
+template <class T, std::ptrdiff_t Capacity>
+class Output<View<T>, Capacity> {
+ public:
+  explicit Output(bool pastCaches) : outlet_(pastCaches) {}
+
+  char* open(char* to) { return outlet_.open(to); }
+  void close(char* to, std::ptrdiff_t count) {
+    outlet_.close(to, static_cast<std::size_t>(count) * sizeof(T));
+  }
+  Cursor<T> cursor(char* at) { return cursorAt(room_, at); }
+  void join(const Cursor<T>& cursor, char* at, std::ptrdiff_t count) {
+    if constexpr (sizeof(T) > kElementBytes<T>) joinInto(cursor, at, count);
+  }
+
+ private:
+  static Cursor<T> cursorAt(Room<T, Capacity>& room, char* at) {
+    if constexpr (sizeof(T) > kElementBytes<T>) {
+      return room.cursor();
+    } else {
+      return {at};
+    }
+  }
+  template <class E, int N>
+  static void joinInto(const Cursor<Pixel<E, N>>& cursor, char* at, std::ptrdiff_t count) {
+    joinPlanes<E, N>(cursor.sources().of, count, at);
+  }
+
+  Room<T, Capacity> room_;
+  Outlet<Capacity * sizeof(T)> outlet_;
+};
+
+template <class T, int N, std::ptrdiff_t Capacity>
+class Output<Planar<T, N>, Capacity> {
+  using At = Cursor<Pixel<T, N>>;
+  using Plane = Outlet<Capacity * sizeof(T)>;
+
+ public:
+  explicit Output(bool pastCaches) : Output(pastCaches, std::make_index_sequence<N>{}) {}
+
+  At open(const At& to) {
+    At at;
+    for (int c = 0; c < N; ++c) at.plane[c] = outlet_[c].open(to.plane[c]);
+    return at;
+  }
+  void close(const At& to, std::ptrdiff_t count) {
+    for (int c = 0; c < N; ++c) {
+      outlet_[c].close(to.plane[c], static_cast<std::size_t>(count) * sizeof(T));
+    }
+  }
+  At cursor(const At& at) { return at; }
+  void join(const At&, const At&, std::ptrdiff_t) {}
+
+ private:
+  template <std::size_t... C>
+  Output(bool pastCaches, std::index_sequence<C...>) : outlet_{((void)C, Plane(pastCaches))...} {}
+
+  Plane outlet_[N];
+};
+
+/// A functor's parameters in the order of a row's elements, for the length of a piece: they are one
+/// more input. All pieces start at channel 0.
+template <class F, std::ptrdiff_t Capacity, int C = channelCount<F>>
+class Parameters {
+  using P = typename decltype(F::channels)::Parameter;
+  static constexpr bool kPixels = sizeof(P) > kElementBytes<P>;
+
+ public:
+  Parameters(const F& f, std::ptrdiff_t width) {
+    const std::ptrdiff_t count = std::min(width, Capacity);
+    for (std::ptrdiff_t i = 0; i < count; ++i) cursor().put(i, f.channels.of[i % C]);
+  }
+  std::tuple<Cursor<P>> inputs() { return cursor(); }
+
+ private:
+  Cursor<P> cursor() {
+    if constexpr (kPixels) {
+      return room_.cursor();
+    } else {
+      return {row_};
+    }
+  }
+
+  Room<P, Capacity> room_;
+  alignas(64) char row_[kPixels ? 1 : Capacity * sizeof(P)];
+};
+
+/// One channel needs no row.
+template <class P>
+struct Constant {
+  P value;
+  P get(std::ptrdiff_t) const { return value; }
+};
+template <class F, std::ptrdiff_t Capacity>
+class Parameters<F, Capacity, 1> {
+  using P = typename decltype(F::channels)::Parameter;
+
+ public:
+  Parameters(const F& f, std::ptrdiff_t) : constant_{f.channels.of[0]} {}
+  std::tuple<Constant<P>> inputs() const { return constant_; }
+
+ private:
+  Constant<P> constant_;
+};
+
+/// Without channels there is no such input.
+template <class F, std::ptrdiff_t Capacity>
+class Parameters<F, Capacity, 0> {
+ public:
+  Parameters(const F&, std::ptrdiff_t) {}
+  std::tuple<> inputs() const { return {}; }
+};
+
+/// No item depends on another, even where an input row is the output row, and that is what the
+/// pragma says: the compiler needn't test for overlap before it uses vectors.
+template <class F, class Out, class... In>
+void mapPiece(const F f, Place first, int count, const Out out, const In... in) {
+  MIRL_IVDEP
+  for (int i = 0; i < count; ++i) {
+    out.put(i, call(f, tableOf(f), Place{first.x + i, first.y}, in.get(i)...));
+  }
+}
+
+/// All rows of a thread.
+template <class F, class Out, class... In>
+class Mapper {
+  static constexpr std::ptrdiff_t kPiece = pieceFor<F, ItemOf<Out>, ItemOf<In>...>();
+
+ public:
+  Mapper(const F& f, bool pastCaches, const Out& out, const In&... in)
+      : f_(f), out_(out), in_(in...), parameters_(f, out.width), output_(pastCaches) {}
+
+  void row(int y) {
+    for (std::ptrdiff_t x = 0; x < out_.width; x += kPiece) {
+      const std::ptrdiff_t count = std::min<std::ptrdiff_t>(kPiece, out_.width - x);
+      const auto to = addressIn(out_, y, x);
+      const auto at = output_.open(to);
+      piece(at, y, x, count);
+      output_.close(to, count);
+    }
+  }
+
+ private:
+  template <class At>
+  void piece(const At& at, int y, std::ptrdiff_t x, std::ptrdiff_t count) {
+    if constexpr (std::is_same_v<F, Same> && !std::is_same_v<Out, View<ItemOf<Out>>>) {
+      const auto& in = std::get<0>(in_);
+      splitTo(at, addressIn(in, y, x), count);
+    } else if constexpr (std::is_same_v<F, Same> && !kAllInterleaved) {
+      const auto& in = std::get<0>(in_);
+      output_.join(addressIn(in, y, x), at, count);
+    } else if constexpr (hasVectors<F>) {
+      const std::ptrdiff_t done = std::apply(
+          [&](const auto&... in) { return f_.vectors(count, at, addressIn(in, y, x)...); }, in_);
+      compute(at + done * std::ptrdiff_t{sizeof(ItemOf<Out>)}, y, x + done, count - done);
+    } else {
+      compute(at, y, x, count);
+    }
+  }
+
+  template <class At>
+  void compute(const At& at, int y, std::ptrdiff_t x, std::ptrdiff_t count) {
+    const auto cursor = output_.cursor(at);
+    const auto pieces = [&]<std::size_t... I>(std::index_sequence<I...>) {
+      return std::tuple(fetch(std::get<I>(rooms_), std::get<I>(in_), y, x, count)...);
+    };
+    std::apply(
+        [&](const auto&... in) {
+          mapPiece(f_, {static_cast<int>(x), y}, static_cast<int>(count), cursor, in...);
+        },
+        std::tuple_cat(parameters_.inputs(), pieces(std::index_sequence_for<In...>{})));
+    output_.join(cursor, at, count);
+  }
+
+  template <class T, int N>
+  static void splitTo(const Cursor<Pixel<T, N>>& at, const char* from, std::ptrdiff_t count) {
+    splitPlanes<T, N>(from, count, at.planes().of);
+  }
+
+  static constexpr bool kAllInterleaved = (std::is_same_v<In, View<const ItemOf<In>>> && ...);
+
+  const F& f_;
+  const Out& out_;
+  const std::tuple<const In&...> in_;
+  Parameters<F, kPiece> parameters_;
+  Output<Out, kPiece> output_;
+  std::tuple<Room<ItemOf<In>, kPiece>...> rooms_;
+};
+
+template <class F, class Out, class... In>
+void map(const F& f, const Out& out, const In&... in) {
+  const std::size_t itemBytes = (sizeof(ItemOf<Out>) + ... + sizeof(ItemOf<In>));
+  forRows(out.height, static_cast<std::size_t>(out.width) * itemBytes, [&](const Rows& rows) {
+    Mapper<F, Out, In...> mapper(f, rows.pastCaches, out, in...);
+    for (int y = rows.begin; y < rows.end; ++y) mapper.row(y);
+  });
+}
+
+}  // namespace host
+}  // namespace mirl::engine
