@@ -19,6 +19,7 @@ namespace mirl::engine {
 struct Mixing {
   Products products = Products::fused;
   bool offsets = true;  ///< or there are none to add
+  bool limits = true;   ///< or no sum leaves an integer's range
 };
 
 /// Leaves an element as it is.
@@ -64,7 +65,12 @@ struct kernel_mix {
  private:
   MIRL_HD T mixed(const MixRow& weights, const Pixel<T, N>& in) const {
     const float sum = weightedSum<mixing.products>(in, weights);
-    return finish(fromFloat<T>(mixing.offsets ? sum + weights.offset : sum));
+    const float value = mixing.offsets ? sum + weights.offset : sum;
+    if constexpr (mixing.limits || std::is_same_v<T, float>) {
+      return finish(fromFloat<T>(value));
+    } else {
+      return finish(static_cast<T>(truncateInRange(value)));
+    }
   }
 
   /// Whether no sum of bytes can leave what explicit vectors convert; NaN does.

@@ -7,7 +7,10 @@ namespace {
 constexpr MixRow kWeights = {{0.299f, 0.587f, 0.114f}, 0};
 
 template <class T, int N>
-using kernel_rgb2gray = engine::kernel_mix<T, N, 1, engine::Mixing{.offsets = false}>;
+using kernel_rgb2gray =
+    engine::kernel_mix<T, N, 1, engine::Mixing{.offsets = false, .limits = false}>;
+template <class T>
+using kernel_grayscale = engine::kernel_mix<T, 3, 1, engine::Mixing{.offsets = false}>;
 
 template <class T, int N>
 struct kernel_gray2rgb {
@@ -74,7 +77,7 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
   const bool served = engine::visitCombination(
       AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
-          engine::map(queue, kernel_rgb2gray<T, 3>{{{inMemoryOrder<Order>(row)}}},
+          engine::map(queue, kernel_grayscale<T>{{{inMemoryOrder<Order>(row)}}},
                       engine::elementsOf<T>(destination), engine::pixelsOf<const T, 3>(source));
         });
       });

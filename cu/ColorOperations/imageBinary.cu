@@ -17,10 +17,10 @@ struct imageBinary_kernel_8uC1 {
 /// Of red, green and blue.
 constexpr MixRow kWeights = {{0.3f, 0.59f, 0.11f}, 0};
 
-using imageBinary_8u_c3_kernel =
-    engine::kernel_mix<Byte, 3, 1,
-                       engine::Mixing{.products = engine::Products::rounded, .offsets = false},
-                       imageBinary_kernel_8uC1>;
+using imageBinary_8u_c3_kernel = engine::kernel_mix<
+    Byte, 3, 1,
+    engine::Mixing{.products = engine::Products::rounded, .offsets = false, .limits = false},
+    imageBinary_kernel_8uC1>;
 
 }  // namespace
 
