@@ -16,7 +16,7 @@ MirlStatus V210TOYUV444(const MirlImage& source, MirlImage& destination, const M
   if (found != MIRL_SUCCESS) return found;
 
   const int rows = destination.height();
-  engine::mapGroups(
+  engine::mapBlocks(
       queue, Chain<v210_to_yuv422_unpack_kernel, yuv422_to_444_16u_c2_kernel, engine::v210To444>{},
       viewOf<Yuv444Group>(destination, groups, rows),
       viewOf<const V210Group>(source, groups, rows));

@@ -17,7 +17,7 @@ MirlStatus YUV422TOV210(const MirlImage& source, MirlImage& destination, const M
   if (found != MIRL_SUCCESS) return found;
 
   const int rows = source.height();
-  engine::mapGroups(queue, k422_v210{}, viewOf<V210Group>(destination, groups, rows),
+  engine::mapBlocks(queue, k422_v210{}, viewOf<V210Group>(destination, groups, rows),
                     viewOf<const Yuv422Group>(source, groups, rows));
   return queue.device->synchronize(queue.stream) ? MIRL_SUCCESS : MIRL_KERNEL_FAILED;
 }

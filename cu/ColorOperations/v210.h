@@ -5,7 +5,6 @@
 
 #include "core/access.h"
 #include "engine/blocks.h"
-#include "engine/host/v210_vectors.h"
 
 #include <mirl/packedVideo.h>
 
@@ -69,6 +68,8 @@ struct k444_422 {
 
 /// Sums rather than fields: what is above 10 bits carries into its neighbour.
 struct k422_v210 {
+  static constexpr engine::Asks asks{.vectors = true};
+
   MIRL_HD V210Group operator()(const Yuv422Group& flat) const {
     V210Group group;
     for (int i = 0; i < 4; ++i) {
@@ -87,6 +88,8 @@ struct k422_v210 {
 template <class First, class Second,
           std::ptrdiff_t (*byVectors)(std::ptrdiff_t, char*, const char*)>
 struct Chain {
+  static constexpr engine::Asks asks{.vectors = true};
+
   template <class In>
   MIRL_HD auto operator()(const In& in) const {
     return Second{}(First{}(in));

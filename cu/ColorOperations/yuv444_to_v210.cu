@@ -17,7 +17,7 @@ MirlStatus YUV444TOV210(const MirlImage& source, MirlImage& destination, const M
   if (found != MIRL_SUCCESS) return found;
 
   const int rows = source.height();
-  engine::mapGroups(queue, Chain<k444_422, k422_v210, engine::v210From444>{},
+  engine::mapBlocks(queue, Chain<k444_422, k422_v210, engine::v210From444>{},
                     viewOf<V210Group>(destination, groups, rows),
                     viewOf<const Yuv444Group>(source, groups, rows));
   return MIRL_SUCCESS;
