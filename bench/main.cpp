@@ -19,7 +19,7 @@
 #include <opencv2/core.hpp>
 #endif
 
-#include "runtime/host/parallel.h"
+#include "runtime/host/threads.h"
 
 namespace mirl::bench {
 namespace {

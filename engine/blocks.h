@@ -8,9 +8,8 @@
 // only takes them apart in shared memory.
 
 #include "engine/device_code.h"
+#include "engine/host/rows.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
 #include "runtime/runtime.h"
 
 #include <algorithm>
@@ -57,20 +56,18 @@ template <class F, class Out, class In>
 void mapOnHost(const F& f, const View<Out>& out, const View<const In>& in) {
   constexpr int kRun = 128;  // whole cache lines of any group
   const auto rowBytes = static_cast<std::size_t>(out.width) * (sizeof(Out) + sizeof(In));
-  const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
-  runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
+  host::forRows(out.height, rowBytes, [&](const host::Rows& rows) {
     alignas(64) char run[kRun * sizeof(Out)];
-    for (int y = begin; y < end; ++y) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       for (int x = 0; x < out.width; x += kRun) {
         const int count = std::min(kRun, out.width - x);
         char* const target = groupAt(out, x, y);
-        mapRun<F, Out, In>(f, count, pastCaches ? run : target, groupAt(in, x, y));
-        if (pastCaches) {
+        mapRun<F, Out, In>(f, count, rows.pastCaches ? run : target, groupAt(in, x, y));
+        if (rows.pastCaches) {
           runtime::streamCopy(target, run, static_cast<std::size_t>(count) * sizeof(Out));
         }
       }
     }
-    if (pastCaches) runtime::finishStreamCopies();
   });
 }
 

@@ -33,11 +33,8 @@ namespace channels {
 template <class Item, class Work>
 void forRows(const View<Item>& pixels, const Work& work) {
   const auto rowBytes = 2 * static_cast<std::size_t>(pixels.width) * sizeof(Item);
-  const bool pastCaches =
-      runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(pixels.height));
-  runtime::parallelRows(pixels.height, rowBytes, [&](int begin, int end) {
-    for (int y = begin; y < end; ++y) work(y, pastCaches);
-    if (pastCaches) runtime::finishStreamCopies();
+  host::forRows(pixels.height, rowBytes, [&](const host::Rows& rows) {
+    for (int y = rows.begin; y < rows.end; ++y) work(y, rows.pastCaches);
   });
 }
 

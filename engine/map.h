@@ -12,10 +12,9 @@
 #include "engine/functor.h"
 #include "engine/host/ivdep.h"
 #include "engine/host/planes.h"
+#include "engine/host/rows.h"
 #include "engine/long_rows.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
 #include "runtime/runtime.h"
 
 #include <algorithm>
@@ -253,13 +252,11 @@ void mapRow(const F& f, Parameters<F, kCapacity>& parameters, std::ptrdiff_t wid
 template <class F, class Out, class... In>
 void mapOnHost(const F& f, const View<Out>& out, const View<const In>&... in) {
   const auto rowBytes = static_cast<std::size_t>(out.width) * (sizeof(Out) + (sizeof(In) + ...));
-  const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
-  runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
+  host::forRows(out.height, rowBytes, [&](const host::Rows& rows) {
     Parameters<F, pieceFor<F, Out, In...>()> parameters(f, out.width);
-    for (int y = begin; y < end; ++y) {
-      mapRow(f, parameters, out.width, pastCaches, rowOf(out, y), rowOf(in, y)...);
+    for (int y = rows.begin; y < rows.end; ++y) {
+      mapRow(f, parameters, out.width, rows.pastCaches, rowOf(out, y), rowOf(in, y)...);
     }
-    if (pastCaches) runtime::finishStreamCopies();
   });
 }
 
