@@ -3,6 +3,7 @@
 #include "bench.h"
 #include "contest.h"
 #include "identity.h"
+#include "load.h"
 #include "table.h"
 
 #include <cstdio>
@@ -19,7 +20,7 @@
 #include <opencv2/core.hpp>
 #endif
 
-#include "runtime/host/parallel.h"
+#include "runtime/host/threads.h"
 
 namespace mirl::bench {
 namespace {
@@ -30,6 +31,8 @@ constexpr const char* kHelp = R"(usage: mirl_bench [option ...]
   --filter=REGEX     rows whose operation, size and device match, such as 'add.*host', 'resize.*gpu0'
   --list             print the rows, time nothing
   --rounds=N         the best of N rounds counts, 5 without it, fewer of what takes long
+  --load=N           beside N processes that keep processors busy: the median and the worst call
+                     of the host device and its peers, in rounds of 60 ms each
   --csv=FILE         write all times to a file
   --times=WHO:FILE   another peer's, beside the first GPU: lines of such a file
 )";
@@ -38,6 +41,7 @@ struct Options {
   bool all = false;
   bool list = false;
   int rounds = 5;
+  int load = 0;
   std::regex filter{""};
   std::string csv;
   std::string who;
@@ -79,10 +83,13 @@ void copy(const MirlImage& from, MirlImage& to) {
   from.copyTo(to, {0, 0}, {0, 0, from.width(), from.height()});
 }
 
-/// Ours first.
-std::vector<Contestant> contestantsOf(const Case& c, const Device& device) {
-  std::vector<Contestant> list = {
-      {"", c.ours}, {kCopy, mover(c, copy)}, {kIdentity, mover(c, identity)}};
+/// Ours first. Under load nobody asks how far we are from the memory's speed.
+std::vector<Contestant> contestantsOf(const Case& c, const Device& device, bool loaded) {
+  std::vector<Contestant> list = {{"", c.ours}};
+  if (!loaded) {
+    list.push_back({kCopy, mover(c, copy)});
+    list.push_back({kIdentity, mover(c, identity)});
+  }
   if (device.host && c.openCv) list.push_back({"OpenCV", c.openCv});
 #if MIRL_BENCH_NPP
   if (!device.host && device.id == 0) {
@@ -93,6 +100,7 @@ std::vector<Contestant> contestantsOf(const Case& c, const Device& device) {
 }
 
 bool isWanted(const Options& options, const Case& c, const Device& device) {
+  if (options.load > 0 && !device.host) return false;
   const auto& [width, height] = kSizes[device.host ? 0 : 1];
   if (!options.all && (c.size.width != width || c.size.height != height)) return false;
   return std::regex_search(c.operation + " " + sizeName(c.size) + " " + device.name,
@@ -123,7 +131,7 @@ void list(const Options& options) {
     for (const Device& device : devices()) {
       if (!isWanted(options, c, device)) continue;
       std::printf("%s %s %s", c.operation.c_str(), sizeName(c.size).c_str(), device.name.c_str());
-      for (const Contestant& contestant : contestantsOf(c, device)) {
+      for (const Contestant& contestant : contestantsOf(c, device, options.load > 0)) {
         std::printf("%s%s", contestant.who.empty() ? "" : ", ", contestant.who.c_str());
       }
       std::printf("\n");
@@ -164,7 +172,10 @@ void run(const Options& options, Table& table) {
     for (const Device& device : devices()) {
       if (!isWanted(options, c, device)) continue;
       device::setCurrentDevice(device.id);
-      std::vector<Result> results = contest(contestantsOf(c, device), device.host, options.rounds);
+      const std::vector<Contestant> contestants = contestantsOf(c, device, options.load > 0);
+      std::vector<Result> results = options.load > 0
+                                        ? contestUnderLoad(contestants, options.rounds)
+                                        : contest(contestants, device.host, options.rounds);
       const auto found = given.find(c.operation + "," + sizeName(c.size));
       if (!device.host && device.id == 0 && found != given.end()) {
         results.push_back({options.who, found->second, ""});
@@ -191,6 +202,8 @@ Options parse(int argc, char** argv) {
       options.filter = std::regex(value, std::regex::ECMAScript | std::regex::optimize);
     } else if (name == "--rounds" && std::atoi(value.c_str()) > 0) {
       options.rounds = std::atoi(value.c_str());
+    } else if (name == "--load" && std::atoi(value.c_str()) > 0) {
+      options.load = std::atoi(value.c_str());
     } else if (name == "--csv" && hasValue) {
       options.csv = value;
     } else if (name == "--times" && value.find(':') != std::string::npos) {
@@ -216,6 +229,7 @@ void add(const Case& benchCase) {
 bool main(int argc, char** argv) {
   const Options options = parse(argc, argv);
   checkNames();
+  const Load load(options.list ? 0 : options.load);
 #if MIRL_BENCH_OPENCV
   cv::setNumThreads(runtime::hostThreads());
 #endif
@@ -227,7 +241,7 @@ bool main(int argc, char** argv) {
   if (csv == nullptr && !options.csv.empty()) {
     throw std::runtime_error("cannot write " + options.csv);
   }
-  Table table(csv);
+  Table table(csv, options.load > 0);
   run(options, table);
   if (csv != nullptr && std::fclose(csv) != 0) {
     throw std::runtime_error("cannot write " + options.csv);

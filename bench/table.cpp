@@ -10,6 +10,11 @@ std::string sizeName(const MirlSize& size) {
 }
 
 void Table::printHeader() const {
+  if (loaded_) {
+    std::printf("\n%-28s %11s %5s %9s %9s   %s\n", "operation", "size", "dev", "median", "worst",
+                "peer: its median and worst, times as fast as it");
+    return;
+  }
   std::printf("\n%-28s %11s %5s %9s %8s %8s %7s   %s\n", "operation", "size", "dev", "ms", "ns/px",
               "GB/s", "of copy", "peer: its ms, times as fast as it");
 }
@@ -19,7 +24,9 @@ void Table::printRow(const Case& benchCase, const std::string& device,
   const std::string size = sizeName(benchCase.size);
   const Result& ours = results.front();
   std::printf("%-28s %11s %5s", benchCase.operation.c_str(), size.c_str(), device.c_str());
-  if (ours.failure.empty()) {
+  if (ours.failure.empty() && loaded_) {
+    std::printf(" %9.4f %9.4f", ours.milliseconds, ours.worst);
+  } else if (ours.failure.empty()) {
     const double pixels = static_cast<double>(benchCase.size.width) * benchCase.size.height;
     std::printf(" %9.4f %8.4f %8.1f", ours.milliseconds, 1e6 * ours.milliseconds / pixels,
                 benchCase.bytesPerPixel * pixels / ours.milliseconds / 1e6);
@@ -47,7 +54,9 @@ void Table::printRow(const Case& benchCase, const std::string& device,
       std::printf("   %s: %s", result.who.c_str(), result.failure.c_str());
     } else if (ours.failure.empty()) {
       const double ratio = result.milliseconds / ours.milliseconds;
-      std::printf("   %s %.4f, %.2fx", result.who.c_str(), result.milliseconds, ratio);
+      std::printf("   %s %.4f", result.who.c_str(), result.milliseconds);
+      if (loaded_) std::printf(" %.4f", result.worst);
+      std::printf(", %.2fx", ratio);
       Standing& standing = peers_[result.who];
       standing.logSum += std::log(ratio);
       ++standing.rows;

@@ -18,7 +18,8 @@ inline constexpr const char* kIdentity = "map";
 class Table {
  public:
   /// Each time also goes to a file, unless it is null: who, operation, size, device, milliseconds.
-  explicit Table(std::FILE* file) : file_(file) {}
+  /// On a loaded machine a row has the median and the worst time of a call.
+  Table(std::FILE* file, bool loaded) : file_(file), loaded_(loaded) {}
 
   void printHeader() const;
   /// `results` begin with ours.
@@ -36,6 +37,7 @@ class Table {
   };
 
   std::FILE* file_;
+  bool loaded_;
   std::map<std::string, Standing> peers_;
   bool failed_ = false;
 };

@@ -133,19 +133,6 @@ if(MIRL_OPENCV)
   endif()
 endif()
 
-# --- OpenMP ---------------------------------------------------------------------------------------
-set(MIRL_WITH_OPENMP 0)
-if(MIRL_OPENMP)
-  find_package(OpenMP QUIET COMPONENTS CXX)
-  if(OpenMP_CXX_FOUND)
-    set(MIRL_WITH_OPENMP 1)
-    target_link_libraries(mirl_dependencies INTERFACE OpenMP::OpenMP_CXX)
-    list(APPEND MIRL_PRIVATE_LIBRARIES OpenMP::OpenMP_CXX)
-    string(APPEND MIRL_REQUIRES "find_dependency(OpenMP COMPONENTS CXX)\n")
-    string(APPEND MIRL_PC_LIBS " ${OpenMP_CXX_FLAGS}")
-  endif()
-endif()
-
 # --- Highway --------------------------------------------------------------------------------------
 set(MIRL_WITH_HIGHWAY 0)
 if(MIRL_HIGHWAY)
@@ -161,5 +148,4 @@ endif()
 target_compile_definitions(
   mirl_dependencies
   INTERFACE MIRL_WITH_CUDA=${MIRL_WITH_CUDA} MIRL_CUDA_SIMULATED=${MIRL_CUDA_SIMULATED}
-            MIRL_WITH_OPENCV=${MIRL_WITH_OPENCV}
-            MIRL_WITH_OPENMP=${MIRL_WITH_OPENMP} MIRL_WITH_HIGHWAY=${MIRL_WITH_HIGHWAY})
+            MIRL_WITH_OPENCV=${MIRL_WITH_OPENCV} MIRL_WITH_HIGHWAY=${MIRL_WITH_HIGHWAY})

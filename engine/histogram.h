@@ -7,9 +7,9 @@
 // for the one before where neighbours are alike.
 
 #include "engine/device_code.h"
+#include "engine/host/rows.h"
 #include "engine/map.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
 #include "runtime/runtime.h"
 
 #include <algorithm>
@@ -37,10 +37,11 @@ void addOnHost(const View<const std::uint8_t>& in, std::uint32_t* bins) {
   constexpr int kCopies = 2;
   constexpr int kTables = C == 1 ? 4 : C * kCopies;
   static_assert(kAtOnce % kTables == 0 && kTables % C == 0);
+  constexpr std::size_t kSetUp = kTables * kBins * sizeof(std::uint32_t);
   const auto rowBytes = static_cast<std::size_t>(in.width);
-  runtime::parallelRows(in.height, rowBytes, [&](int begin, int end) {
+  host::forRows(in.height, {rowBytes, rowBytes, kSetUp}, [&](const host::Rows& rows) {
     std::uint32_t counts[kTables][kBins] = {};
-    for (int y = begin; y < end; ++y) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       const std::uint8_t* row = in.data + y * in.pitch;
       int x = 0;
       for (; in.width - x >= kAtOnce; x += kAtOnce) {

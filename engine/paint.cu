@@ -1,8 +1,7 @@
 #include "engine/paint.h"
 
 #include "engine/device_code.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
+#include "engine/host/rows.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,9 +16,8 @@ namespace {
 /// Writes rows on the host, from a run of the pattern that stays in the nearest cache.
 class RowWriter {
  public:
-  RowWriter(const Pattern& pattern, bool pastCaches)
-      : pastCaches_(pastCaches),
-        oneByte_(std::all_of(pattern.byte, pattern.byte + Pattern::kBytes,
+  explicit RowWriter(const Pattern& pattern)
+      : oneByte_(std::all_of(pattern.byte, pattern.byte + Pattern::kBytes,
                              [&](unsigned char byte) { return byte == pattern.byte[0]; })) {
     for (std::ptrdiff_t at = 0; at < kRun + Pattern::kBytes; at += Pattern::kBytes) {
       std::memcpy(run_ + at, pattern.byte, Pattern::kBytes);
@@ -27,8 +25,9 @@ class RowWriter {
   }
 
   /// Bytes `begin` to `end` of a row as the pattern has them.
-  void fill(unsigned char* row, std::ptrdiff_t begin, std::ptrdiff_t end) const {
-    if (pastCaches_) {
+  void fill(const host::Rows& rows, unsigned char* row, std::ptrdiff_t begin,
+            std::ptrdiff_t end) const {
+    if (rows.pastCaches) {
       fillPastCaches(row, begin, end);
     } else if (oneByte_) {
       std::memset(row + begin, run_[0], static_cast<std::size_t>(end - begin));
@@ -36,16 +35,6 @@ class RowWriter {
       const unsigned char* const from = run_ + begin % Pattern::kBytes;
       for (; begin + kStep <= end; begin += kStep) std::memcpy(row + begin, from, kStep);
       std::memcpy(row + begin, from, static_cast<std::size_t>(end - begin));
-    }
-  }
-
-  void copy(unsigned char* to, const unsigned char* from, std::ptrdiff_t count) const {
-    const auto bytes = static_cast<std::size_t>(count);
-    if (to == from) return;
-    if (pastCaches_) {
-      runtime::streamCopy(to, from, bytes);
-    } else {
-      std::memcpy(to, from, bytes);
     }
   }
 
@@ -68,7 +57,6 @@ class RowWriter {
   }
 
   alignas(kCacheLine) unsigned char run_[kRun + Pattern::kBytes];
-  bool pastCaches_;
   bool oneByte_;
 };
 
@@ -77,20 +65,20 @@ void drawOnHost(const Frame& frame) {
   const View<const unsigned char>& inner = frame.inner;
   const std::ptrdiff_t right = std::ptrdiff_t{frame.left} + inner.width;
   const auto rowBytes = static_cast<std::size_t>(out.width) + static_cast<std::size_t>(inner.width);
-  const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
-  const RowWriter writer(frame.pattern, pastCaches);
-  runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
-    for (int y = begin; y < end; ++y) {
+  const RowWriter writer(frame.pattern);
+  host::forRows(out.height, rowBytes, [&](const host::Rows& rows) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       unsigned char* const row = out.data + y * out.pitch;
       if (y < frame.top || y - frame.top >= inner.height) {
-        writer.fill(row, 0, out.width);
+        writer.fill(rows, row, 0, out.width);
         continue;
       }
-      writer.fill(row, 0, frame.left);
-      writer.copy(row + frame.left, inner.data + (y - frame.top) * inner.pitch, inner.width);
-      writer.fill(row, right, out.width);
+      writer.fill(rows, row, 0, frame.left);
+      unsigned char* const to = row + frame.left;
+      const unsigned char* const from = inner.data + (y - frame.top) * inner.pitch;
+      if (to != from) host::putBytes(rows, to, from, static_cast<std::size_t>(inner.width));
+      writer.fill(rows, row, right, out.width);
     }
-    if (pastCaches) runtime::finishStreamCopies();
   });
 }
 

@@ -2,12 +2,10 @@
 
 #include "engine/device_code.h"
 #include "engine/host/planes.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
+#include "engine/host/rows.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #if MIRL_KERNELS
 #include "engine/cuda/launch.h"
@@ -84,27 +82,20 @@ class Runs {
 
 void fillOnHost(const View<float>& out) {
   const auto rowBytes = static_cast<std::size_t>(out.width) * sizeof(float);
-  const bool pastCaches = runtime::bypassesCaches(rowBytes * static_cast<std::size_t>(out.height));
-  runtime::parallelRows(out.height, rowBytes, [&](int begin, int end) {
+  host::forRows(out.height, rowBytes, [&](const host::Rows& rows) {
     Runs runs;
-    for (int y = begin; y < end; ++y) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       char* const row = reinterpret_cast<char*>(out.data) + y * out.pitch;
       const auto first = static_cast<std::uint64_t>(y) * static_cast<std::uint64_t>(out.width);
       for (std::ptrdiff_t x = 0; x < out.width;) {
         std::ptrdiff_t available = 0;
         const float* const from = runs.at(first + static_cast<std::uint64_t>(x), available);
         const std::ptrdiff_t count = std::min(available, out.width - x);
-        char* const to = row + x * std::ptrdiff_t{sizeof(float)};
-        const auto bytes = static_cast<std::size_t>(count) * sizeof(float);
-        if (pastCaches) {
-          runtime::streamCopy(to, from, bytes);
-        } else {
-          std::memcpy(to, from, bytes);
-        }
+        host::putBytes(rows, row + x * std::ptrdiff_t{sizeof(float)}, from,
+                       static_cast<std::size_t>(count) * sizeof(float));
         x += count;
       }
     }
-    if (pastCaches) runtime::finishStreamCopies();
   });
 }
 

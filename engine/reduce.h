@@ -17,8 +17,8 @@
 
 #include "engine/device_code.h"
 #include "engine/host/ivdep.h"
+#include "engine/host/rows.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
 #include "runtime/pinned_pool.h"
 #include "runtime/runtime.h"
 #include "runtime/scratch.h"
@@ -256,34 +256,34 @@ void reduceOnHost(const View<const T>& in, const Cut& cut, const Task<R>&... tas
   constexpr int kPiece = 64 * kGrain * 2;
   const std::size_t bytes =
       static_cast<std::size_t>(cut.elements) * sizeof(T) * static_cast<std::size_t>(cut.height);
-  runtime::parallelRows(
-      cut.units, bytes / static_cast<std::size_t>(cut.units), [&](int begin, int end) {
-        std::tuple<HostLanes<C, R>...> all(tasks.reducer...);
-        for (int index = begin; index < end; ++index) {
-          const Unit unit = unitOf(cut, index);
-          const std::int64_t padded = (std::int64_t{unit.elements} + 11) / 12 * 12;
-          for (int row = 0; row < unit.rows; ++row) {
-            const char* start = reinterpret_cast<const char*>(in.data) +
-                                (std::ptrdiff_t{unit.y} + row) * in.pitch +
-                                std::ptrdiff_t{unit.x} * std::ptrdiff_t{sizeof(T)};
-            for (int at = 0; at < unit.elements; at += kPiece) {
-              const int count = std::min(kPiece, unit.elements - at);
-              std::apply(
-                  [&](auto&... lanes) {
-                    (lanes.addRun(start + static_cast<std::size_t>(at) * sizeof(T), count,
-                                  row * padded + at),
-                     ...);
-                  },
-                  all);
-            }
-          }
-          std::apply(
-              [&](auto&... lanes) {
-                (lanes.finish(tasks.results + std::ptrdiff_t{index} * C), ...);
-              },
-              all);
-        }
-      });
+  host::forRows(cut.units, bytes / static_cast<std::size_t>(cut.units),
+                [&](const host::Rows& units) {
+                  std::tuple<HostLanes<C, R>...> all(tasks.reducer...);
+                  for (int index = units.begin; index < units.end; ++index) {
+                    const Unit unit = unitOf(cut, index);
+                    const std::int64_t padded = (std::int64_t{unit.elements} + 11) / 12 * 12;
+                    for (int row = 0; row < unit.rows; ++row) {
+                      const char* start = reinterpret_cast<const char*>(in.data) +
+                                          (std::ptrdiff_t{unit.y} + row) * in.pitch +
+                                          std::ptrdiff_t{unit.x} * std::ptrdiff_t{sizeof(T)};
+                      for (int at = 0; at < unit.elements; at += kPiece) {
+                        const int count = std::min(kPiece, unit.elements - at);
+                        std::apply(
+                            [&](auto&... lanes) {
+                              (lanes.addRun(start + static_cast<std::size_t>(at) * sizeof(T), count,
+                                            row * padded + at),
+                               ...);
+                            },
+                            all);
+                      }
+                    }
+                    std::apply(
+                        [&](auto&... lanes) {
+                          (lanes.finish(tasks.results + std::ptrdiff_t{index} * C), ...);
+                        },
+                        all);
+                  }
+                });
 }
 
 }  // namespace reduction

@@ -1,10 +1,16 @@
 // Work on several host threads at once: what the thread sanitizer is for.
 
+#include "runtime/host/threads.h"
 #include "runtime/pinned_pool.h"
 #include "runtime/scratch.h"
 #include "support.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace mirl::test {
 namespace {
@@ -108,6 +114,86 @@ TEST_P(Threads, OneFaultStrikesOnce) {
 }
 
 MIRL_TEST_ON_ALL_DEVICES(Threads);
+
+std::size_t size(int count) {
+  return static_cast<std::size_t>(count);
+}
+
+/// Whether each row is done once and none by a thread that is at another. Within each part the same
+/// happens again, `nested` times.
+bool eachRowOnce(const runtime::Shares& shares, int nested = 0) {
+  std::vector<std::atomic<int>> done(size(shares.rows));
+  std::vector<std::atomic<int>> busy(size(shares.threads));
+  std::atomic<bool> fine{true};
+  runtime::shareOut(shares, [&](int begin, int end, int thread) {
+    if (busy[size(thread)]++ != 0) fine = false;
+    for (int row = begin; row < end; ++row) ++done[size(row)];
+    if (nested > 0 && !eachRowOnce(shares, nested - 1)) fine = false;
+    --busy[size(thread)];
+  });
+  return fine &&
+         std::all_of(done.begin(), done.end(), [](const auto& times) { return times == 1; });
+}
+
+constexpr runtime::Shares kShares[] = {{1, 1, 1},   {2, 2, 2},   {7, 5, 2},     {7, 3, 3},
+                                       {16, 16, 2}, {64, 16, 4}, {100, 33, 32}, {1000, 999, 2}};
+
+TEST(SharedRows, ManyCallersAtOnce) {
+  for (const int callers : {1, 2, 5}) {
+    onThreads(callers, [&](int) {
+      for (int round = 0; round < 200; ++round) {
+        for (const runtime::Shares& shares : kShares) EXPECT_TRUE(eachRowOnce(shares));
+      }
+      EXPECT_TRUE(eachRowOnce({9, 8, 4}, 2));
+    });
+  }
+  constexpr std::size_t kMegabyte = 1 << 20;
+  for (const int rows : {0, 1, 2, 3, 1000}) {
+    const runtime::Shares shares = runtime::sharesOf(rows, kMegabyte, kMegabyte);
+    EXPECT_TRUE(eachRowOnce(shares)) << rows;
+    EXPECT_LE(shares.threads, std::max(1, std::min(rows, runtime::hostThreads()))) << rows;
+    EXPECT_EQ(runtime::sharesOf(rows, 64).threads, 1) << rows;
+  }
+}
+
+// Whoever is held up holds nobody up but for the part that it is at: here it stays there until all
+// the others are done. Without helpers there is nobody to wait for the caller.
+TEST(SharedRows, OthersTakeOver) {
+  for (const bool callerIsSlow : {false, true}) {
+    if (callerIsSlow && runtime::hostThreads() < 2) continue;
+    constexpr int kParts = 16;
+    std::atomic<int> left{kParts};
+    std::atomic<bool> slow{false};
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    runtime::shareOut({kParts, kParts, 2}, [&](int, int, int thread) {
+      if ((thread == 0) == callerIsSlow && !slow.exchange(true)) {
+        while (left > 1 && std::chrono::steady_clock::now() < giveUp) std::this_thread::yield();
+        EXPECT_EQ(left, 1) << (callerIsSlow ? "the caller" : "a helper");
+      }
+      --left;
+    });
+  }
+}
+
+// A child has none of its parent's helpers, and must not wait for them, at its end either.
+TEST(SharedRows, AfterAFork) {
+  EXPECT_TRUE(eachRowOnce({16, 16, 2}));
+  std::fflush(stdout);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) std::exit(eachRowOnce({16, 16, 2}) ? 0 : 1);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+/// Works behind the end of the helpers, who start after it was made.
+const struct AtTheEnd {
+  ~AtTheEnd() {
+    if (!eachRowOnce({16, 16, 2})) std::abort();
+  }
+} atTheEnd;
 
 }  // namespace
 }  // namespace mirl::test

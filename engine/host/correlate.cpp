@@ -1,10 +1,7 @@
 #include "engine/correlate.h"
 #include "engine/host/ivdep.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
-#include "runtime/scratch.h"
+#include "engine/host/rows.h"
 
-#include <atomic>
 #include <cstring>
 
 #if MIRL_WITH_HIGHWAY
@@ -162,12 +159,12 @@ struct Buffers {
   int lines;
   float* ring;
 
-  explicit Buffers(const Taps& taps, float* memory = nullptr)
+  explicit Buffers(const Taps& taps, void* memory = nullptr)
       : lineFloats(kStrip + std::ptrdiff_t{std::max(taps.width, 1) - 1} * taps.step + kSlack),
         lines(std::max(taps.height, 1) + kRowsAtOnce - 1),
-        ring(memory) {}
+        ring(static_cast<float*>(memory)) {}
 
-  std::size_t floats() const { return static_cast<std::size_t>(lineFloats * lines); }
+  std::size_t bytes() const { return static_cast<std::size_t>(lineFloats * lines) * sizeof(float); }
 };
 
 /// The rows of one strip. Line `y` of the source, before it is clamped to the image, stands in
@@ -183,7 +180,7 @@ void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, floa
     return buffers.ring + (y - first) % buffers.lines * buffers.lineFloats;
   };
   alignas(64) Sums sums;
-  alignas(64) char piece[kPiece * sizeof(T)];  // what is to go past the caches
+  host::Outlet<kPiece * sizeof(T)> outlet(pastCaches);
 
   std::ptrdiff_t ready = first;  // the first line that isn't in the ring yet
   const float* line[kMostTaps + kRowsAtOnce];
@@ -202,10 +199,8 @@ void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, floa
       for (int r = 0; r < kRowsAtOnce && y + r < strip.y1; ++r) {
         char* const to = reinterpret_cast<char*>(out.data) + (std::ptrdiff_t{y} + r) * out.pitch +
                          (strip.x0 + x) * std::ptrdiff_t{sizeof(T)};
-        writeSums<T>(sums[r], some, limit, pastCaches ? piece : to);
-        if (pastCaches) {
-          runtime::streamCopy(to, piece, static_cast<std::size_t>(some) * sizeof(T));
-        }
+        writeSums<T>(sums[r], some, limit, outlet.open(to));
+        outlet.close(to, static_cast<std::size_t>(some) * sizeof(T));
       }
     }
   }
@@ -216,29 +211,22 @@ void doStrip(const View<T>& out, const View<const T>& in, const Taps& taps, floa
 template <class T>
 bool onHost(const runtime::Queue& queue, const View<T>& out, const View<const T>& in,
             const Taps& taps, const Window& window, float limit) {
-  const std::size_t floats = Buffers(taps).floats();
-  const runtime::Scratch scratch(
-      queue, floats * sizeof(float) * static_cast<std::size_t>(runtime::hostThreads()));
-  if (!scratch.ok()) return false;
-
-  std::atomic<std::size_t> taken{0};  // which share of the scratch a thread works in
-  const int rows = window.y1 - window.y0;
   const auto width = static_cast<std::size_t>(window.x1 - window.x0);
+  const auto height = static_cast<std::size_t>(taps.height);
   const std::size_t moved = 2 * width * sizeof(T);
-  const auto tapCount =
-      static_cast<std::size_t>(taps.width) * static_cast<std::size_t>(taps.height);
-  const bool pastCaches = runtime::bypassesCaches(moved * static_cast<std::size_t>(rows));
-  runtime::parallelRows(rows, moved + width * tapCount, [&](int begin, int end) {
-    const Buffers buffers(taps, scratch.as<float>() + taken.fetch_add(1) * floats);
+  const std::size_t work = moved + width * static_cast<std::size_t>(taps.width) * height;
+  const std::size_t lines = width * sizeof(float) * height;  // read before a part's first result
+  const auto doRows = [&](const host::Rows& rows, std::byte* scratch) {
+    const Buffers buffers(taps, scratch);
     for (std::ptrdiff_t x = window.x0; x < window.x1; x += kStrip) {
       const std::ptrdiff_t stripEnd = std::min<std::ptrdiff_t>(x + kStrip, window.x1);
-      const Window strip{static_cast<int>(x), window.y0 + begin, static_cast<int>(stripEnd),
-                         window.y0 + end};
-      doStrip(out, in, taps, limit, pastCaches, strip, buffers);
+      const Window strip{static_cast<int>(x), window.y0 + rows.begin, static_cast<int>(stripEnd),
+                         window.y0 + rows.end};
+      doStrip(out, in, taps, limit, rows.pastCaches, strip, buffers);
     }
-    if (pastCaches) runtime::finishStreamCopies();
-  });
-  return true;
+  };
+  return host::forRows(queue, window.y1 - window.y0, {moved, work, lines}, Buffers(taps).bytes(),
+                       doRows);
 }
 
 template bool onHost(const runtime::Queue&, const View<std::uint8_t>&,

@@ -7,9 +7,9 @@
 
 #include "engine/host/element_pairs.h"
 #include "engine/host/ivdep.h"
+#include "engine/host/rows.h"
 #include "engine/sampling.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -304,10 +304,12 @@ void mapOnHost(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
                const View<const Pixel<T, C>>& in) {
   // A pixel costs as much as moving a good many bytes.
   const auto work = static_cast<std::size_t>(out.width) * 8 * sizeof(Pixel<T, C>);
-  runtime::parallelRows(out.height, work, [&](int begin, int end) {
-    int bottom = begin;
-    for (int top = begin; top < end; top = bottom) {
-      bottom = top + std::min(kTileHeight, end - top);
+  host::forRows(out.height, work, [&](const host::Rows& rows) {
+    int bottom = rows.begin;
+    for (int top = rows.begin; top < rows.end; top = bottom) {
+      // Tiles of about one height, none of them a thin rest.
+      const int tiles = (rows.end - top + kTileHeight - 1) / kTileHeight;
+      bottom = top + (rows.end - top + tiles - 1) / tiles;
       int right = 0;
       for (int left = 0; left < out.width; left = right) {
         right = left + std::min(kTileWidth, out.width - left);

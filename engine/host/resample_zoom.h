@@ -8,32 +8,28 @@
 #include "engine/host/ivdep.h"
 #include "engine/host/planes.h"
 #include "engine/host/resample_windows.h"
+#include "engine/host/rows.h"
 #include "engine/sampling.h"
 #include "engine/view.h"
-#include "runtime/host/parallel.h"
-#include "runtime/host/stream_copy.h"
 #include "runtime/scratch.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 
 namespace mirl::engine::resample {
 
-/// Which source pixels the columns of a zoom read, and with which weights; and the buffers that
-/// each thread works in. All in one block of scratch.
+/// Which source pixels the columns of a zoom read, and with which weights.
 template <class Sampler, int C>
-class ZoomBuffers {
+class ZoomColumns {
  public:
-  ZoomBuffers(const runtime::Queue& queue, const ZoomAxis& axis)
+  ZoomColumns(const runtime::Queue& queue, const ZoomAxis& axis)
       : sourceWidth_(static_cast<int>(axis.source)),
         width_(static_cast<int>(axis.destination)),
-        threads_(static_cast<std::size_t>(runtime::hostThreads())),
         lanes_(axis.source <= 2 * axis.destination ? windowLanes() : 0),
         stride_(roundUp(static_cast<std::size_t>(width_) * C)),
         wide_(roundUp((static_cast<std::size_t>(sourceWidth_) + 2 * Sampler::kTaps) * C) + 64),
-        scratch_(queue, sizeof(float) * (tableFloats() + threads_ * threadFloats())) {
+        scratch_(queue, sizeof(float) * tableFloats()) {
     if (!ok()) return;
     if (lanes_ == 0 || !makeWindows(axis)) makeColumns(axis);
   }
@@ -41,20 +37,19 @@ class ZoomBuffers {
   bool ok() const { return scratch_.ok(); }
   bool hasWindows() const { return lanes_ != 0; }
 
-  /// The buffers of one thread: a source row as floats, and a line for each tap.
-  struct Thread {
+  /// What a thread works in: a source row as floats, and a line for each tap.
+  struct Buffers {
     float* wide;
     float* lines[Sampler::kTaps];
   };
-  Thread takeThread() {
-    float* own = scratch_.template as<float>() + tableFloats() +
-                 next_.fetch_add(1) % threads_ * threadFloats();
-    Thread thread;
-    thread.wide = own;
+  std::size_t bufferBytes() const { return sizeof(float) * (wide_ + Sampler::kTaps * stride_); }
+  Buffers buffersIn(std::byte* scratch) const {
+    Buffers buffers;
+    buffers.wide = reinterpret_cast<float*>(scratch);
     for (int k = 0; k < Sampler::kTaps; ++k) {
-      thread.lines[k] = own + wide_ + static_cast<std::size_t>(k) * stride_;
+      buffers.lines[k] = buffers.wide + wide_ + static_cast<std::size_t>(k) * stride_;
     }
-    return thread;
+    return buffers;
   }
 
   /// A source row, blended along itself.
@@ -82,7 +77,6 @@ class ZoomBuffers {
   static std::size_t roundUp(std::size_t floats) { return (floats + 63) / 64 * 64; }
   /// For each element an index, a base at most, and its weights.
   std::size_t tableFloats() const { return (2 + Sampler::kWeights) * stride_; }
-  std::size_t threadFloats() const { return wide_ + Sampler::kTaps * stride_; }
 
   bool makeWindows(const ZoomAxis& axis) {
     windows_.base = scratch_.template as<int>();
@@ -149,12 +143,10 @@ class ZoomBuffers {
 
   int sourceWidth_;
   int width_;
-  std::size_t threads_;
   std::size_t lanes_;   // of a vector of the windows, 0 without them
   std::size_t stride_;  // floats of a line
   std::size_t wide_;    // floats of a source row with its edges, and what windows read behind it
   runtime::Scratch scratch_;
-  std::atomic<std::size_t> next_{0};
   WindowTable windows_{};
   int* indices_ = nullptr;
   float* weights_ = nullptr;
@@ -178,47 +170,42 @@ void blendLines(const Codec& codec, const float* const (&lines)[Sampler::kTaps],
 template <class Sampler, class Codec, class T, int C>
 bool blendOnHost(const runtime::Queue& queue, const Zoom& zoom, const Codec& codec,
                  const View<Pixel<T, C>>& out, const View<const Pixel<T, C>>& in) {
-  ZoomBuffers<Sampler, C> buffers(queue, zoom.x);
-  if (!buffers.ok()) return false;
+  const ZoomColumns<Sampler, C> columns(queue, zoom.x);
+  if (!columns.ok()) return false;
+  constexpr int kTaps = Sampler::kTaps;
   const std::ptrdiff_t elements = std::ptrdiff_t{out.width} * C;
   const auto outBytes = static_cast<std::size_t>(elements) * sizeof(T);
-  const bool pastCaches = runtime::bypassesCaches(outBytes * static_cast<std::size_t>(out.height));
-  runtime::parallelRows(out.height, 8 * outBytes, [&](int begin, int end) {
-    const auto thread = buffers.takeThread();
-    constexpr int kTaps = Sampler::kTaps;
+  const std::size_t work = 8 * outBytes;
+  const auto doRows = [&](const host::Rows& rows, std::byte* scratch) {
+    const auto buffers = columns.buffersIn(scratch);
+    constexpr std::ptrdiff_t kPiece = 4096 / sizeof(T);
+    host::Outlet<kPiece * sizeof(T)> outlet(rows.pastCaches);
     int held[kTaps];  // which source row a line holds
     std::fill_n(held, kTaps, -1);
-    for (int y = begin; y < end; ++y) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       const Position position = Sampler::locate(zoom.y, y);
       float weights[Sampler::kWeights];
       Sampler::weigh(position.fraction, weights);
       const float* lines[kTaps];
       for (int k = 0; k < kTaps; ++k) {
         const int row = EdgeBorder::limit(position.index + Sampler::kFirst + k, in.height);
-        float* line = thread.lines[row % kTaps];
+        float* line = buffers.lines[row % kTaps];
         if (held[row % kTaps] != row) {
-          buffers.template blendRow<T>(codec, rowBytes(in, row), thread.wide, line);
+          columns.template blendRow<T>(codec, rowBytes(in, row), buffers.wide, line);
           held[row % kTaps] = row;
         }
         lines[k] = line;
       }
-      char* to = rowBytes(out, y);
-      if (!pastCaches) {
-        blendLines<Sampler, T>(codec, lines, weights, 0, elements, to);
-        continue;
-      }
-      constexpr std::ptrdiff_t kPiece = 4096 / sizeof(T);
-      alignas(64) char piece[kPiece * sizeof(T)];
       for (std::ptrdiff_t e = 0; e < elements; e += kPiece) {
         const std::ptrdiff_t count = std::min(kPiece, elements - e);
-        blendLines<Sampler, T>(codec, lines, weights, e, count, piece);
-        runtime::streamCopy(to + e * std::ptrdiff_t{sizeof(T)}, piece,
-                            static_cast<std::size_t>(count) * sizeof(T));
+        char* const to = rowBytes(out, y) + e * std::ptrdiff_t{sizeof(T)};
+        blendLines<Sampler, T>(codec, lines, weights, e, count, outlet.open(to));
+        outlet.close(to, static_cast<std::size_t>(count) * sizeof(T));
       }
     }
-    if (pastCaches) runtime::finishStreamCopies();
-  });
-  return true;
+  };
+  return host::forRows(queue, out.height, {outBytes, work, kTaps * work}, columns.bufferBytes(),
+                       doRows);
 }
 
 /// Copies single pixels; of several elements with a word that is longer than three of them, as long
@@ -244,9 +231,9 @@ bool nearestOnHost(const runtime::Queue& queue, const Zoom& zoom, const View<Pix
   while (C > 1 && plain > 0 && (plain == out.width || indices[plain - 1] == in.width - 1)) --plain;
 
   const std::size_t outBytes = width * sizeof(Pixel<T, C>);
-  runtime::parallelRows(out.height, 2 * outBytes, [&](int begin, int end) {
+  host::forRows(out.height, 2 * outBytes, [&](const host::Rows& rows) {
     int last = -1;
-    for (int y = begin; y < end; ++y) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       const int row = zoom.y.nearest(y);
       if (row == last) {
         std::memcpy(rowBytes(out, y), rowBytes(out, y - 1), outBytes);
@@ -318,8 +305,8 @@ template <class Codec, class T, int C>
 void halveOnHost(const Codec& codec, const View<Pixel<T, C>>& out,
                  const View<const Pixel<T, C>>& in) {
   constexpr std::ptrdiff_t kBytes = sizeof(Pixel<T, C>);
-  runtime::parallelRows(out.height, 5 * out.width * std::size_t{kBytes}, [&](int begin, int end) {
-    for (int y = begin; y < end; ++y) {
+  host::forRows(out.height, 5 * out.width * std::size_t{kBytes}, [&](const host::Rows& rows) {
+    for (int y = rows.begin; y < rows.end; ++y) {
       const char* above = rowBytes(in, 2 * std::int64_t{y});
       const char* below = rowBytes(in, 2 * std::int64_t{y} + 1);
       for (std::ptrdiff_t x = 0; x < out.width; x += kHalfPiece<T>) {

@@ -1,6 +1,6 @@
 #include "runtime/host/host_device.h"
 
-#include "runtime/host/parallel.h"
+#include "runtime/host/threads.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -38,7 +38,7 @@ void* allocateAligned(std::size_t bytes) {
 
 template <class RowJob>
 void forRows(std::size_t rows, std::size_t rowBytes, const RowJob& job) {
-  parallelRows(static_cast<int>(rows), rowBytes, [&](int begin, int end) {
+  shareOut(sharesOf(static_cast<int>(rows), rowBytes), [&](int begin, int end, int) {
     for (int row = begin; row < end; ++row) job(static_cast<std::size_t>(row));
   });
 }
