@@ -24,6 +24,23 @@
 //
 // What is asked for comes in this order, before the items; what isn't asked for doesn't come. A
 // signature or a member that doesn't go with what is asked for is an error.
+//
+// A reducer R gathers elements to one result:
+//
+//   using Element, Lane, Total
+//   static constexpr int kLaneElements    how many elements a Lane can take
+//   Lane none() const                     what a lane is before its first element
+//   A add(A, Element) const               one element more, A being Lane or Total
+//   Total merge(Total, Total) const       of the elements of both
+//
+// A narrow Lane lets vectors hold more of them. It may ask as well, by a `static constexpr
+// engine::Reduces reduces`:
+//
+// - bounds: for each channel, which then come last: `using Bound`, arrays `lower` and `upper` of
+//   them, and `add(A, Element, Bound lower, Bound upper)`.
+// - mergesBytes, addsBytes: reducers of bytes do four at once on GPUs, extremes with `unsigned
+//   mergeBytes(unsigned, unsigned)`, sums with `unsigned addBytes(unsigned sum, unsigned bytes,
+//   unsigned chosen)`, where the chosen bytes have a 1, and the bounds of all four behind it.
 
 #include "engine/device_code.h"
 #include "engine/view.h"
@@ -117,6 +134,21 @@ MIRL_HD auto call(const F& f, [[maybe_unused]] const Table& table, [[maybe_unuse
   }
 }
 
+struct Reduces {
+  bool bounds = false;
+  bool mergesBytes = false;
+  bool addsBytes = false;
+};
+
+template <class R>
+constexpr Reduces reducesOf() {
+  if constexpr (requires { R::reduces; }) {
+    return R::reduces;
+  } else {
+    return {};
+  }
+}
+
 namespace contract {
 
 template <class F, class... Items>
@@ -157,7 +189,33 @@ constexpr bool hasSoundVectors() {
   }
 }
 
+template <class R>
+constexpr bool isSoundReducer() {
+  constexpr Reduces reduces = reducesOf<R>();
+  if constexpr (reduces.bounds) {
+    using Bound = typename R::Bound;
+    return std::is_invocable_v<decltype(&R::template add<typename R::Total>), const R&,
+                               typename R::Total, typename R::Element, Bound, Bound>;
+  } else {
+    return !requires {
+      typename R::Bound;
+    };
+  }
+}
+
 }  // namespace contract
+
+/// The same for a reducer.
+template <class R>
+constexpr void checkReducer() {
+  static_assert(contract::isSoundReducer<R>(), "a reducer has bounds if it asks for them");
+  static_assert(
+      reducesOf<R>().mergesBytes == requires { &R::mergeBytes; },
+      "a reducer has `mergeBytes` if it asks to merge bytes");
+  static_assert(
+      reducesOf<R>().addsBytes == requires { &R::addBytes; },
+      "a reducer has `addBytes` if it asks to add bytes");
+}
 
 /// Fails to compile where a functor of these items doesn't keep to the contract.
 template <class F, class... In>

@@ -18,18 +18,10 @@ struct Abs {
   MIRL_HD float operator()(float x) const { return std::fabs(x); }
 };
 struct Floor {
-  MIRL_HD float operator()(float x) const {
-#if MIRL_DEVICE_PASS
-    return floorf(x);
-#else
-    // Compilers make no vector code of std::floor. The sign of a zero is kept: -0 - 0 is -0.
-    const float nearest = std::nearbyint(x);
-    return nearest - engine::select(nearest > x, 1.0f, 0.0f);
-#endif
-  }
+  MIRL_HD float operator()(float x) const { return engine::wholeBelow(x); }
 };
 struct Ceil {
-  MIRL_HD float operator()(float x) const { return -Floor{}(-x); }
+  MIRL_HD float operator()(float x) const { return -engine::wholeBelow(-x); }
 };
 struct Round {
   MIRL_HD float operator()(float x) const { return std::nearbyint(x); }

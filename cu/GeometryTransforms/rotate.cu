@@ -55,15 +55,7 @@ struct NormalizedElements {
       return value;
     } else {
       constexpr float kGreatest = engine::kGreatest<T>;
-#if MIRL_DEVICE_PASS
-      return static_cast<T>(engine::truncateTo(__fmul_rz(value, kGreatest), kGreatest));
-#else
-      // The rounded product may have reached a whole number that the exact one doesn't: the sign of
-      // the difference tells.
-      const auto whole = static_cast<int>(value * kGreatest);
-      const float beyond = engine::fusedMultiplyAdd(value, kGreatest, -static_cast<float>(whole));
-      return static_cast<T>(whole + (std::bit_cast<int>(beyond) >> 31));
-#endif
+      return static_cast<T>(engine::truncatedProduct(value, kGreatest));
     }
   }
 };

@@ -20,6 +20,8 @@ struct kernel_countInRange {
   using Bound = Lane;  // of floats their rank
   static constexpr int kLaneElements = sizeof(T) == 1 ? 255 : engine::kGreatest<int>;
 
+  static constexpr engine::Reduces reduces{.bounds = true, .addsBytes = sizeof(T) == 1};
+
   Bound lower[C];
   Bound upper[C];
 

@@ -14,6 +14,7 @@ struct kernel_sumOfSquares {
   using Lane = std::uint32_t;
   using Total = std::uint64_t;
   static constexpr int kLaneElements = 65536;
+  static constexpr engine::Reduces reduces{.addsBytes = true};
 
   MIRL_HD Lane none() const { return 0; }
   template <class Sum>

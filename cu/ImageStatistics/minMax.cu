@@ -17,6 +17,7 @@ struct kernel_min {
   using Lane = T;
   using Total = T;
   static constexpr int kLaneElements = engine::kGreatest<int>;
+  static constexpr engine::Reduces reduces{.mergesBytes = sizeof(T) == 1};
 
   MIRL_HD T none() const { return engine::kGreatest<T>; }
   MIRL_HD T add(T least, T element) const { return merge(least, element); }
@@ -34,6 +35,7 @@ struct kernel_max {
   using Lane = T;
   using Total = T;
   static constexpr int kLaneElements = engine::kGreatest<int>;
+  static constexpr engine::Reduces reduces{.mergesBytes = sizeof(T) == 1};
 
   MIRL_HD T none() const { return 0; }
   MIRL_HD T add(T greatest, T element) const { return merge(greatest, element); }

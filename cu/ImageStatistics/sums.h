@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/device_code.h"
+#include "engine/functor.h"
 #include "engine/numbers/conversions.h"
 #include "engine/numbers/packed_bytes.h"
 
@@ -19,6 +20,8 @@ struct kernel_sum {
   static constexpr int kLaneElements = sizeof(T) == 1   ? 65535 / 255
                                        : sizeof(T) == 2 ? 65537
                                                         : engine::kGreatest<int>;
+
+  static constexpr engine::Reduces reduces{.addsBytes = sizeof(T) == 1};
 
   MIRL_HD Lane none() const { return 0; }
   template <class Sum>

@@ -1,6 +1,6 @@
 #pragma once
 
-// The CUDA side of the reduction engine: a block of threads for each unit. Included by reduce.h.
+// The GPU path of the reduce pattern: a block of threads for each unit.
 //
 // The threads of a block take words of 16 bytes in turn, over all rows of the unit. As the number
 // of threads and the number of words that a row is padded to are multiples of 3, an element at one
@@ -10,20 +10,15 @@
 #include "engine/cuda/shared.h"
 #include "engine/cuda/words.h"
 #include "engine/numbers/packed_bytes.h"
+#include "engine/numbers/reduce_units.h"
+#include "engine/view.h"
 
-namespace mirl::engine::reduction {
+#include <cstdint>
 
-template <class R>
-concept AddsBytes = requires(const R& r, unsigned u) {
-  r.addBytes(u, u, u);
-}
-|| requires(const R& r, unsigned u) {
-  r.addBytes(u, u, u, u, u);
-};
-template <class R>
-concept MergesBytes = requires(const R& r, unsigned u) {
-  r.mergeBytes(u, u);
-};
+namespace mirl::engine::cuda {
+namespace reduction {
+
+using namespace engine::reduction;
 
 /// The bound of a channel that is known at run time only. Choices rather than an index, so that a
 /// thread keeps them in registers.
@@ -37,7 +32,7 @@ __device__ Bound boundOf(const Bound (&bounds)[C], unsigned channel) {
 
 /// What a thread has gathered: kCount lanes, lane a of thread t being of channel (E * t + a) % C,
 /// with E elements in a word.
-template <int C, class R>
+template <int C, class R, Reduces how = reducesOf<R>()>
 struct ThreadLanes {
   using Element = typename R::Element;
   using Word = Items<Element, kWordElements<Element>>;
@@ -88,9 +83,8 @@ MIRL_HD constexpr unsigned chosenBytes(int first, int lane, int lanes) {
 }
 
 /// Sums of bytes, a lane for each channel.
-template <int C, class R>
-requires AddsBytes<R>
-struct ThreadLanes<C, R> {
+template <int C, class R, Reduces how>
+requires(how.addsBytes) struct ThreadLanes<C, R, how> {
   using Word = Items<std::uint8_t, 16>;
   static constexpr int kCount = C;
 
@@ -145,9 +139,8 @@ struct ThreadLanes<C, R> {
 };
 
 /// Extremes of bytes: four at a time for as long as there are words.
-template <int C, class R>
-requires MergesBytes<R>
-struct ThreadLanes<C, R> {
+template <int C, class R, Reduces how>
+requires(how.mergesBytes) struct ThreadLanes<C, R, how> {
   using Word = Items<std::uint8_t, 16>;
   static constexpr int kCount = C;
 
@@ -293,13 +286,16 @@ __global__ void __launch_bounds__(kThreads)
    ...);
 }
 
+}  // namespace reduction
+
 template <int C, class T, class... R>
-void reduceOnGpu(const runtime::Queue& queue, const View<const T>& in, const Cut& cut,
-                 const Task<R>&... tasks) {
-  const cuda::Shape shape{static_cast<unsigned>(cut.units), kThreads};
+void reduce(const runtime::Queue& queue, const View<const T>& in, const engine::reduction::Cut& cut,
+            const engine::reduction::Task<R>&... tasks) {
+  using namespace reduction;
+  const Shape shape{static_cast<unsigned>(cut.units), kThreads};
   auto kernel = reduceKernel<false, C, T, R...>;
   if (isVectorAligned<kWordElements<T>>(in)) kernel = reduceKernel<true, C, T, R...>;
-  cuda::launch(queue, shape, kernel, in, cut, tasks...);
+  launch(queue, shape, kernel, in, cut, tasks...);
 }
 
-}  // namespace mirl::engine::reduction
+}  // namespace mirl::engine::cuda

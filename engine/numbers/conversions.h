@@ -83,6 +83,19 @@ MIRL_HD inline float fusedMultiplyAdd(float a, float b, float c) {
 #endif
 }
 
+/// The exact product of a number from 0 to 1 and of a whole one up to 2^23 - 1, truncated.
+MIRL_HD inline int truncatedProduct(float value, float whole) {
+#if MIRL_DEVICE_PASS
+  return static_cast<int>(truncateTo(__fmul_rz(value, whole), whole));
+#else
+  // The rounded product may have reached a whole number that the exact one doesn't: the sign of the
+  // difference tells.
+  const auto product = static_cast<int>(value * whole);
+  const float beyond = fusedMultiplyAdd(value, whole, -static_cast<float>(product));
+  return product + (std::bit_cast<int>(beyond) >> 31);
+#endif
+}
+
 /// value / divisor for a constant divisor, with the bits of a division where the quotient is finite
 /// and no less than 2^-126: the product with the reciprocal is off by so little that one correction
 /// from its exact residue makes it right.

@@ -13,6 +13,17 @@
 
 namespace mirl::engine {
 
+/// The greatest whole number that isn't above x. The sign of a zero is kept.
+MIRL_HD inline float wholeBelow(float x) {
+#if MIRL_DEVICE_PASS
+  return floorf(x);
+#else
+  // Compilers make no vector code of std::floor; -0 - 0 is -0.
+  const float nearest = std::nearbyint(x);
+  return nearest - select(nearest > x, 1.0f, 0.0f);
+#endif
+}
+
 inline constexpr unsigned kSignBit = 0x80000000u;
 inline constexpr unsigned kInfinityBits = 0x7F800000u;
 inline constexpr unsigned kNanBits = 0x7FC00000u;
