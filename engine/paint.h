@@ -1,6 +1,6 @@
 #pragma once
 
-// The frame engine: bytes of one image surrounded by a repeated pixel in another. A fill is a frame
+// The paint pattern: bytes of one image surrounded by a repeated pixel in another. A fill is a frame
 // around nothing.
 
 #include "engine/view.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-// The reduction engine: one pass over an image, any number of reducers, one result of each for
+// The reduce pattern: one pass over an image, any number of reducers, one result of each for
 // every channel, on the host.
 //
 // The image is cut into units, each some rows of a column of it. The elements of a unit are dealt

@@ -1,6 +1,6 @@
 #pragma once
 
-// The resampling engine: destination pixels sampled from the source, by the parts in samplers.h, on
+// The resample pattern: destination pixels sampled from the source, by the parts in sampling.h, on
 // the device of the queue. All devices do the same arithmetic.
 
 #include "engine/device_code.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-// The GPU paths of the resampling engine. Reads go through the first-level cache, whose lines
+// The GPU path of the resample pattern. Reads go through the first-level cache, whose lines
 // neighbouring pixels share; what costs is instructions, so positions that a column or a row has in
 // common are made once for several pixels.
 
