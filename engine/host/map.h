@@ -234,24 +234,6 @@ class Parameters {
   alignas(64) char row_[kPixels ? 1 : Capacity * sizeof(P)];
 };
 
-/// One channel needs no row.
-template <class P>
-struct Constant {
-  P value;
-  P get(std::ptrdiff_t) const { return value; }
-};
-template <class F, std::ptrdiff_t Capacity>
-class Parameters<F, Capacity, 1> {
-  using P = typename decltype(F::channels)::Parameter;
-
- public:
-  Parameters(const F& f, std::ptrdiff_t) : constant_{f.channels.of[0]} {}
-  std::tuple<Constant<P>> inputs() const { return constant_; }
-
- private:
-  Constant<P> constant_;
-};
-
 /// Without channels there is no such input.
 template <class F, std::ptrdiff_t Capacity>
 class Parameters<F, Capacity, 0> {
