@@ -45,7 +45,8 @@ inline constexpr int channelCount = countChannels<F>();
 /// in whole vectors, and few enough to leave room for the parameters.
 template <class F, class... Items>
 constexpr std::ptrdiff_t pieceFor() {
-  constexpr bool kPixels = ((sizeof(Items) > kElementBytes<Items>) || ...);
+  constexpr bool kPixels =
+      !std::is_same_v<F, Same> && ((sizeof(Items) > kElementBytes<Items>) || ...);
   constexpr std::ptrdiff_t kItems =
       (kPixels ? 512 : 4096) / static_cast<std::ptrdiff_t>(std::max({kElementBytes<Items>...}));
   if constexpr (channelCount<F> == 0) return kItems;
@@ -232,6 +233,24 @@ class Parameters {
 
   Room<P, Capacity> room_;
   alignas(64) char row_[kPixels ? 1 : Capacity * sizeof(P)];
+};
+
+/// One channel needs no row.
+template <class P>
+struct Constant {
+  P value;
+  P get(std::ptrdiff_t) const { return value; }
+};
+template <class F, std::ptrdiff_t Capacity>
+class Parameters<F, Capacity, 1> {
+  using P = typename decltype(F::channels)::Parameter;
+
+ public:
+  Parameters(const F& f, std::ptrdiff_t) : constant_{f.channels.of[0]} {}
+  std::tuple<Constant<P>> inputs() const { return constant_; }
+
+ private:
+  Constant<P> constant_;
 };
 
 /// Without channels there is no such input.
