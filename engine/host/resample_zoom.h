@@ -204,7 +204,7 @@ bool blendOnHost(const runtime::Queue& queue, const Zoom& zoom, const Codec& cod
       }
     }
   };
-  return host::forRows(queue, out.height, {outBytes, work, kTaps * work}, columns.bufferBytes(),
+  return host::forRows(queue, out.height, {outBytes, work, 2 * kTaps * work}, columns.bufferBytes(),
                        doRows);
 }
 
