@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,18 +15,10 @@ namespace {
 
 constexpr int kMostThreads = 128;
 
-int processors() {
-  // A set that is too small for the machine is refused.
-  for (int most = 1024; most <= 1 << 20; most *= 2) {
-    cpu_set_t* const set = CPU_ALLOC(most);
-    if (set == nullptr) break;
-    const std::size_t bytes = CPU_ALLOC_SIZE(most);
-    const bool known = sched_getaffinity(0, bytes, set) == 0;
-    const int count = known ? CPU_COUNT_S(bytes, set) : 0;
-    CPU_FREE(set);
-    if (known) return std::clamp(count, 1, kMostThreads);
-  }
-  return 1;
+/// The processors that the process may use: its first thread's, as another may have tied itself to
+/// one of them. False on a machine of more than such a set can hold.
+bool getProcessors(cpu_set_t& set) {
+  return sched_getaffinity(getpid(), sizeof set, &set) == 0;
 }
 
 void relax() {
@@ -160,7 +153,7 @@ class Helpers {
       *at = job.next;
       --busy_;
     }
-    call(false);  // there may be others' jobs
+    call(false);  // others may have jobs, too
   }
 
   /// One helper, if need be one that sleeps; those that are awake look by themselves.
@@ -241,13 +234,19 @@ void Helpers::start() {
   sigset_t all, before;
   sigfillset(&all);
   if (pthread_sigmask(SIG_SETMASK, &all, &before) != 0) return;
-  const auto main = [](void*) -> void* {
-    helpers.help();
-    return nullptr;
-  };
-  while (started_ < hostThreads() - 1 &&
-         pthread_create(&threads_[started_], nullptr, main, nullptr) == 0) {
-    ++started_;
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) == 0) {
+    cpu_set_t set;
+    if (getProcessors(set)) pthread_attr_setaffinity_np(&attributes, sizeof set, &set);
+    const auto main = [](void*) -> void* {
+      helpers.help();
+      return nullptr;
+    };
+    while (started_ < hostThreads() - 1 &&
+           pthread_create(&threads_[started_], &attributes, main, nullptr) == 0) {
+      ++started_;
+    }
+    pthread_attr_destroy(&attributes);
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
@@ -266,7 +265,11 @@ void Helpers::stop() {
 }  // namespace
 
 int hostThreads() {
-  static const int threads = processors();
+  static const int threads = [] {
+    cpu_set_t set;
+    const long count = getProcessors(set) ? CPU_COUNT(&set) : sysconf(_SC_NPROCESSORS_ONLN);
+    return static_cast<int>(std::clamp<long>(count, 1, kMostThreads));
+  }();
   return threads;
 }
 
