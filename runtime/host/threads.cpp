@@ -29,13 +29,16 @@ void relax() {
 #endif
 }
 
-/// Whether something comes true in a time that is worth waiting for awake: a few times what it
-/// takes to be woken, so that one call behind another finds its helpers ready, and little beside the
-/// turns of a scheduler, whose other processes may want the processor.
+using Clock = std::chrono::steady_clock;
+
+/// How long it is worth waiting awake: a few times what it takes to be woken, so that one call behind
+/// another finds its helpers ready, and little beside the turns of a scheduler, whose other processes
+/// may want the processor.
+constexpr auto kSoon = std::chrono::microseconds(100);
+
 template <class Condition>
 bool isSoon(const Condition& condition) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point end = Clock::now() + std::chrono::microseconds(100);
+  const Clock::time_point end = Clock::now() + kSoon;
   do {
     for (int i = 0; i < 16; ++i) {
       if (condition()) return true;
@@ -139,7 +142,8 @@ class Helpers {
       while (*last != nullptr) last = &(*last)->next;
       *last = &job;
       ++busy_;
-      wake = job.wakes() && !allBusy();
+      // Once awake, a helper stays so if calls follow one another.
+      wake = !allBusy() && (job.wakes() || Clock::now() - lastClosed_ < kSoon);
     }
     call(wake);
     return true;
@@ -152,6 +156,7 @@ class Helpers {
       while (*at != &job) at = &(*at)->next;
       *at = job.next;
       --busy_;
+      lastClosed_ = Clock::now();
     }
     call(false);  // others may have jobs, too
   }
@@ -210,6 +215,7 @@ class Helpers {
 
   std::mutex mutex_;
   Job* open_ = nullptr;
+  Clock::time_point lastClosed_{};
   std::atomic<int> busy_{0};           // threads at work, callers and helpers
   std::atomic<unsigned> changes_{0};   // goes up when there is something to be looked for
   std::atomic<unsigned> finished_{0};  // goes up when a job has lost its last helper
