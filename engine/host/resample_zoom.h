@@ -204,7 +204,7 @@ bool blendOnHost(const runtime::Queue& queue, const Zoom& zoom, const Codec& cod
       }
     }
   };
-  return host::forRows(queue, out.height, {outBytes, work, kTaps * work}, columns.bufferBytes(),
+  return host::forRows(queue, out.height, {outBytes, work, 2 * kTaps * work}, columns.bufferBytes(),
                        doRows);
 }
 
@@ -231,7 +231,7 @@ bool nearestOnHost(const runtime::Queue& queue, const Zoom& zoom, const View<Pix
   while (C > 1 && plain > 0 && (plain == out.width || indices[plain - 1] == in.width - 1)) --plain;
 
   const std::size_t outBytes = width * sizeof(Pixel<T, C>);
-  host::forRows(out.height, 2 * outBytes, [&](const host::Rows& rows) {
+  host::forRows(out.height, {2 * outBytes, 8 * outBytes}, [&](const host::Rows& rows) {
     int last = -1;
     for (int y = rows.begin; y < rows.end; ++y) {
       const int row = zoom.y.nearest(y);

@@ -13,6 +13,7 @@ struct Shares {
   int rows;
   int parts;
   int threads;
+  bool wake = true;  ///< whether it is worth to wake threads that sleep
 
   /// The row that a part begins with, and the part that a thread's share does.
   int row(int part) const { return cut(rows, part, parts); }
