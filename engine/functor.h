@@ -20,7 +20,8 @@
 //   the image isn't taken apart for it. A parameter of several numbers is a Pixel<T, M>.
 // - vectors: on the host it does some of the items of a row by explicit vectors, as many of the
 //   first ones as `std::ptrdiff_t vectors(std::ptrdiff_t count, char* out, const char*... in) const`
-//   returns. Items and vectors must agree to the last bit.
+//   returns, with the first one's Place before the count if it asks for that. Items and vectors must
+//   agree to the last bit.
 //
 // What is asked for comes in this order, before the items; what isn't asked for doesn't come. A
 // signature or a member that doesn't go with what is asked for is an error.
@@ -178,7 +179,11 @@ using Address = const char*;
 
 template <class F, class... In>
 constexpr bool hasSoundVectors() {
-  if constexpr (hasVectors<F>) {
+  if constexpr (hasVectors<F> && takesPlace<F>) {
+    return requires(const F& f, Place at, std::ptrdiff_t n, char* out, Address<In>... in) {
+      { f.vectors(at, n, out, in...) } -> std::same_as<std::ptrdiff_t>;
+    };
+  } else if constexpr (hasVectors<F>) {
     return requires(const F& f, std::ptrdiff_t n, char* out, Address<In>... in) {
       { f.vectors(n, out, in...) } -> std::same_as<std::ptrdiff_t>;
     };
@@ -230,9 +235,8 @@ constexpr void checkContract() {
                 "operator() doesn't take what the functor asks for and then its items");
   static_assert(contract::hasSoundVectors<F, In...>(),
                 "a functor has `vectors` for its items if it asks for them");
-  static_assert(
-      !(hasVectors<F> && (hasChannels<F> || takesPlace<F>)),
-      "the items behind the vectors might start at any channel, and vectors know no place");
+  static_assert(!(hasVectors<F> && hasChannels<F>),
+                "the items behind the vectors might start at any channel");
 }
 
 }  // namespace mirl::engine

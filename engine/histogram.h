@@ -47,48 +47,40 @@ struct Equalisation {
   std::uint8_t table[kBins];
 };
 
-/// Some entries of the table. Each run of them sums up the bins before it for itself: the additions
-/// are the same ones in the same order as in one sum that runs along.
+/// The table of an equalisation. On a GPU every entry sums up for itself, on the host one sum runs
+/// along: the additions are the same ones.
 struct kernel_equalize {
-  static constexpr Asks asks{.place = true};
-  static constexpr int kEntries = 16;
-  struct Entries {
-    std::uint8_t of[kEntries];
-  };
+  static constexpr Asks asks{.place = true, .vectors = true};
 
   const std::uint32_t* bins;
   float scale;
 
-  MIRL_HD Entries operator()(Place at) const {
-    const int first = at.x * kEntries;
+  MIRL_HD std::uint8_t operator()(Place at) const {
     float share = 0;
-#if MIRL_DEVICE_PASS
     // A constant number of turns lets loads be made ahead, and adding 0 changes nothing.
-    for (int i = 0; i < kBins - kEntries; ++i) share += i < first ? density(i) : 0.0f;
-#else
-    for (int i = 0; i < first; ++i) share += density(i);
-#endif
-    Entries entries;
-    for (int i = 0; i < kEntries; ++i) {
-      share += density(first + i);
-      entries.of[i] = static_cast<std::uint8_t>(static_cast<int>(::roundf(share * 255.0f)));
+    for (int i = 0; i < kBins; ++i) share += i <= at.x ? density(i) : 0.0f;
+    return entry(share);
+  }
+  std::ptrdiff_t vectors(Place, std::ptrdiff_t count, char* out) const {
+    float share = 0;
+    for (int i = 0; i < count; ++i) {
+      share += density(i);
+      out[i] = static_cast<char>(entry(share));
     }
-    return entries;
+    return count;
   }
 
  private:
-  MIRL_HD float density(int value) const {
-    return static_cast<float>(bins[value]) * scale;
+  MIRL_HD float density(int value) const { return static_cast<float>(bins[value]) * scale; }
+  MIRL_HD static std::uint8_t entry(float share) {
+    return static_cast<std::uint8_t>(static_cast<int>(::roundf(share * 255.0f)));
   }
 };
 
 /// Queues making the table from the bins of an image of so many pixels.
 inline void equalize(const runtime::Queue& queue, Equalisation* at, std::int64_t pixels) {
-  using Entries = kernel_equalize::Entries;
   const float scale = 1.0f / static_cast<float>(pixels);
-  const View<Entries> table{reinterpret_cast<Entries*>(at->table), sizeof at->table,
-                            kBins / kernel_equalize::kEntries, 1};
-  map(queue, kernel_equalize{at->bins, scale}, table);
+  map(queue, kernel_equalize{at->bins, scale}, View<std::uint8_t>{at->table, kBins, kBins, 1});
 }
 
 }  // namespace mirl::engine

@@ -218,16 +218,19 @@ class Parameters {
  public:
   Parameters(const F& f, std::ptrdiff_t width) {
     const std::ptrdiff_t count = std::min(width, Capacity);
-    for (std::ptrdiff_t i = 0; i < count; ++i) cursor().put(i, f.channels.of[i % C]);
+    const Cursor<P> all = cursor();
+    for (std::ptrdiff_t i = 0; i < count; ++i) all.put(i, f.channels.of[i % C]);
   }
-  std::tuple<Cursor<P>> inputs() { return cursor(); }
+  std::tuple<Cursor<P>> inputs() const { return cursor(); }
 
  private:
-  Cursor<P> cursor() {
+  /// Cursors write as well; this one only here.
+  Cursor<P> cursor() const {
+    auto& self = const_cast<Parameters&>(*this);
     if constexpr (kPixels) {
-      return room_.cursor();
+      return self.room_.cursor();
     } else {
-      return {row_};
+      return {self.row_};
     }
   }
 
@@ -277,8 +280,10 @@ class Mapper {
   static constexpr std::ptrdiff_t kPiece = pieceFor<F, ItemOf<Out>, ItemOf<In>...>();
 
  public:
-  Mapper(const F& f, bool pastCaches, const Out& out, const In&... in)
-      : f_(f), out_(out), in_(in...), parameters_(f, out.width), output_(pastCaches) {}
+  using Shared = Parameters<F, kPiece>;
+
+  Mapper(const F& f, const Shared& parameters, bool pastCaches, const Out& out, const In&... in)
+      : f_(f), parameters_(parameters), out_(out), in_(in...), output_(pastCaches) {}
 
   void row(int y) {
     for (std::ptrdiff_t x = 0; x < out_.width; x += kPiece) {
@@ -301,7 +306,14 @@ class Mapper {
       output_.join(addressIn(in, y, x), at, count);
     } else if constexpr (hasVectors<F>) {
       const std::ptrdiff_t done = std::apply(
-          [&](const auto&... in) { return f_.vectors(count, at, addressIn(in, y, x)...); }, in_);
+          [&](const auto&... in) {
+            if constexpr (takesPlace<F>) {
+              return f_.vectors(Place{static_cast<int>(x), y}, count, at, addressIn(in, y, x)...);
+            } else {
+              return f_.vectors(count, at, addressIn(in, y, x)...);
+            }
+          },
+          in_);
       compute(at + done * std::ptrdiff_t{sizeof(ItemOf<Out>)}, y, x + done, count - done);
     } else {
       compute(at, y, x, count);
@@ -330,9 +342,9 @@ class Mapper {
   static constexpr bool kAllInterleaved = (std::is_same_v<In, View<const ItemOf<In>>> && ...);
 
   const F& f_;
+  const Shared& parameters_;
   const Out& out_;
   const std::tuple<const In&...> in_;
-  Parameters<F, kPiece> parameters_;
   Output<Out, kPiece> output_;
   std::tuple<Room<ItemOf<In>, kPiece>...> rooms_;
 };
@@ -340,8 +352,9 @@ class Mapper {
 template <class F, class Out, class... In>
 void map(const F& f, const Out& out, const In&... in) {
   const std::size_t itemBytes = (sizeof(ItemOf<Out>) + ... + sizeof(ItemOf<In>));
+  const typename Mapper<F, Out, In...>::Shared parameters(f, out.width);
   forRows(out.height, static_cast<std::size_t>(out.width) * itemBytes, [&](const Rows& rows) {
-    Mapper<F, Out, In...> mapper(f, rows.pastCaches, out, in...);
+    Mapper<F, Out, In...> mapper(f, parameters, rows.pastCaches, out, in...);
     for (int y = rows.begin; y < rows.end; ++y) mapper.row(y);
   });
 }
