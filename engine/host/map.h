@@ -118,6 +118,7 @@ template <class T, int N, std::ptrdiff_t Capacity>
 struct Room<Pixel<T, N>, Capacity> {
   alignas(64) char of[N][Capacity * static_cast<std::ptrdiff_t>(sizeof(T))];
 
+  Room() {}  // nobody clears it
   Cursor<Pixel<T, N>> cursor() {
     Cursor<Pixel<T, N>> made;
     for (int c = 0; c < N; ++c) made.plane[c] = of[c];
