@@ -79,6 +79,12 @@ struct PerChannel {
   P of[N];
 };
 
+/// How far a stencil looks for neighbours, in pixels and rows to either side.
+struct Halo {
+  int across;
+  int down;
+};
+
 /// What is no part of a functor that doesn't ask for it.
 struct Nothing {};
 
