@@ -1,6 +1,6 @@
 #include <mirl/image.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 
 #include <cstdint>
 #include <utility>
@@ -166,9 +166,9 @@ MirlStatus MirlImage::copyTo(MirlImage& dst, MirlPoint2D<int> dstOrigin, MirlRec
   MirlImage& out = dst.isInitialized() ? dst : made;
   if (&out == &made) {
     if (dstOrigin.x != 0 || dstOrigin.y != 0) return MIRL_INVALID_ARGUMENT;
+    const MirlSize size(srcRect.width, srcRect.height);
     const MirlStatus created =
-        ImageAccess::create(out, *queue.device, srcRect.width, srcRect.height,
-                            mirl::core::signedDepth(*this), channels_);
+        mirl::core::create(*queue.device, out, {size, mirl::core::signedDepth(*this), channels_});
     if (created != MIRL_SUCCESS) return created;
   }
   // The other image may have pixels of another size, so its room is counted in bytes.

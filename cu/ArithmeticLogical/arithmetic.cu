@@ -53,10 +53,11 @@ struct kernel_arithmetic_dt {
 template <Op op>
 MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (!sameShape(a, b)) return MIRL_MISMATCH;
+  if (!core::sameSize(a, b) || a.channels() != b.channels()) return MIRL_MISMATCH;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(a, {&b, &out}, out, std::max(a.depth(), b.depth()), stream,
-                                   queue, [&] { return mismatchUnless(sameShape(a, out)); });
+  const core::Format deeper = core::like(a, {.depth = std::max(a.depth(), b.depth())});
+  const MirlStatus ready =
+      core::prepare(stream, {&a, &b}, {&out}, deeper, queue, {core::kSize, core::kChannels});
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = visitElements(

@@ -49,8 +49,8 @@ MirlStatus run(const Operand& operand, const MirlImage& in, MirlImage& out,
                const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue,
-                                   [&] { return mismatchUnless(sameShape(in, out)); });
+  const MirlStatus ready =
+      core::prepare(stream, {&in}, {&out}, core::like(in), queue, {core::kSize, core::kChannels});
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = visitElements(

@@ -51,13 +51,14 @@ using OnlyFloat = Combinations<Combination<float, float>>;
 
 /// What a live output of the functions to float is told: it may be larger than the input.
 MirlStatus fitsFloat(const MirlImage& in, const MirlImage& out) {
+  if (!out.isInitialized()) return MIRL_SUCCESS;
   if (in.channels() != out.channels()) return MIRL_MISMATCH;
   if (out.type() != MIRL_32F_C1 && out.type() != MIRL_32F_C3) return MIRL_DEPTH_NOT_SUPPORTED;
   return mismatchUnless(out.width() >= in.width() && out.height() >= in.height());
 }
 
 MirlStatus fitsSame(const MirlImage& in, const MirlImage& out) {
-  return mismatchUnless(core::sameSize(in, out) && in.type() == out.type());
+  return core::compare(out, core::like(in), {core::kSize, core::kType});
 }
 
 /// An empty output is made with the given depth, or with the input's for 0.
@@ -67,9 +68,12 @@ MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, in
                const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, depth == 0 ? core::signedDepth(in) : depth,
-                                   stream, queue, [&] { return fits(in, out); });
-  if (ready != MIRL_SUCCESS) return ready;
+  const MirlStatus found = core::findQueue(stream, in, {&out}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus fitting = fits(in, out);
+  if (fitting != MIRL_SUCCESS) return fitting;
+  const MirlStatus created = core::create(*queue.device, out, core::like(in, {.depth = depth}));
+  if (created != MIRL_SUCCESS) return created;
 
   const bool served = visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
                                     [&]<class T, class U>(Combination<T, U>) {

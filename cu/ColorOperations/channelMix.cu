@@ -1,5 +1,4 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 
 #include <array>
 
@@ -32,9 +31,8 @@ MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* ma
   if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
   const MirlStatus ready =
-      prepareSameSize(source, destination, core::signedDepth(source), 3, stream, queue);
+      core::prepare(stream, {&source}, {&destination}, core::like(source), queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   engine::MixRows<3> rows;
   for (MixRow& row : rows.row) {

@@ -31,13 +31,16 @@ struct kernel_gray2rgb {
   }
 };
 
-constexpr Contract kToGray = {.inPlace = false,
-                              .orSourceChannels = 4,
-                              .channels = 1,
-                              .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
-constexpr Contract kToGrayByWeights = {
-    .inPlace = false, .channels = 1, .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
-constexpr Contract kFromGray = {.inPlace = false, .sourceChannels = 1, .comparesChannels = false};
+/// The checks but that of the types, of a source of 3 or of `orChannels` channels.
+MirlStatus prepareGray(const MirlImage& source, MirlImage& destination, int orChannels,
+                       const MirlStream& stream, runtime::Queue& queue) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  if (source.channels() != 3 && source.channels() != orChannels) return MIRL_CHANNELS_NOT_SUPPORTED;
+  return core::prepare(stream, {&source}, {&destination},
+                       core::like(source, {.depth = source.depth(), .channels = 1}), queue,
+                       {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
+}
 
 using AllElements =
     Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
@@ -47,7 +50,7 @@ using IntegerElements = Combinations<Combination<std::uint8_t>, Combination<std:
 
 MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kToGray, queue);
+  const MirlStatus ready = prepareGray(source, destination, 4, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const auto run = [&]<class T, int N>() {
@@ -68,7 +71,7 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
 MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlScalar& weights,
                     const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kToGrayByWeights, queue);
+  const MirlStatus ready = prepareGray(source, destination, 3, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const MixRow row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
@@ -85,8 +88,14 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
 }
 
 MirlStatus gray2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  if (source.channels() != 1) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kFromGray, queue);
+  const MirlStatus ready =
+      core::prepare(stream, {&source}, {&destination},
+                    core::like(source, {.depth = source.depth(), .channels = 3}), queue,
+                    {core::kSize, core::kDepth});
   if (ready != MIRL_SUCCESS) return ready;
 
   bool served = false;
@@ -107,11 +116,7 @@ MirlStatus gray2rgb(const MirlImage& source, MirlImage& destination, const MirlS
 MirlStatus gray2rgb(MirlImage& image, const MirlStream& stream) {
   MirlImage made;
   const MirlStatus converted = gray2rgb(image, made, stream);
-  if (converted != MIRL_SUCCESS) return converted;
-  const MirlStatus released = image.release();
-  if (released != MIRL_SUCCESS) return released;
-  ImageAccess::steal(made, image);
-  return MIRL_SUCCESS;
+  return converted == MIRL_SUCCESS ? core::replace(image, made) : converted;
 }
 
 }  // namespace mirl::colorOperations

@@ -126,15 +126,19 @@ using PairsOfElements =
     Combinations<Combination<std::uint8_t, std::uint8_t>, Combination<float, float>>;
 
 /// A new destination has the source's type; that of a live one is left to the dispatch.
-Contract contractOf(const MirlImage& source) {
-  return {.depth = core::signedDepth(source), .comparesDepth = false};
+MirlStatus prepareHues(const MirlImage& source, MirlImage& destination, const MirlStream& stream,
+                       runtime::Queue& queue) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  return core::prepare(stream, {&source}, {&destination}, core::like(source), queue,
+                       {core::kChannels, core::kSize});
 }
 
 }  // namespace
 
 MirlStatus rgb2hsv(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, contractOf(source), queue);
+  const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = engine::visitCombination(
@@ -149,7 +153,7 @@ MirlStatus rgb2hsv(const MirlImage& source, MirlImage& destination, const MirlSt
 
 MirlStatus hsv2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, contractOf(source), queue);
+  const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served =

@@ -118,8 +118,9 @@ using Elements = Combinations<Combination<std::uint8_t>, Combination<float>>;
 }  // namespace
 
 MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (core::isLive(source) && &source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {.inPlace = false}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = engine::visitCombination(
@@ -137,7 +138,7 @@ MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlSt
 
 MirlStatus Lab2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = engine::visitCombination(

@@ -55,7 +55,7 @@ MirlChannelSeq withoutAlpha(MirlChannelSeq sequence) {
 
 MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
   destination.setChannelSequence(MIRL_CHANNELSEQ_RGB);
 
@@ -74,7 +74,7 @@ MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const Mirl
 
 MirlStatus ycbcr2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool served = engine::visitCombination(

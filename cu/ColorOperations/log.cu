@@ -1,6 +1,6 @@
 #include <mirl/colorOperations.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/numbers/bits.h"
 #include "engine/numbers/conversions.h"
@@ -49,12 +49,13 @@ using Elements =
 MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float scale,
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && destination.depth() != 32) return MIRL_DEPTH_NOT_SUPPORTED;
+  const core::Format real = core::like(source, {.depth = 32});
+  const MirlStatus fits =
+      core::compare(destination, real, {{core::kDepth, MIRL_DEPTH_NOT_SUPPORTED}});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus ready =
-      prepareSameSize(source, destination, 32, source.channels(), stream, queue);
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, real, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (source.channels() != destination.channels()) return MIRL_MISMATCH;
 
   const int channels = source.channels();
   if (channels != 1 && channels != 3) return MIRL_DEPTH_NOT_SUPPORTED;

@@ -1,5 +1,4 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 
 namespace mirl::colorOperations {
 namespace {
@@ -19,14 +18,11 @@ MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const Mirl
     if (!core::sameSizeAndFormat(red, *other)) return MIRL_MISMATCH;
   }
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, red, {&green, &blue, &destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  if (destination.isInitialized() && destination.channels() != 3) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
-  const MirlStatus created = createOrCompareSize(red, destination, *queue.device, red.depth(), 3);
-  if (created != MIRL_SUCCESS) return created;
-  if (red.depth() != destination.depth()) return MIRL_MISMATCH;
+  const MirlStatus ready =
+      core::prepare(stream, {&red, &green, &blue}, {&destination},
+                    core::like(red, {.depth = red.depth(), .channels = 3}), queue,
+                    {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
+  if (ready != MIRL_SUCCESS) return ready;
 
   const bool served =
       engine::visitCombination(Elements{}, 1, std::array{red.type()}, [&]<class T>(Combination<T>) {

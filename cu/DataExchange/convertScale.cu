@@ -1,6 +1,6 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/conversions.h"
@@ -35,15 +35,12 @@ struct kernel_convert_scale {
 MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float scale, float shift,
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() &&
-      (!core::sameSize(source, destination) || source.channels() != destination.channels())) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format, {core::kSize, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const bool served = engine::visitCombination(
@@ -79,17 +76,12 @@ MirlStatus MirlImage::convertTo(MirlImage& dst, MirlType type, float scale, floa
     if (released != MIRL_SUCCESS) return released;
   }
   MirlImage made;
-  const MirlStatus status =
-      ImageAccess::create(made, *queue.device, width_, height_, depth, channels);
+  const MirlStatus status = mirl::core::create(*queue.device, made, {size(), depth, channels});
   if (status != MIRL_SUCCESS) return status;
   const MirlStatus converted = convertScale(*this, made, scale, shift, stream);
-  if (inPlace) {
-    ImageAccess::copyMetadata(*this, made);
-    const MirlStatus released = dst.release();
-    if (released != MIRL_SUCCESS) return released;
-  }
-  ImageAccess::steal(made, dst);
-  return converted;
+  if (inPlace) ImageAccess::copyMetadata(*this, made);
+  const MirlStatus replaced = mirl::core::replace(dst, made);
+  return replaced == MIRL_SUCCESS ? converted : replaced;
 }
 
 MirlStatus MirlImage::convertTo(MirlImage& dst, int depth, float scale, float shift,

@@ -1,6 +1,6 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/bits.h"
@@ -29,15 +29,13 @@ MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int chann
                       const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (channel < 0 || channel >= source.channels()) return MIRL_INVALID_ARGUMENT;
-  if (destination.isInitialized() && destination.channels() != 1) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
+  const core::Format gray = core::like(source, {.depth = source.depth(), .channels = 1});
+  const MirlStatus single =
+      core::compare(destination, gray, {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}});
+  if (single != MIRL_SUCCESS) return single;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = ImageAccess::create(destination, *queue.device, source.width(),
-                                                 source.height(), source.depth(), 1);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, gray, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
   // Rows are counted in bytes, since the destination may have elements of another size.
   const std::size_t row = core::rowBytes(source) / static_cast<std::size_t>(source.channels());

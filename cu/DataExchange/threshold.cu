@@ -1,7 +1,7 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
 #include "core/elements.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/bits.h"
@@ -51,14 +51,12 @@ struct kernel_thresh {
 MirlStatus threshold(const MirlImage& source, MirlImage& destination, const MirlScalar& lower,
                      const MirlScalar& upper, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format);
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
   const auto run = [&]<int N>() {
     return engine::visitCombination(

@@ -1,6 +1,6 @@
 #include <mirl/geometryTransforms.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/resample.h"
 #include "runtime/scratch.h"
@@ -152,31 +152,22 @@ MirlStatus copy(const runtime::Queue& queue, const Part& from, const Part& to,
   return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
 }
 
-/// Gives a destination what was made for it.
-MirlStatus replace(MirlImage& destination, MirlImage& made) {
-  if (destination.isInitialized()) {
-    const MirlStatus released = destination.release();
-    if (released != MIRL_SUCCESS) return released;
-  }
-  ImageAccess::steal(made, destination);
-  return MIRL_SUCCESS;
-}
-
 /// Makes a destination a copy of its source; a failure leaves it as it was.
 MirlStatus becomeCopy(const runtime::Queue& queue, const MirlImage& source,
                       MirlImage& destination) {
   MirlImage made;
-  const bool fits = destination.isInitialized() && core::sameSize(source, destination) &&
-                    source.type() == destination.type();
+  const core::Format format = core::like(source);
+  const bool fits = destination.isInitialized() &&
+                    core::compare(destination, format, {core::kSize, core::kType}) == MIRL_SUCCESS;
   if (!fits) {
-    const MirlStatus created = core::createLike(made, source, *queue.device);
+    const MirlStatus created = core::create(*queue.device, made, format);
     if (created != MIRL_SUCCESS) return created;
   }
   MirlImage& target = fits ? destination : made;
   const MirlStatus copied = copy(queue, whole(source), whole(target), core::rowBytes(source));
   if (copied != MIRL_SUCCESS) return copied;
   ImageAccess::copyMetadata(source, target);
-  return fits ? MIRL_SUCCESS : replace(destination, made);
+  return fits ? MIRL_SUCCESS : core::replace(destination, made);
 }
 
 /// Turns a rectangle of an image where it is.
@@ -198,17 +189,12 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (!contains(source.size(), center) || !std::isfinite(angle)) return MIRL_INVALID_ARGUMENT;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  const bool live = destination.isInitialized();
-  if (live && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format, {core::kDepth, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  if (!live) {
-    const MirlStatus created =
-        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                            core::signedDepth(source), source.channels());
-    if (created != MIRL_SUCCESS) return created;
-  }
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (!isServed(source)) return MIRL_MISMATCH;
   run(queue, Rotation(angle).about(center), source, whole(source), whole(destination));
@@ -218,7 +204,9 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
 MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                   MirlPoint2D<int> center, const MirlRect& region, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  const MirlStatus fits =
+      core::compare(destination, core::like(source), {core::kDepth, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
@@ -261,8 +249,7 @@ MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float a
 
   const MirlSize size(static_cast<int>(newWidth), static_cast<int>(newHeight));
   MirlImage made;
-  const MirlStatus created = ImageAccess::create(made, *queue.device, size.width, size.height,
-                                                 core::signedDepth(source), source.channels());
+  const MirlStatus created = core::create(*queue.device, made, core::like(source, {.size = size}));
   if (created != MIRL_SUCCESS) return created;
   const bool served = isServed(source);
   if (served) {
@@ -271,7 +258,7 @@ MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float a
                                     static_cast<float>(size.height - source.height()) / 2.0f);
     run(queue, rotation.about(center, offset), source, whole(source), whole(made));
   }
-  const MirlStatus replaced = replace(destination, made);
+  const MirlStatus replaced = core::replace(destination, made);
   if (replaced != MIRL_SUCCESS) return replaced;
   return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }

@@ -1,6 +1,6 @@
 #include <mirl/imageFiltering.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/correlate.h"
 #include "engine/dispatch.h"
 
@@ -81,16 +81,14 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
                const MirlRect* region, bool copyOutside, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format);
+  if (fits != MIRL_SUCCESS) return fits;
   if (!fitsTaps(filter)) return MIRL_INVALID_ARGUMENT;
+  const core::NewOutput isNew(destination);
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const bool isNew = !destination.isInitialized();
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const engine::Taps taps = tapsOf(filter, source);
@@ -112,8 +110,7 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   if (status == MIRL_SUCCESS && copyOutside && !copyAround(queue, source, destination, window)) {
     status = MIRL_COPY_D2D_FAILED;
   }
-  if (status != MIRL_SUCCESS && isNew) destination.release();
-  return status;
+  return isNew.keptIf(status);
 }
 
 }  // namespace
