@@ -1,6 +1,7 @@
 #include <mirl/image.h>
 
 #include "core/outputs.h"
+#include "core/regions.h"
 
 #include <climits>
 #include <cstdint>
@@ -27,9 +28,7 @@ void copyDeep(const MirlImage& from, MirlImage& to) {
   if (device == nullptr) return;
   if (mirl::core::create(*device, to, mirl::core::like(from)) != MIRL_SUCCESS) return;
   ImageAccess::copyMetadata(from, to);
-  device->copy({to.ptr(), static_cast<std::size_t>(to.pitch()), from.ptr(),
-                static_cast<std::size_t>(from.pitch()), mirl::core::rowBytes(from),
-                static_cast<std::size_t>(from.height()), mirl::runtime::Direction::deviceToDevice});
+  device->copy(mirl::core::copyOf(from, to));
 }
 
 }  // namespace

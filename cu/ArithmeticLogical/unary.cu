@@ -1,4 +1,6 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
+
+#include "core/regions.h"
 #include "engine/numbers/elementary.h"
 #include "engine/tables.h"
 
@@ -77,11 +79,9 @@ MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, in
 
   const bool served = visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
                                     [&]<class T, class U>(Combination<T, U>) {
-                                      const engine::View<const T> from =
-                                          engine::elementsOf<const T>(in);
-                                      engine::View<U> to = engine::elementsOf<U>(out);
-                                      to.width = from.width;
-                                      to.height = from.height;
+                                      const auto from = engine::elementsOf<const T>(in);
+                                      const auto to =
+                                          engine::elementsOf<U>(core::Part(out)[core::allOf(in)]);
                                       const kernel_arithmetic_siso<T, U, Function> kernel{function};
                                       if constexpr (std::is_same_v<U, float>) {
                                         engine::mapFunction(queue, kernel, to, from);

@@ -2,6 +2,7 @@
 
 #include "core/elements.h"
 #include "core/outputs.h"
+#include "core/regions.h"
 #include "engine/paint.h"
 
 namespace mirl::colorOperations {
@@ -29,8 +30,8 @@ MirlStatus borderMask(const MirlImage& source, MirlImage& destination, int top, 
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (!fit(left, right, width) || !fit(top, bottom, height)) return MIRL_INVALID_ARGUMENT;
   if (channels != 1 && channels != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
-  const auto inner = engine::bytesOf<const unsigned char>(source, left, top, width - left - right,
-                                                          height - top - bottom);
+  const MirlRect inside(left, top, width - left - right, height - top - bottom);
+  const auto inner = engine::bytesOf<const unsigned char>(core::Part(source)[inside]);
   const int leftBytes = left * static_cast<int>(core::pixelBytes(source));
   engine::drawFrame(queue, {engine::bytesOf<unsigned char>(destination), inner, leftBytes, top,
                             engine::patternOf(source.depth() / 8, channels,

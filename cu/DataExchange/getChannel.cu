@@ -1,6 +1,7 @@
 #include <mirl/dataExchange.h>
 
 #include "core/outputs.h"
+#include "core/regions.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/bits.h"
@@ -37,16 +38,14 @@ MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int chann
   const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, gray, queue, {});
   if (ready != MIRL_SUCCESS) return ready;
 
-  // Rows are counted in bytes, since the destination may have elements of another size.
-  const std::size_t row = core::rowBytes(source) / static_cast<std::size_t>(source.channels());
-  const bool fits = row <= core::rowBytes(destination) && source.height() <= destination.height();
+  const MirlRect all = core::allOf(source);
+  const core::Part room = core::Part(destination).as(source.depth(), 1);
+  const bool fits = core::contains(room.size(), all);
   const auto run = [&]<int ch>() {
     return engine::visitCombination(
         Elements{}, ch, std::array{source.type()}, [&]<class T>(Combination<T>) {
           if (!fits) return;
-          const engine::View<T> out{static_cast<T*>(destination.ptr()), destination.pitch(),
-                                    source.width(), source.height()};
-          engine::map(queue, kernel_get_channel<T, ch>{channel}, out,
+          engine::map(queue, kernel_get_channel<T, ch>{channel}, engine::elementsOf<T>(room[all]),
                       engine::pixelsOf<const T, ch>(source));
         });
   };

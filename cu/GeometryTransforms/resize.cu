@@ -1,6 +1,6 @@
 #include <mirl/geometryTransforms.h>
 
-#include "core/access.h"
+#include "core/regions.h"
 #include "engine/dispatch.h"
 #include "engine/resample.h"
 
@@ -12,17 +12,6 @@ using engine::Combination;
 /// All for 1 and for 3 channels.
 using Served =
     engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
-MirlStatus copy(const runtime::Queue& queue, const MirlImage& source, MirlImage& destination) {
-  const runtime::Copy job{destination.ptr(),
-                          static_cast<std::size_t>(destination.pitch()),
-                          source.ptr(),
-                          static_cast<std::size_t>(source.pitch()),
-                          core::rowBytes(source),
-                          static_cast<std::size_t>(source.height()),
-                          runtime::Direction::deviceToDevice};
-  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
-}
 
 template <class T, int C>
 MirlStatus run(const runtime::Queue& queue, const MirlImage& source, MirlImage& destination,
@@ -60,7 +49,7 @@ MirlStatus resize(const MirlImage& source, MirlImage& destination,
   engine::visitCombination(Served{}, source.channels(), std::array{source.type()},
                            [&]<class T>(Combination<T>) {
                              if (core::sameSize(source, destination)) {
-                               status = copy(queue, source, destination);
+                               status = core::copy(queue, source, destination);
                              } else if (source.channels() == 1) {
                                status = run<T, 1>(queue, source, destination, interpolation);
                              } else {
