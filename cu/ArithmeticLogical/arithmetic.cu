@@ -5,7 +5,7 @@
 namespace mirl::arithmeticLogical {
 namespace {
 
-/// First input, second input, output. All for 1 and for 3 channels.
+/// First input, second input, output.
 using Served = Combinations<
     Combination<std::uint8_t, std::uint8_t, std::uint8_t>,
     Combination<std::uint16_t, std::uint16_t, std::uint16_t>, Combination<float, float, float>,
@@ -60,9 +60,8 @@ MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const Mir
       core::prepare(stream, {&a, &b}, {&out}, deeper, queue, {core::kSize, core::kChannels});
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = visitElements(
-      Served{}, a.channels(), std::array{a.type(), b.type(), out.type()},
-      [&]<class T, class U, class V>(Combination<T, U, V>) {
+  const bool served = engine::visitElements<1, 3>(
+      Served{}, engine::typesOf(a, b, out), [&]<class T, class U, class V>(Combination<T, U, V>) {
         engine::map(queue, kernel_arithmetic_dt<T, U, V, op>{}, engine::elementsOf<V>(out),
                     engine::elementsOf<const T>(a), engine::elementsOf<const U>(b));
       });

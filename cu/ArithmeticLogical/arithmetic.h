@@ -1,6 +1,6 @@
 #pragma once
 
-// What the operations on elements share: the formulas of the binary ones, and the way to a type.
+// What the operations on elements share: the formulas of the binary ones, and the way to a status.
 
 #include <mirl/arithmeticLogical.h>
 
@@ -30,14 +30,6 @@ MIRL_HD float compute(float a, float b) {
 
 inline MirlStatus mismatchUnless(bool good) {
   return good ? MIRL_SUCCESS : MIRL_MISMATCH;
-}
-
-/// Calls `visit` with the served element types of images of 1 or of 3 channels. False for others.
-template <class Served, std::size_t N, class Visit>
-bool visitElements(Served served, int channels, const std::array<MirlType, N>& types,
-                   const Visit& visit) {
-  return (channels == 1 || channels == 3) &&
-         engine::visitCombination(served, channels, types, visit);
 }
 
 }  // namespace mirl::arithmeticLogical

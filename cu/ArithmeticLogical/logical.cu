@@ -3,8 +3,6 @@
 namespace mirl::arithmeticLogical {
 namespace {
 
-using Served = Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>;
-
 enum class Logic { bitAnd, bitOr, bitXor };
 
 template <class T, Logic op>
@@ -69,8 +67,8 @@ struct kernel_not {
 template <class MakeKernel, class... In>
 bool queued(const runtime::Queue& queue, MirlImage& out, const MakeKernel& makeKernel,
             const MirlImage& first, const In&... others) {
-  return visitElements(
-      Served{}, first.channels(), std::array{first.type()}, [&]<class T>(Combination<T>) {
+  return engine::visitElements<1, 3>(
+      engine::Integers{}, engine::typesOf(first), [&]<class T>(Combination<T>) {
         engine::map(queue, makeKernel(T{}), engine::elementsOf<T>(out),
                     engine::elementsOf<const T>(first), engine::elementsOf<const T>(others)...);
       });

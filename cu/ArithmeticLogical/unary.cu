@@ -45,11 +45,9 @@ struct kernel_arithmetic_siso {
   }
 };
 
-using ToFloat = Combinations<Combination<std::uint8_t, float>, Combination<std::uint16_t, float>,
-                             Combination<float, float>>;
-using Same = Combinations<Combination<std::uint8_t, std::uint8_t>,
-                          Combination<std::uint16_t, std::uint16_t>, Combination<float, float>>;
 using OnlyFloat = Combinations<Combination<float, float>>;
+using ToFloat = engine::Pairs<engine::AllElements, engine::Elements<float>>;
+using Same = engine::Alike<engine::AllElements>;
 
 /// What a live output of the functions to float is told: it may be larger than the input.
 MirlStatus fitsFloat(const MirlImage& in, const MirlImage& out) {
@@ -77,18 +75,17 @@ MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, in
   const MirlStatus created = core::create(*queue.device, out, core::like(in, {.depth = depth}));
   if (created != MIRL_SUCCESS) return created;
 
-  const bool served = visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
-                                    [&]<class T, class U>(Combination<T, U>) {
-                                      const auto from = engine::elementsOf<const T>(in);
-                                      const auto to =
-                                          engine::elementsOf<U>(core::Part(out)[core::allOf(in)]);
-                                      const kernel_arithmetic_siso<T, U, Function> kernel{function};
-                                      if constexpr (std::is_same_v<U, float>) {
-                                        engine::mapFunction(queue, kernel, to, from);
-                                      } else {
-                                        engine::map(queue, kernel, to, from);
-                                      }
-                                    });
+  const bool served = engine::visitElements<1, 3>(
+      Served{}, engine::typesOf(in, out), [&]<class T, class U>(Combination<T, U>) {
+        const auto from = engine::elementsOf<const T>(in);
+        const auto to = engine::elementsOf<U>(core::Part(out)[core::allOf(in)]);
+        const kernel_arithmetic_siso<T, U, Function> kernel{function};
+        if constexpr (std::is_same_v<U, float>) {
+          engine::mapFunction(queue, kernel, to, from);
+        } else {
+          engine::map(queue, kernel, to, from);
+        }
+      });
   return mismatchUnless(served);
 }
 

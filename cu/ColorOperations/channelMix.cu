@@ -19,9 +19,6 @@ struct Limited {
 template <class T>
 using kernel_colorTwist = engine::kernel_mix<T, 3, 3, engine::Mixing{}, Limited<T>>;
 
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 }  // namespace
 
 MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* matrix,
@@ -39,8 +36,8 @@ MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* ma
     row = {{matrix[0], matrix[1], matrix[2]}, matrix[3]};
     matrix += 4;
   }
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         const auto maximum = static_cast<T>(core::greatestElement(source));
         mapColours<T>(queue, kernel_colorTwist<T>{rows, {maximum}}, source, destination);
       });

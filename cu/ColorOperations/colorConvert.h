@@ -12,6 +12,7 @@
 
 namespace mirl::colorOperations {
 
+using engine::Channels;
 using engine::Combination;
 using engine::Combinations;
 using engine::MixRow;

@@ -42,10 +42,6 @@ MirlStatus prepareGray(const MirlImage& source, MirlImage& destination, int orCh
                        {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
 }
 
-using AllElements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-using IntegerElements = Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>;
-
 }  // namespace
 
 MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
@@ -53,18 +49,14 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
   const MirlStatus ready = prepareGray(source, destination, 4, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const auto run = [&]<class T, int N>() {
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
     visitOrder(source.channelSeq(), N, [&]<class Order>(Order) {
       engine::map(queue, kernel_rgb2gray<T, N>{{{inMemoryOrder<Order>(kWeights)}}},
                   engine::elementsOf<T>(destination), engine::pixelsOf<const T, N>(source));
     });
   };
-  const std::array types{source.type()};
-  const bool served =
-      engine::visitCombination(AllElements{}, 3, types,
-                               [&]<class T>(Combination<T>) { run.template operator()<T, 3>(); }) ||
-      engine::visitCombination(IntegerElements{}, 4, types,
-                               [&]<class T>(Combination<T>) { run.template operator()<T, 4>(); });
+  const bool served = engine::visitPixels<3>(engine::AllElements{}, engine::typesOf(source), run) ||
+                      engine::visitPixels<4>(engine::Integers{}, engine::typesOf(source), run);
   return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 
@@ -77,8 +69,8 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
   const MixRow row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
                        static_cast<float>(weights[2])},
                       0};
-  const bool served = engine::visitCombination(
-      AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           engine::map(queue, kernel_grayscale<T>{{{inMemoryOrder<Order>(row)}}},
                       engine::elementsOf<T>(destination), engine::pixelsOf<const T, 3>(source));
@@ -99,17 +91,13 @@ MirlStatus gray2rgb(const MirlImage& source, MirlImage& destination, const MirlS
   if (ready != MIRL_SUCCESS) return ready;
 
   bool served = false;
-  engine::visitCombination(
-      AllElements{}, 1, std::array{source.type()}, [&]<class T>(Combination<T>) {
-        const auto run = [&]<int N>() {
-          if (destination.type() != engine::kFirstType<T> + N - 1) return;
-          engine::map(queue, kernel_gray2rgb<T, N>{}, engine::pixelsOf<T, N>(destination),
-                      engine::elementsOf<const T>(source));
-          served = true;
-        };
-        run.template operator()<3>();
-        run.template operator()<4>();
-      });
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    if (source.type() != engine::kFirstType<T>) return;
+    engine::map(queue, kernel_gray2rgb<T, N>{}, engine::pixelsOf<T, N>(destination),
+                engine::elementsOf<const T>(source));
+    served = true;
+  };
+  engine::visitPixels<3, 4>(engine::AllElements{}, engine::typesOf(destination), run);
   return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
 }
 

@@ -122,8 +122,7 @@ struct kernel_hsv2bgr {
   }
 };
 
-using PairsOfElements =
-    Combinations<Combination<std::uint8_t, std::uint8_t>, Combination<float, float>>;
+using Served = engine::Alike<engine::Elements<std::uint8_t, float>>;
 
 /// A new destination has the source's type; that of a live one is left to the dispatch.
 MirlStatus prepareHues(const MirlImage& source, MirlImage& destination, const MirlStream& stream,
@@ -141,9 +140,8 @@ MirlStatus rgb2hsv(const MirlImage& source, MirlImage& destination, const MirlSt
   const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      PairsOfElements{}, 3, std::array{source.type(), destination.type()},
-      [&]<class T>(Combination<T, T>) {
+  const bool served = engine::visitElements<3>(
+      Served{}, engine::typesOf(source, destination), [&]<class T>(Combination<T, T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           mapColours<T>(queue, kernel_rgb2hsv<T, Order>{}, source, destination);
         });
@@ -156,12 +154,11 @@ MirlStatus hsv2rgb(const MirlImage& source, MirlImage& destination, const MirlSt
   const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served =
-      engine::visitCombination(PairsOfElements{}, 3, std::array{source.type(), destination.type()},
-                               [&]<class T>(Combination<T, T>) {
-                                 using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
-                                 mapColours<T>(queue, Kernel{}, source, destination);
-                               });
+  const bool served = engine::visitElements<3>(
+      Served{}, engine::typesOf(source, destination), [&]<class T>(Combination<T, T>) {
+        using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
+        mapColours<T>(queue, Kernel{}, source, destination);
+      });
   return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
 }
 

@@ -63,9 +63,8 @@ MirlStatus FPNCorrection(const MirlImage& source, MirlImage& destination, const 
   if (source.channels() != 1 && source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   const int bits = source.depth() == 8 ? 8 : core::significantBits(source);
   const auto maxValue = static_cast<float>((1 << bits) - 1);
-  engine::visitCombination(
-      engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, 1,
-      std::array{depthAndChannelsToType(source.depth(), 1, false)}, [&]<class T>(Combination<T>) {
+  engine::visitElements<1>(
+      engine::Integers{}, engine::elementTypesOf(source), [&]<class T>(Combination<T>) {
         engine::map(queue, kernel_fpn_correction<T>{gain, maxValue},
                     engine::elementsOf<T>(destination), engine::elementsOf<const T>(source),
                     engine::elementsOf<const T>(flat), engine::elementsOf<const T>(dark));

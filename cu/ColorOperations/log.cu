@@ -41,9 +41,6 @@ struct kernel_log {
   }
 };
 
-using Elements =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 }  // namespace
 
 MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float scale,
@@ -57,10 +54,8 @@ MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float s
   const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, real, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const int channels = source.channels();
-  if (channels != 1 && channels != 3) return MIRL_DEPTH_NOT_SUPPORTED;
-  const bool served = engine::visitCombination(
-      Elements{}, channels, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<1, 3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         engine::mapFunction(queue, kernel_log<T>{scale}, engine::elementsOf<float>(destination),
                             engine::elementsOf<const T>(source));
       });

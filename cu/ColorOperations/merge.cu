@@ -1,12 +1,6 @@
 #include "cu/ColorOperations/colorConvert.h"
 
 namespace mirl::colorOperations {
-namespace {
-
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
-}  // namespace
 
 MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const MirlImage& blue,
                         MirlImage& destination, const MirlStream& stream) {
@@ -24,8 +18,8 @@ MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const Mirl
                     {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served =
-      engine::visitCombination(Elements{}, 1, std::array{red.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<1>(
+      engine::AllElements{}, engine::typesOf(red), [&]<class T>(Combination<T>) {
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
           const engine::View<const T> planes[] = {engine::elementsOf<const T>(red),
                                                   engine::elementsOf<const T>(green),

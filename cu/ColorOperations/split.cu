@@ -9,9 +9,6 @@ engine::View<T> planeOf(const MirlImage& image) {
   return {static_cast<T*>(image.ptr()), image.pitch(), image.width(), image.height()};
 }
 
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 }  // namespace
 
 MirlStatus channelSplit(const MirlImage& source, MirlImage& red, MirlImage& green, MirlImage& blue,
@@ -26,8 +23,8 @@ MirlStatus channelSplit(const MirlImage& source, MirlImage& red, MirlImage& gree
   if (ready != MIRL_SUCCESS) return ready;
 
   const bool inPlace = &source == &red || &source == &green || &source == &blue;
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         if (inPlace) return;
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           const engine::View<T> planes[] = {planeOf<T>(red), planeOf<T>(green), planeOf<T>(blue)};

@@ -13,13 +13,6 @@ namespace {
 
 using engine::Combination;
 
-/// Source, destination. All for 1 and for 3 channels.
-using Served = engine::Combinations<
-    Combination<std::uint8_t, std::uint8_t>, Combination<std::uint8_t, std::uint16_t>,
-    Combination<std::uint8_t, float>, Combination<std::uint16_t, std::uint8_t>,
-    Combination<std::uint16_t, std::uint16_t>, Combination<std::uint16_t, float>,
-    Combination<float, std::uint8_t>, Combination<float, std::uint16_t>, Combination<float, float>>;
-
 template <class S, class D>
 struct kernel_convert_scale {
   float scale;
@@ -42,10 +35,9 @@ MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float s
   const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue, {});
   if (ready != MIRL_SUCCESS) return ready;
 
-  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
-  const bool served = engine::visitCombination(
-      Served{}, source.channels(), std::array{source.type(), destination.type()},
-      [&]<class S, class D>(Combination<S, D>) {
+  const bool served = engine::visitElements<1, 3>(
+      engine::Pairs<engine::AllElements, engine::AllElements>{},
+      engine::typesOf(source, destination), [&]<class S, class D>(Combination<S, D>) {
         engine::map(queue, kernel_convert_scale<S, D>{scale, shift},
                     engine::elementsOf<D>(destination), engine::elementsOf<const S>(source));
       });

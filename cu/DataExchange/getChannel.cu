@@ -9,9 +9,8 @@
 namespace mirl::dataExchange {
 namespace {
 
+using engine::Channels;
 using engine::Combination;
-using Elements =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
 template <class T, int ch>
 struct kernel_get_channel {
@@ -41,16 +40,14 @@ MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int chann
   const MirlRect all = core::allOf(source);
   const core::Part room = core::Part(destination).as(source.depth(), 1);
   const bool fits = core::contains(room.size(), all);
-  const auto run = [&]<int ch>() {
-    return engine::visitCombination(
-        Elements{}, ch, std::array{source.type()}, [&]<class T>(Combination<T>) {
-          if (!fits) return;
-          engine::map(queue, kernel_get_channel<T, ch>{channel}, engine::elementsOf<T>(room[all]),
-                      engine::pixelsOf<const T, ch>(source));
-        });
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    if (!fits) return;
+    engine::map(queue, kernel_get_channel<T, N>{channel}, engine::elementsOf<T>(room[all]),
+                engine::pixelsOf<const T, N>(source));
   };
-  if (!run.template operator()<3>() && !run.template operator()<4>())
-    return MIRL_TYPE_NOT_SUPPORTED;
+  const bool served =
+      engine::visitPixels<3, 4>(engine::AllElements{}, engine::typesOf(source), run);
+  if (!served) return MIRL_TYPE_NOT_SUPPORTED;
   return fits ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 

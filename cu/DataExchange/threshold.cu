@@ -12,6 +12,7 @@
 namespace mirl::dataExchange {
 namespace {
 
+using engine::Channels;
 using engine::Combination;
 
 /// What the limits of a channel mean for whole numbers: elements up to `below` become `lower`, and
@@ -58,21 +59,17 @@ MirlStatus threshold(const MirlImage& source, MirlImage& destination, const Mirl
   const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const auto run = [&]<int N>() {
-    return engine::visitCombination(
-        engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, N,
-        std::array{source.type()}, [&]<class T>(Combination<T>) {
-          kernel_thresh<T, N> kernel;
-          for (int c = 0; c < N; ++c) {
-            kernel.channels.of[c] =
-                Limits<T>::of(static_cast<float>(lower[c]), static_cast<float>(upper[c]));
-          }
-          engine::map(queue, kernel, engine::elementsOf<T>(destination),
-                      engine::elementsOf<const T>(source));
-        });
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    kernel_thresh<T, N> kernel;
+    for (int c = 0; c < N; ++c) {
+      kernel.channels.of[c] =
+          Limits<T>::of(static_cast<float>(lower[c]), static_cast<float>(upper[c]));
+    }
+    engine::map(queue, kernel, engine::elementsOf<T>(destination),
+                engine::elementsOf<const T>(source));
   };
-  return run.template operator()<1>() || run.template operator()<3>() ? MIRL_SUCCESS
-                                                                      : MIRL_MISMATCH;
+  const bool served = engine::visitPixels<1, 3>(engine::Integers{}, engine::typesOf(source), run);
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 
 }  // namespace mirl::dataExchange

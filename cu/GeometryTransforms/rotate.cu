@@ -14,11 +14,8 @@ namespace mirl::geometryTransforms {
 namespace {
 
 using core::Part;
+using engine::Channels;
 using engine::Combination;
-
-/// All for 1 and for 3 channels.
-using Served =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
 /// From a destination pixel to the sample's place in the source.
 struct kernel_rotate {
@@ -86,27 +83,18 @@ struct Rotation {
 };
 
 bool isServed(const MirlImage& image) {
-  return (image.channels() == 1 || image.channels() == 3) &&
-         engine::visitCombination(Served{}, image.channels(), std::array{image.type()},
-                                  [](const auto&) {});
+  return engine::visitElements<1, 3>(engine::AllElements{}, engine::typesOf(image), [](auto) {});
 }
 
 /// Queues the turn of elements of a served image's type.
 void run(const runtime::Queue& queue, const kernel_rotate& map, const MirlImage& like,
          const Part& source, const Part& destination) {
-  engine::visitCombination(
-      Served{}, like.channels(), std::array{like.type()}, [&]<class T>(Combination<T>) {
-        const auto turn = [&]<int C>(std::integral_constant<int, C>) {
-          engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(
-              queue, map, NormalizedElements<T>{}, engine::pixelsOf<T, C>(destination),
-              engine::pixelsOf<const T, C>(source));
-        };
-        if (like.channels() == 1) {
-          turn(std::integral_constant<int, 1>{});
-        } else {
-          turn(std::integral_constant<int, 3>{});
-        }
-      });
+  const auto turn = [&]<class T, int C>(Combination<T>, Channels<C>) {
+    engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(queue, map, NormalizedElements<T>{},
+                                                              engine::pixelsOf<T, C>(destination),
+                                                              engine::pixelsOf<const T, C>(source));
+  };
+  engine::visitPixels<1, 3>(engine::AllElements{}, engine::typesOf(like), turn);
 }
 
 bool contains(const MirlSize& size, const MirlPoint2D<int>& point) {

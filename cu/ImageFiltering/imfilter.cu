@@ -14,10 +14,6 @@ namespace {
 
 using engine::Combination;
 
-/// Image types, with 1 and with 3 channels.
-using Served =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 bool fitsTaps(const MirlFilter& filter) {
   return !filter.isInitialized() ||
          (filter.coeffs() != nullptr &&
@@ -69,15 +65,14 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
   const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const engine::Taps taps = tapsOf(filter, source);
   const MirlRect all = core::allOf(source);
   const MirlRect part = region == nullptr ? all : core::intersection(*region, all);
   const int bits = core::significantBits(source);
   const float limit = bits > 16 ? 0.0f : static_cast<float>((1u << bits) - 1u);
   MirlStatus status = MIRL_SUCCESS;
-  const bool served = engine::visitCombination(
-      Served{}, source.channels(), std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<1, 3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         const engine::Window elements{part.x * taps.step, part.y, (part.x + part.width) * taps.step,
                                       part.y + part.height};
         if (!engine::correlate(queue, engine::elementsOf<T>(destination),
