@@ -82,12 +82,6 @@ inline bool sameSizeAndFormat(const MirlImage& a, const MirlImage& b) {
   return sameSize(a, b) && sameFormat(a, b);
 }
 
-/// Makes an empty output an image of another one's size and format; a live one stays as it is.
-inline MirlStatus createLike(MirlImage& output, const MirlImage& like, runtime::Device& device) {
-  return ImageAccess::create(output, device, like.width(), like.height(), signedDepth(like),
-                             like.channels());
-}
-
 /// Where a call runs: on the device of its first image, in line on the stream there. The other
 /// images are empty, to be created by the call, or must live on that device too
 /// (`MIRL_MISMATCH`, for the stream see `StreamAccess::queue`).

@@ -1,6 +1,7 @@
 #include <mirl/image.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
+#include "core/regions.h"
 
 #include <climits>
 #include <cstdint>
@@ -25,14 +26,9 @@ MirlStatus createHere(MirlImage& image, int width, int height, const int* pitch,
 void copyDeep(const MirlImage& from, MirlImage& to) {
   Device* device = ImageAccess::device(from);
   if (device == nullptr) return;
-  if (ImageAccess::create(to, *device, from.width(), from.height(), mirl::core::signedDepth(from),
-                          from.channels()) != MIRL_SUCCESS) {
-    return;
-  }
+  if (mirl::core::create(*device, to, mirl::core::like(from)) != MIRL_SUCCESS) return;
   ImageAccess::copyMetadata(from, to);
-  device->copy({to.ptr(), static_cast<std::size_t>(to.pitch()), from.ptr(),
-                static_cast<std::size_t>(from.pitch()), mirl::core::rowBytes(from),
-                static_cast<std::size_t>(from.height()), mirl::runtime::Direction::deviceToDevice});
+  device->copy(mirl::core::copyOf(from, to));
 }
 
 }  // namespace
@@ -221,20 +217,3 @@ void ImageAccess::steal(MirlImage& from, MirlImage& to) noexcept {
   to.deviceEpoch_ = from.deviceEpoch_;
   clear(from);
 }
-
-namespace mirl::core {
-
-MirlStatus findQueue(const MirlStream& stream, const MirlImage& first,
-                     std::initializer_list<const MirlImage*> others, runtime::Queue& queue) {
-  Device* device = ImageAccess::device(first);
-  if (device == nullptr) return MIRL_IMAGE_NOT_INITIALIZED;
-  for (const MirlImage* other : others) {
-    if (!other->isInitialized()) continue;
-    Device* its = ImageAccess::device(*other);
-    if (its == nullptr) return MIRL_IMAGE_NOT_INITIALIZED;
-    if (its != device) return MIRL_MISMATCH;
-  }
-  return StreamAccess::queue(stream, *device, queue);
-}
-
-}  // namespace mirl::core

@@ -1,7 +1,7 @@
 #include <mirl/arithmeticLogical.h>
 #include <mirl/operators.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 
 namespace ops = mirl::arithmeticLogical;
 
@@ -47,10 +47,8 @@ MirlImage made(const MirlImage& image, const Number& number, const Operation& op
   MirlImage out;
   mirl::runtime::Device* const device = ImageAccess::device(image);
   if (device == nullptr) return out;
-  if (makesFloat(number) && ImageAccess::create(out, *device, image.width(), image.height(), 32,
-                                                image.channels()) != MIRL_SUCCESS) {
-    return out;
-  }
+  const mirl::core::Format real = mirl::core::like(image, {.depth = 32});
+  if (makesFloat(number) && mirl::core::create(*device, out, real) != MIRL_SUCCESS) return out;
   operation(out);
   return out;
 }

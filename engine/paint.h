@@ -29,17 +29,11 @@ Pattern patternOf(int elementBytes, int channels, const BitsOf& bitsOf) {
   return pattern;
 }
 
-/// A rectangle of an image, its rows as bytes.
-template <class Byte, class Image>
-View<Byte> bytesOf(const Image& image, int x, int y, int width, int height) {
-  const int pixel = image.channels() * image.depth() / 8;
-  Byte* const first = static_cast<Byte*>(image.ptr()) + std::ptrdiff_t{y} * image.pitch() +
-                      std::ptrdiff_t{x} * pixel;
-  return {first, image.pitch(), width * pixel, height};
-}
+/// Views an image's rows as bytes.
 template <class Byte, class Image>
 View<Byte> bytesOf(const Image& image) {
-  return bytesOf<Byte>(image, 0, 0, image.width(), image.height());
+  const int pixel = image.channels() * image.depth() / 8;
+  return {static_cast<Byte*>(image.ptr()), image.pitch(), image.width() * pixel, image.height()};
 }
 
 /// What is to be written: `inner` with its corner at column `left` and row `top` of `out`, where it

@@ -66,8 +66,8 @@ MIRL_HD T* rowOf(const View<T>& view, std::int64_t y) {
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(view.data) + y * view.pitch);
 }
 
-/// Views an image's rows as single elements; `MirlImage` is a parameter so that engines need no
-/// header of the core.
+/// Views an image's rows as single elements; an image is whatever has the accessors of one, so that
+/// engines need no header of the core.
 template <class T, class Image>
 View<T> elementsOf(const Image& image) {
   return {static_cast<T*>(image.ptr()), image.pitch(), image.width() * image.channels(),

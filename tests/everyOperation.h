@@ -175,8 +175,7 @@ inline std::vector<Operation> operations() {
     return MirlSize(2 * size.width, 2 * size.height);
   };
   pad.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width + 7, size.height + 3); };
-  const Traits gammaTables{
-      .runBadly = blackGamma(true), .partial = true, .copyFails = MIRL_COPY_H2D_FAILED};
+  const Traits gammaTables{.runBadly = blackGamma(true), .copyFails = MIRL_COPY_H2D_FAILED};
 
   return {{"add", wide, wide, ofTwo(add), pairs, two},
           {"subtract", rgb, rgb, ofTwo(subtract), pairs, two},

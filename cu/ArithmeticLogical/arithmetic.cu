@@ -5,7 +5,7 @@
 namespace mirl::arithmeticLogical {
 namespace {
 
-/// First input, second input, output. All for 1 and for 3 channels.
+/// First input, second input, output.
 using Served = Combinations<
     Combination<std::uint8_t, std::uint8_t, std::uint8_t>,
     Combination<std::uint16_t, std::uint16_t, std::uint16_t>, Combination<float, float, float>,
@@ -53,15 +53,15 @@ struct kernel_arithmetic_dt {
 template <Op op>
 MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (!sameShape(a, b)) return MIRL_MISMATCH;
+  if (!core::sameSize(a, b) || a.channels() != b.channels()) return MIRL_MISMATCH;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(a, {&b, &out}, out, std::max(a.depth(), b.depth()), stream,
-                                   queue, [&] { return mismatchUnless(sameShape(a, out)); });
+  const core::Format deeper = core::like(a, {.depth = std::max(a.depth(), b.depth())});
+  const MirlStatus ready =
+      core::prepare(stream, {&a, &b}, {&out}, deeper, queue, {core::kSize, core::kChannels});
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = visitElements(
-      Served{}, a.channels(), std::array{a.type(), b.type(), out.type()},
-      [&]<class T, class U, class V>(Combination<T, U, V>) {
+  const bool served = engine::visitElements<1, 3>(
+      Served{}, engine::typesOf(a, b, out), [&]<class T, class U, class V>(Combination<T, U, V>) {
         engine::map(queue, kernel_arithmetic_dt<T, U, V, op>{}, engine::elementsOf<V>(out),
                     engine::elementsOf<const T>(a), engine::elementsOf<const U>(b));
       });

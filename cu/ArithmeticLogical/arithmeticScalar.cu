@@ -4,7 +4,7 @@
 namespace mirl::arithmeticLogical {
 namespace {
 
-/// Input, output. All for 1 and for 3 channels.
+/// Input, output.
 using Served =
     Combinations<Combination<std::uint8_t, std::uint8_t>, Combination<std::uint16_t, std::uint16_t>,
                  Combination<float, float>, Combination<std::uint8_t, std::uint16_t>,
@@ -49,13 +49,12 @@ MirlStatus run(const Operand& operand, const MirlImage& in, MirlImage& out,
                const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue,
-                                   [&] { return mismatchUnless(sameShape(in, out)); });
+  const MirlStatus ready =
+      core::prepare(stream, {&in}, {&out}, core::like(in), queue, {core::kSize, core::kChannels});
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = visitElements(
-      Served{}, in.channels(), std::array{in.type(), out.type()},
-      [&]<class T, class U>(Combination<T, U>) {
+  const bool served = engine::visitElements<1, 3>(
+      Served{}, engine::typesOf(in, out), [&]<class T, class U>(Combination<T, U>) {
         const Numbers numbers = numbersOf(operand);
         const auto to = engine::elementsOf<U>(out);
         const auto from = engine::elementsOf<const T>(in);

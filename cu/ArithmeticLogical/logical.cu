@@ -3,8 +3,6 @@
 namespace mirl::arithmeticLogical {
 namespace {
 
-using Served = Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>;
-
 enum class Logic { bitAnd, bitOr, bitXor };
 
 template <class T, Logic op>
@@ -69,8 +67,8 @@ struct kernel_not {
 template <class MakeKernel, class... In>
 bool queued(const runtime::Queue& queue, MirlImage& out, const MakeKernel& makeKernel,
             const MirlImage& first, const In&... others) {
-  return visitElements(
-      Served{}, first.channels(), std::array{first.type()}, [&]<class T>(Combination<T>) {
+  return engine::visitElements<1, 3>(
+      engine::Integers{}, engine::typesOf(first), [&]<class T>(Combination<T>) {
         engine::map(queue, makeKernel(T{}), engine::elementsOf<T>(out),
                     engine::elementsOf<const T>(first), engine::elementsOf<const T>(others)...);
       });
@@ -81,8 +79,8 @@ MirlStatus run(const MirlImage& a, const MirlImage& b, MirlImage& out, const Mir
   if (!core::isLive(a) || !core::isLive(b)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (!core::sameSizeAndFormat(a, b)) return MIRL_MISMATCH;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(a, {&b, &out}, out, a.depth(), stream, queue,
-                                   [&] { return mismatchUnless(core::sameSizeAndFormat(a, out)); });
+  const core::Format format = core::like(a, {.depth = a.depth()});
+  const MirlStatus ready = core::prepare(stream, {&a, &b}, {&out}, format, queue);
   if (ready != MIRL_SUCCESS) return ready;
   return mismatchUnless(queued(
       queue, out, []<class T>(T) { return kernel_logical_b<T, op>{}; }, a, b));
@@ -93,9 +91,7 @@ template <template <class T> class Kernel>
 MirlStatus run(const MirlImage& in, int number, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue, [&] {
-    return mismatchUnless(core::sameSizeAndFormat(in, out));
-  });
+  const MirlStatus ready = core::prepare(stream, {&in}, {&out}, core::like(in), queue);
   if (ready != MIRL_SUCCESS) return ready;
   const bool served = queued(
       queue, out, [&]<class T>(T) { return Kernel<T>(number); }, in);
@@ -141,9 +137,8 @@ MirlStatus SHR(const MirlImage& in, int n, MirlImage& out, const MirlStream& str
 MirlStatus NOT(const MirlImage& in, MirlImage& out, const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, core::signedDepth(in), stream, queue, [&] {
-    return mismatchUnless(core::sameSize(in, out) && in.type() == out.type());
-  });
+  const MirlStatus ready =
+      core::prepare(stream, {&in}, {&out}, core::like(in), queue, {core::kSize, core::kType});
   if (ready != MIRL_SUCCESS) return ready;
   return mismatchUnless(queued(
       queue, out, []<class T>(T) { return kernel_not<T>{}; }, in));

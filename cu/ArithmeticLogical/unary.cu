@@ -1,4 +1,6 @@
 #include "cu/ArithmeticLogical/arithmetic.h"
+
+#include "core/regions.h"
 #include "engine/numbers/elementary.h"
 #include "engine/tables.h"
 
@@ -43,21 +45,20 @@ struct kernel_arithmetic_siso {
   }
 };
 
-using ToFloat = Combinations<Combination<std::uint8_t, float>, Combination<std::uint16_t, float>,
-                             Combination<float, float>>;
-using Same = Combinations<Combination<std::uint8_t, std::uint8_t>,
-                          Combination<std::uint16_t, std::uint16_t>, Combination<float, float>>;
 using OnlyFloat = Combinations<Combination<float, float>>;
+using ToFloat = engine::Pairs<engine::AllElements, engine::Elements<float>>;
+using Same = engine::Alike<engine::AllElements>;
 
 /// What a live output of the functions to float is told: it may be larger than the input.
 MirlStatus fitsFloat(const MirlImage& in, const MirlImage& out) {
+  if (!out.isInitialized()) return MIRL_SUCCESS;
   if (in.channels() != out.channels()) return MIRL_MISMATCH;
   if (out.type() != MIRL_32F_C1 && out.type() != MIRL_32F_C3) return MIRL_DEPTH_NOT_SUPPORTED;
   return mismatchUnless(out.width() >= in.width() && out.height() >= in.height());
 }
 
 MirlStatus fitsSame(const MirlImage& in, const MirlImage& out) {
-  return mismatchUnless(core::sameSize(in, out) && in.type() == out.type());
+  return core::compare(out, core::like(in), {core::kSize, core::kType});
 }
 
 /// An empty output is made with the given depth, or with the input's for 0.
@@ -67,24 +68,24 @@ MirlStatus run(const Function& function, const MirlImage& in, MirlImage& out, in
                const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(in, {&out}, out, depth == 0 ? core::signedDepth(in) : depth,
-                                   stream, queue, [&] { return fits(in, out); });
-  if (ready != MIRL_SUCCESS) return ready;
+  const MirlStatus found = core::findQueue(stream, in, {&out}, queue);
+  if (found != MIRL_SUCCESS) return found;
+  const MirlStatus fitting = fits(in, out);
+  if (fitting != MIRL_SUCCESS) return fitting;
+  const MirlStatus created = core::create(*queue.device, out, core::like(in, {.depth = depth}));
+  if (created != MIRL_SUCCESS) return created;
 
-  const bool served = visitElements(Served{}, in.channels(), std::array{in.type(), out.type()},
-                                    [&]<class T, class U>(Combination<T, U>) {
-                                      const engine::View<const T> from =
-                                          engine::elementsOf<const T>(in);
-                                      engine::View<U> to = engine::elementsOf<U>(out);
-                                      to.width = from.width;
-                                      to.height = from.height;
-                                      const kernel_arithmetic_siso<T, U, Function> kernel{function};
-                                      if constexpr (std::is_same_v<U, float>) {
-                                        engine::mapFunction(queue, kernel, to, from);
-                                      } else {
-                                        engine::map(queue, kernel, to, from);
-                                      }
-                                    });
+  const bool served = engine::visitElements<1, 3>(
+      Served{}, engine::typesOf(in, out), [&]<class T, class U>(Combination<T, U>) {
+        const auto from = engine::elementsOf<const T>(in);
+        const auto to = engine::elementsOf<U>(core::Part(out)[core::allOf(in)]);
+        const kernel_arithmetic_siso<T, U, Function> kernel{function};
+        if constexpr (std::is_same_v<U, float>) {
+          engine::mapFunction(queue, kernel, to, from);
+        } else {
+          engine::map(queue, kernel, to, from);
+        }
+      });
   return mismatchUnless(served);
 }
 

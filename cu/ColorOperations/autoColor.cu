@@ -2,7 +2,7 @@
 #include <mirl/colorOperations.h>
 #include <mirl/imageStatistics.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 
 namespace mirl::colorOperations {
 namespace {
@@ -33,9 +33,8 @@ MirlStatus autoColor(const MirlImage& source, MirlImage& destination, const Mirl
   const MirlStream stream;
   runtime::Queue queue;
   const MirlStatus ready =
-      prepareSameSize(source, destination, core::signedDepth(source), 3, stream, queue);
+      core::prepare(stream, {&source}, {&destination}, core::like(source), queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   // A mean that fails leaves its zeros, which balance nothing.
   MirlScalar means;

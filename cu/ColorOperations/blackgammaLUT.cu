@@ -1,6 +1,6 @@
 #include <mirl/colorOperations.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 #include "engine/map.h"
 #include "engine/tables.h"
 #include "runtime/scratch.h"
@@ -81,19 +81,20 @@ MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination, unsign
                          unsigned short* table1, unsigned short* table2, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (table0 == nullptr || table1 == nullptr || table2 == nullptr) return MIRL_NULL_POINTER;
-  const bool creates = !destination.isInitialized();
+  const core::NewOutput isNew(destination);
+  const core::Format format = core::like(source, {.depth = source.depth()});
   runtime::Queue queue;
   const MirlStatus ready =
-      prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
+      core::prepare(stream, {&source}, {&destination}, format, queue, {core::kSize});
   if (ready != MIRL_SUCCESS) return ready;
-  if (creates) destination.setDataBits(core::significantBits(source));
+  if (isNew) destination.setDataBits(core::significantBits(source));
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   const Tables tables{{table0, table1, table2}, 1 << core::significantBits(source)};
   return source.depth() == 8 ? run8(queue, tables, source, destination)
-                             : run16(queue, tables, source, destination);
+                             : isNew.keptIf(run16(queue, tables, source, destination));
 }
 
 }  // namespace mirl::colorOperations

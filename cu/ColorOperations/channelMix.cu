@@ -1,5 +1,4 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 
 #include <array>
 
@@ -20,9 +19,6 @@ struct Limited {
 template <class T>
 using kernel_colorTwist = engine::kernel_mix<T, 3, 3, engine::Mixing{}, Limited<T>>;
 
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 }  // namespace
 
 MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* matrix,
@@ -32,17 +28,16 @@ MirlStatus channelMix(const MirlImage& source, MirlImage& destination, float* ma
   if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
   const MirlStatus ready =
-      prepareSameSize(source, destination, core::signedDepth(source), 3, stream, queue);
+      core::prepare(stream, {&source}, {&destination}, core::like(source), queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
 
   engine::MixRows<3> rows;
   for (MixRow& row : rows.row) {
     row = {{matrix[0], matrix[1], matrix[2]}, matrix[3]};
     matrix += 4;
   }
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         const auto maximum = static_cast<T>(core::greatestElement(source));
         mapColours<T>(queue, kernel_colorTwist<T>{rows, {maximum}}, source, destination);
       });

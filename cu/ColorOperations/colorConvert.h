@@ -1,8 +1,8 @@
 #pragma once
 
-// What all colour conversions share: the checks, the output, the order of the channels.
+// What all colour conversions share: the checks and the order of the channels.
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/mix.h"
@@ -12,47 +12,21 @@
 
 namespace mirl::colorOperations {
 
+using engine::Channels;
 using engine::Combination;
 using engine::Combinations;
 using engine::MixRow;
 using engine::Pixel;
 using engine::weightedSum;
 
-/// What a conversion asks of its images.
-struct Contract {
-  bool inPlace = true;
-  int sourceChannels = 3;
-  int orSourceChannels = sourceChannels;
-  int channels = 3;  ///< of a new destination
-  int depth = 0;     ///< of a new destination, signed; 0 is the source's, unsigned
-  bool comparesChannels = true;
-  bool comparesDepth = true;
-  MirlStatus wrongChannels = MIRL_MISMATCH;  ///< of a live destination
-};
-
-/// Makes all checks but that of the types, and creates an empty destination.
-inline MirlStatus prepare(const MirlImage& source, MirlImage& destination, const MirlStream& stream,
-                          const Contract& contract, runtime::Queue& queue) {
+/// The checks of a conversion from 3 channels to 3 of the same depth but that of the types. An empty
+/// destination is created, with unsigned elements.
+inline MirlStatus prepareColours(const MirlImage& source, MirlImage& destination,
+                                 const MirlStream& stream, runtime::Queue& queue) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (!contract.inPlace && &source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  if (source.channels() != contract.sourceChannels &&
-      source.channels() != contract.orSourceChannels) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-
-  if (!destination.isInitialized()) {
-    return ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                               contract.depth == 0 ? source.depth() : contract.depth,
-                               contract.channels);
-  }
-  if (contract.comparesChannels && destination.channels() != contract.channels) {
-    return contract.wrongChannels;
-  }
-  if (!core::sameSize(source, destination)) return MIRL_MISMATCH;
-  if (contract.comparesDepth && source.depth() != destination.depth()) return MIRL_MISMATCH;
-  return MIRL_SUCCESS;
+  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  return core::prepare(stream, {&source}, {&destination},
+                       core::like(source, {.depth = source.depth()}), queue);
 }
 
 /// Where the colours stand in memory.

@@ -31,51 +31,46 @@ struct kernel_gray2rgb {
   }
 };
 
-constexpr Contract kToGray = {.inPlace = false,
-                              .orSourceChannels = 4,
-                              .channels = 1,
-                              .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
-constexpr Contract kToGrayByWeights = {
-    .inPlace = false, .channels = 1, .wrongChannels = MIRL_CHANNELS_NOT_SUPPORTED};
-constexpr Contract kFromGray = {.inPlace = false, .sourceChannels = 1, .comparesChannels = false};
-
-using AllElements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-using IntegerElements = Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>;
+/// The checks but that of the types, of a source of 3 or of `orChannels` channels.
+MirlStatus prepareGray(const MirlImage& source, MirlImage& destination, int orChannels,
+                       const MirlStream& stream, runtime::Queue& queue) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  if (source.channels() != 3 && source.channels() != orChannels) return MIRL_CHANNELS_NOT_SUPPORTED;
+  return core::prepare(stream, {&source}, {&destination},
+                       core::like(source, {.depth = source.depth(), .channels = 1}), queue,
+                       {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
+}
 
 }  // namespace
 
 MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kToGray, queue);
+  const MirlStatus ready = prepareGray(source, destination, 4, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const auto run = [&]<class T, int N>() {
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
     visitOrder(source.channelSeq(), N, [&]<class Order>(Order) {
       engine::map(queue, kernel_rgb2gray<T, N>{{{inMemoryOrder<Order>(kWeights)}}},
                   engine::elementsOf<T>(destination), engine::pixelsOf<const T, N>(source));
     });
   };
-  const std::array types{source.type()};
-  const bool served =
-      engine::visitCombination(AllElements{}, 3, types,
-                               [&]<class T>(Combination<T>) { run.template operator()<T, 3>(); }) ||
-      engine::visitCombination(IntegerElements{}, 4, types,
-                               [&]<class T>(Combination<T>) { run.template operator()<T, 4>(); });
+  const bool served = engine::visitPixels<3>(engine::AllElements{}, engine::typesOf(source), run) ||
+                      engine::visitPixels<4>(engine::Integers{}, engine::typesOf(source), run);
   return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 
 MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlScalar& weights,
                     const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kToGrayByWeights, queue);
+  const MirlStatus ready = prepareGray(source, destination, 3, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   const MixRow row = {{static_cast<float>(weights[0]), static_cast<float>(weights[1]),
                        static_cast<float>(weights[2])},
                       0};
-  const bool served = engine::visitCombination(
-      AllElements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           engine::map(queue, kernel_grayscale<T>{{{inMemoryOrder<Order>(row)}}},
                       engine::elementsOf<T>(destination), engine::pixelsOf<const T, 3>(source));
@@ -85,33 +80,31 @@ MirlStatus rgb2gray(const MirlImage& source, MirlImage& destination, const MirlS
 }
 
 MirlStatus gray2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
+  if (source.channels() != 1) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, kFromGray, queue);
+  const MirlStatus ready =
+      core::prepare(stream, {&source}, {&destination},
+                    core::like(source, {.depth = source.depth(), .channels = 3}), queue,
+                    {core::kSize, core::kDepth});
   if (ready != MIRL_SUCCESS) return ready;
 
   bool served = false;
-  engine::visitCombination(
-      AllElements{}, 1, std::array{source.type()}, [&]<class T>(Combination<T>) {
-        const auto run = [&]<int N>() {
-          if (destination.type() != engine::kFirstType<T> + N - 1) return;
-          engine::map(queue, kernel_gray2rgb<T, N>{}, engine::pixelsOf<T, N>(destination),
-                      engine::elementsOf<const T>(source));
-          served = true;
-        };
-        run.template operator()<3>();
-        run.template operator()<4>();
-      });
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    if (source.type() != engine::kFirstType<T>) return;
+    engine::map(queue, kernel_gray2rgb<T, N>{}, engine::pixelsOf<T, N>(destination),
+                engine::elementsOf<const T>(source));
+    served = true;
+  };
+  engine::visitPixels<3, 4>(engine::AllElements{}, engine::typesOf(destination), run);
   return served ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED;
 }
 
 MirlStatus gray2rgb(MirlImage& image, const MirlStream& stream) {
   MirlImage made;
   const MirlStatus converted = gray2rgb(image, made, stream);
-  if (converted != MIRL_SUCCESS) return converted;
-  const MirlStatus released = image.release();
-  if (released != MIRL_SUCCESS) return released;
-  ImageAccess::steal(made, image);
-  return MIRL_SUCCESS;
+  return converted == MIRL_SUCCESS ? core::replace(image, made) : converted;
 }
 
 }  // namespace mirl::colorOperations

@@ -122,24 +122,26 @@ struct kernel_hsv2bgr {
   }
 };
 
-using PairsOfElements =
-    Combinations<Combination<std::uint8_t, std::uint8_t>, Combination<float, float>>;
+using Served = engine::Alike<engine::Elements<std::uint8_t, float>>;
 
 /// A new destination has the source's type; that of a live one is left to the dispatch.
-Contract contractOf(const MirlImage& source) {
-  return {.depth = core::signedDepth(source), .comparesDepth = false};
+MirlStatus prepareHues(const MirlImage& source, MirlImage& destination, const MirlStream& stream,
+                       runtime::Queue& queue) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
+  return core::prepare(stream, {&source}, {&destination}, core::like(source), queue,
+                       {core::kChannels, core::kSize});
 }
 
 }  // namespace
 
 MirlStatus rgb2hsv(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, contractOf(source), queue);
+  const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      PairsOfElements{}, 3, std::array{source.type(), destination.type()},
-      [&]<class T>(Combination<T, T>) {
+  const bool served = engine::visitElements<3>(
+      Served{}, engine::typesOf(source, destination), [&]<class T>(Combination<T, T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           mapColours<T>(queue, kernel_rgb2hsv<T, Order>{}, source, destination);
         });
@@ -149,15 +151,14 @@ MirlStatus rgb2hsv(const MirlImage& source, MirlImage& destination, const MirlSt
 
 MirlStatus hsv2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, contractOf(source), queue);
+  const MirlStatus ready = prepareHues(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served =
-      engine::visitCombination(PairsOfElements{}, 3, std::array{source.type(), destination.type()},
-                               [&]<class T>(Combination<T, T>) {
-                                 using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
-                                 mapColours<T>(queue, Kernel{}, source, destination);
-                               });
+  const bool served = engine::visitElements<3>(
+      Served{}, engine::typesOf(source, destination), [&]<class T>(Combination<T, T>) {
+        using Kernel = kernel_hsv2bgr<T, std::is_same_v<T, float>>;
+        mapColours<T>(queue, Kernel{}, source, destination);
+      });
   return served ? MIRL_SUCCESS : MIRL_DEPTH_NOT_SUPPORTED;
 }
 

@@ -113,17 +113,18 @@ Light lightOf8Bits() {
   return light;
 }
 
-using Elements = Combinations<Combination<std::uint8_t>, Combination<float>>;
+using Served = engine::Elements<std::uint8_t, float>;
 
 }  // namespace
 
 MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (core::isLive(source) && &source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {.inPlace = false}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served =
+      engine::visitElements<3>(Served{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         visitOrder(source.channelSeq(), 3, [&]<class Order>(Order) {
           kernel_rgb2lab<T, Order> kernel;
           if constexpr (Scale<T>::kInteger) kernel.table = lightOf8Bits();
@@ -137,11 +138,11 @@ MirlStatus rgb2Lab(const MirlImage& source, MirlImage& destination, const MirlSt
 
 MirlStatus Lab2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served =
+      engine::visitElements<3>(Served{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
           mapColours<T>(queue, kernel_lab2rgb<T, Order>{}, source, destination);
         });

@@ -41,9 +41,6 @@ Table toOrder(const Table& table) {
   return {{table.row[Order::kRed], table.row[1], table.row[Order::kBlue]}};
 }
 
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 /// A sequence of four channels as the one of three with the same order of colours.
 MirlChannelSeq withoutAlpha(MirlChannelSeq sequence) {
   if (sequence == MIRL_CHANNELSEQ_RGBA) return MIRL_CHANNELSEQ_RGB;
@@ -55,12 +52,12 @@ MirlChannelSeq withoutAlpha(MirlChannelSeq sequence) {
 
 MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
   destination.setChannelSequence(MIRL_CHANNELSEQ_RGB);
 
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         constexpr bool kFloat = std::is_same_v<T, float>;
         const MirlChannelSeq sequence =
             kFloat ? source.channelSeq() : withoutAlpha(source.channelSeq());
@@ -74,11 +71,11 @@ MirlStatus rgb2ycbcr(const MirlImage& source, MirlImage& destination, const Mirl
 
 MirlStatus ycbcr2rgb(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served = engine::visitCombination(
-      Elements{}, 3, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         const Table table = scaled(kFromYcbcr, 255.0f, kWhite<T>);
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
           mapColours<T>(queue, kernel_ycbcr<T>{toOrder<Order>(table)}, source, destination);

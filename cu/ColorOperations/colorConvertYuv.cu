@@ -97,7 +97,7 @@ template <template <class> class Kernel8, template <class> class Kernel16>
 MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlImage& ordered,
                const MirlStream& stream) {
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {}, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
@@ -119,8 +119,13 @@ MirlStatus yuv2rgb(const MirlImage& source, MirlImage& destination, const MirlSt
 }
 
 MirlStatus rgb2yuv422(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
+  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
+  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepare(source, destination, stream, {.channels = 2, .depth = 8}, queue);
+  const int depth = destination.isInitialized() ? source.depth() : 8;
+  const MirlStatus ready =
+      core::prepare(stream, {&source}, {&destination},
+                    core::like(source, {.depth = depth, .channels = 2}), queue);
   if (ready != MIRL_SUCCESS) return ready;
 
   if (source.type() != MIRL_8U_C3) return MIRL_TYPE_NOT_SUPPORTED;

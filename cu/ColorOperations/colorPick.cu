@@ -1,5 +1,4 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 #include "engine/numbers/bits.h"
 
 #include <algorithm>
@@ -40,12 +39,9 @@ int leadOf(float threshold) {
 
 MirlStatus colorPick(const MirlImage& source, MirlImage& destination, MirlColor color,
                      float threshold, const MirlStream& stream) {
-  if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus ready = prepareSameSize(source, destination, source.depth(), 3, stream, queue);
+  const MirlStatus ready = prepareColours(source, destination, stream, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
   if (source.depth() != 8) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channelSeq() != MIRL_CHANNELSEQ_BGR) return MIRL_MISMATCH;
 

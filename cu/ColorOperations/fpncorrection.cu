@@ -1,6 +1,6 @@
 #include <mirl/sensorCorrections.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/conversions.h"
@@ -51,23 +51,20 @@ MirlStatus FPNCorrection(const MirlImage& source, MirlImage& destination, const 
   }
   if (!core::sameSizeAndFormat(source, flat) || !core::sameSizeAndFormat(source, dark))
     return MIRL_MISMATCH;
-  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination))
-    return MIRL_MISMATCH;
+  const core::Format format = core::like(source, {.depth = source.depth()});
+  const MirlStatus fits = core::compare(destination, format);
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&flat, &dark, &destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created =
-      ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                          source.depth(), source.channels());
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready =
+      core::prepare(stream, {&source, &flat, &dark}, {&destination}, format, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (source.channels() != 1 && source.channels() != 3) return MIRL_CHANNELS_NOT_SUPPORTED;
   const int bits = source.depth() == 8 ? 8 : core::significantBits(source);
   const auto maxValue = static_cast<float>((1 << bits) - 1);
-  engine::visitCombination(
-      engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, 1,
-      std::array{depthAndChannelsToType(source.depth(), 1, false)}, [&]<class T>(Combination<T>) {
+  engine::visitElements<1>(
+      engine::Integers{}, engine::elementTypesOf(source), [&]<class T>(Combination<T>) {
         engine::map(queue, kernel_fpn_correction<T>{gain, maxValue},
                     engine::elementsOf<T>(destination), engine::elementsOf<const T>(source),
                     engine::elementsOf<const T>(flat), engine::elementsOf<const T>(dark));

@@ -1,6 +1,6 @@
 #include <mirl/colorOperations.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 #include "engine/numbers/conversions.h"
 #include "engine/tables.h"
 
@@ -20,10 +20,9 @@ MirlStatus gammaCorrect(const MirlImage& source, MirlImage& destination, float g
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   runtime::Queue queue;
-  const MirlStatus ready =
-      prepareSameSize(source, destination, source.depth(), source.channels(), stream, queue);
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination},
+                                         core::like(source, {.depth = source.depth()}), queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (!core::sameFormat(source, destination)) return MIRL_MISMATCH;
   if (source.type() != MIRL_8U_C1 && source.type() != MIRL_8U_C3) return MIRL_MISMATCH;
 
   const float exponent = 1.0f / gamma;

@@ -1,6 +1,6 @@
 #include <mirl/colorEnhancement.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/histogram.h"
 #include "engine/tables.h"
 #include "runtime/scratch.h"
@@ -11,23 +11,18 @@ MirlStatus histEq(const MirlImage& source, MirlImage& destination, const MirlStr
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (source.type() != MIRL_8U_C1) return MIRL_TYPE_NOT_SUPPORTED;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const bool creates = !destination.isInitialized();
-  if (!creates && !core::sameSizeAndFormat(source, destination)) return MIRL_MISMATCH;
-  // Before the output, so that a failure leaves none behind.
+  const core::NewOutput isNew(destination);
+  const MirlStatus ready =
+      core::prepare(stream, {&source}, {&destination}, core::like(source), queue);
+  if (ready != MIRL_SUCCESS) return ready;
+
   const runtime::Scratch scratch(queue, sizeof(engine::Equalisation));
-  if (!scratch.ok()) return MIRL_DEVICE_ALLOC_FAILED;
+  if (!scratch.ok()) return isNew.keptIf(MIRL_DEVICE_ALLOC_FAILED);
   auto* const equalisation = scratch.as<engine::Equalisation>();
   constexpr std::size_t kBytes = sizeof equalisation->bins;
   if (!queue.device->fillAsync({equalisation->bins, kBytes, 0, kBytes, 1}, queue.stream)) {
-    return MIRL_MEMSET_FAILED;
+    return isNew.keptIf(MIRL_MEMSET_FAILED);
   }
-  if (creates) {
-    const MirlStatus created = core::createLike(destination, source, *queue.device);
-    if (created != MIRL_SUCCESS) return created;
-  }
-
   const auto in = engine::elementsOf<const std::uint8_t>(source);
   engine::addHistogram<1>(queue, in, equalisation->bins);
   engine::equalize(queue, equalisation, std::int64_t{source.width()} * source.height());

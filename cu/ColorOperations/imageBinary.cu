@@ -1,5 +1,4 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 
 namespace mirl::colorOperations {
 namespace {
@@ -27,13 +26,13 @@ using imageBinary_8u_c3_kernel = engine::kernel_mix<
 MirlStatus imageBinary(const MirlImage& source, MirlImage& destination, float level,
                        const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && destination.channels() != 1) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
+  const core::Format gray = core::like(source, {.depth = source.depth(), .channels = 1});
+  const MirlStatus fits =
+      core::compare(destination, gray, {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus ready = prepareSameSize(source, destination, source.depth(), 1, stream, queue);
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, gray, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (source.depth() != destination.depth()) return MIRL_MISMATCH;
 
   const imageBinary_kernel_8uC1 binary{
       static_cast<Byte>(engine::truncateTo(level * 255.0f, 255.0f))};

@@ -1,6 +1,6 @@
 #include <mirl/colorOperations.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/numbers/bits.h"
 #include "engine/numbers/conversions.h"
@@ -41,25 +41,21 @@ struct kernel_log {
   }
 };
 
-using Elements =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
 }  // namespace
 
 MirlStatus logTransform(const MirlImage& source, MirlImage& destination, float scale,
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && destination.depth() != 32) return MIRL_DEPTH_NOT_SUPPORTED;
+  const core::Format real = core::like(source, {.depth = 32});
+  const MirlStatus fits =
+      core::compare(destination, real, {{core::kDepth, MIRL_DEPTH_NOT_SUPPORTED}});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus ready =
-      prepareSameSize(source, destination, 32, source.channels(), stream, queue);
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, real, queue);
   if (ready != MIRL_SUCCESS) return ready;
-  if (source.channels() != destination.channels()) return MIRL_MISMATCH;
 
-  const int channels = source.channels();
-  if (channels != 1 && channels != 3) return MIRL_DEPTH_NOT_SUPPORTED;
-  const bool served = engine::visitCombination(
-      Elements{}, channels, std::array{source.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<1, 3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
         engine::mapFunction(queue, kernel_log<T>{scale}, engine::elementsOf<float>(destination),
                             engine::elementsOf<const T>(source));
       });

@@ -1,6 +1,6 @@
 #include <mirl/colorOperations.h>
 
-#include "cu/ColorOperations/sameSize.h"
+#include "core/outputs.h"
 #include "engine/tables.h"
 
 namespace mirl::colorOperations {
@@ -30,12 +30,9 @@ MirlStatus LUT(const MirlImage& source, const MirlImage& table, MirlImage& desti
   if (!isTable(table)) return MIRL_INVALID_ARGUMENT;
   if (source.depth() != table.depth()) return MIRL_MISMATCH;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&table, &destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus ready = createOrCompareSize(source, destination, *queue.device,
-                                               core::signedDepth(source), source.channels());
+  const MirlStatus ready = core::prepare(stream, {&source, &table}, {&destination},
+                                         core::like(source), queue, {core::kSize, core::kType});
   if (ready != MIRL_SUCCESS) return ready;
-  if (source.type() != destination.type()) return MIRL_MISMATCH;
   if (source.type() != MIRL_8U_C1 && source.type() != MIRL_8U_C3) return MIRL_TYPE_NOT_SUPPORTED;
   // Its entries would change while they are read.
   if (&table == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;

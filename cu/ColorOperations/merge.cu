@@ -1,13 +1,6 @@
 #include "cu/ColorOperations/colorConvert.h"
-#include "cu/ColorOperations/sameSize.h"
 
 namespace mirl::colorOperations {
-namespace {
-
-using Elements =
-    Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
-}  // namespace
 
 MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const MirlImage& blue,
                         MirlImage& destination, const MirlStream& stream) {
@@ -19,17 +12,14 @@ MirlStatus channelMerge(const MirlImage& red, const MirlImage& green, const Mirl
     if (!core::sameSizeAndFormat(red, *other)) return MIRL_MISMATCH;
   }
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, red, {&green, &blue, &destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  if (destination.isInitialized() && destination.channels() != 3) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
-  const MirlStatus created = createOrCompareSize(red, destination, *queue.device, red.depth(), 3);
-  if (created != MIRL_SUCCESS) return created;
-  if (red.depth() != destination.depth()) return MIRL_MISMATCH;
+  const MirlStatus ready =
+      core::prepare(stream, {&red, &green, &blue}, {&destination},
+                    core::like(red, {.depth = red.depth(), .channels = 3}), queue,
+                    {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}, core::kSize, core::kDepth});
+  if (ready != MIRL_SUCCESS) return ready;
 
-  const bool served =
-      engine::visitCombination(Elements{}, 1, std::array{red.type()}, [&]<class T>(Combination<T>) {
+  const bool served = engine::visitElements<1>(
+      engine::AllElements{}, engine::typesOf(red), [&]<class T>(Combination<T>) {
         visitOrder(destination.channelSeq(), 3, [&]<class Order>(Order) {
           const engine::View<const T> planes[] = {engine::elementsOf<const T>(red),
                                                   engine::elementsOf<const T>(green),

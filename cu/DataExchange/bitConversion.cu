@@ -12,10 +12,6 @@ namespace {
 
 using engine::Combination;
 
-using Served = engine::Combinations<
-    Combination<std::uint8_t, std::uint8_t>, Combination<std::uint8_t, std::uint16_t>,
-    Combination<std::uint16_t, std::uint8_t>, Combination<std::uint16_t, std::uint16_t>>;
-
 template <class S, class D>
 struct kernel_bitConversion {
   S sourceMaximum;
@@ -27,11 +23,6 @@ struct kernel_bitConversion {
     return static_cast<D>(engine::truncateTo(engine::toFloat(value) * ratio, destinationMaximum));
   }
 };
-
-/// The unsigned type of a depth with one channel, so that signed elements are read as unsigned.
-MirlType elementType(const MirlImage& image) {
-  return depthAndChannelsToType(image.depth(), 1, false);
-}
 
 std::int64_t rowElements(const MirlImage& image) {
   return std::int64_t{image.width()} * image.channels();
@@ -64,17 +55,18 @@ MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
   const unsigned sourceMaximum = maximumOf(source.dataBits());
   const auto destinationMaximum = static_cast<float>(maximumOf(destination.dataBits()));
   const float ratio = destinationMaximum / static_cast<float>(sourceMaximum);
-  engine::visitCombination(Served{}, 1, std::array{elementType(source), elementType(destination)},
-                           [&]<class S, class D>(Combination<S, D>) {
-                             engine::View<D> out = engine::elementsOf<D>(destination);
-                             const engine::View<const S> in = engine::elementsOf<const S>(source);
-                             out.width = in.width;
-                             out.height = in.height;
-                             engine::map(queue,
-                                         kernel_bitConversion<S, D>{static_cast<S>(sourceMaximum),
-                                                                    ratio, destinationMaximum},
-                                         out, in);
-                           });
+  engine::visitElements<1>(
+      engine::Pairs<engine::Integers, engine::Integers>{},
+      engine::elementTypesOf(source, destination), [&]<class S, class D>(Combination<S, D>) {
+        engine::View<D> out = engine::elementsOf<D>(destination);
+        const engine::View<const S> in = engine::elementsOf<const S>(source);
+        out.width = in.width;
+        out.height = in.height;
+        engine::map(
+            queue,
+            kernel_bitConversion<S, D>{static_cast<S>(sourceMaximum), ratio, destinationMaximum},
+            out, in);
+      });
   return MIRL_SUCCESS;
 }
 

@@ -1,6 +1,6 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/conversions.h"
@@ -12,13 +12,6 @@ namespace mirl::dataExchange {
 namespace {
 
 using engine::Combination;
-
-/// Source, destination. All for 1 and for 3 channels.
-using Served = engine::Combinations<
-    Combination<std::uint8_t, std::uint8_t>, Combination<std::uint8_t, std::uint16_t>,
-    Combination<std::uint8_t, float>, Combination<std::uint16_t, std::uint8_t>,
-    Combination<std::uint16_t, std::uint16_t>, Combination<std::uint16_t, float>,
-    Combination<float, std::uint8_t>, Combination<float, std::uint16_t>, Combination<float, float>>;
 
 template <class S, class D>
 struct kernel_convert_scale {
@@ -35,20 +28,16 @@ struct kernel_convert_scale {
 MirlStatus convertScale(const MirlImage& source, MirlImage& destination, float scale, float shift,
                         const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() &&
-      (!core::sameSize(source, destination) || source.channels() != destination.channels())) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format, {core::kSize, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
-  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
-  const bool served = engine::visitCombination(
-      Served{}, source.channels(), std::array{source.type(), destination.type()},
-      [&]<class S, class D>(Combination<S, D>) {
+  const bool served = engine::visitElements<1, 3>(
+      engine::Pairs<engine::AllElements, engine::AllElements>{},
+      engine::typesOf(source, destination), [&]<class S, class D>(Combination<S, D>) {
         engine::map(queue, kernel_convert_scale<S, D>{scale, shift},
                     engine::elementsOf<D>(destination), engine::elementsOf<const S>(source));
       });
@@ -79,17 +68,12 @@ MirlStatus MirlImage::convertTo(MirlImage& dst, MirlType type, float scale, floa
     if (released != MIRL_SUCCESS) return released;
   }
   MirlImage made;
-  const MirlStatus status =
-      ImageAccess::create(made, *queue.device, width_, height_, depth, channels);
+  const MirlStatus status = mirl::core::create(*queue.device, made, {size(), depth, channels});
   if (status != MIRL_SUCCESS) return status;
   const MirlStatus converted = convertScale(*this, made, scale, shift, stream);
-  if (inPlace) {
-    ImageAccess::copyMetadata(*this, made);
-    const MirlStatus released = dst.release();
-    if (released != MIRL_SUCCESS) return released;
-  }
-  ImageAccess::steal(made, dst);
-  return converted;
+  if (inPlace) ImageAccess::copyMetadata(*this, made);
+  const MirlStatus replaced = mirl::core::replace(dst, made);
+  return replaced == MIRL_SUCCESS ? converted : replaced;
 }
 
 MirlStatus MirlImage::convertTo(MirlImage& dst, int depth, float scale, float shift,

@@ -1,6 +1,7 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
+#include "core/regions.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/bits.h"
@@ -8,9 +9,8 @@
 namespace mirl::dataExchange {
 namespace {
 
+using engine::Channels;
 using engine::Combination;
-using Elements =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
 template <class T, int ch>
 struct kernel_get_channel {
@@ -29,31 +29,25 @@ MirlStatus getChannel(const MirlImage& source, MirlImage& destination, int chann
                       const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (channel < 0 || channel >= source.channels()) return MIRL_INVALID_ARGUMENT;
-  if (destination.isInitialized() && destination.channels() != 1) {
-    return MIRL_CHANNELS_NOT_SUPPORTED;
-  }
+  const core::Format gray = core::like(source, {.depth = source.depth(), .channels = 1});
+  const MirlStatus single =
+      core::compare(destination, gray, {{core::kChannels, MIRL_CHANNELS_NOT_SUPPORTED}});
+  if (single != MIRL_SUCCESS) return single;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = ImageAccess::create(destination, *queue.device, source.width(),
-                                                 source.height(), source.depth(), 1);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, gray, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
-  // Rows are counted in bytes, since the destination may have elements of another size.
-  const std::size_t row = core::rowBytes(source) / static_cast<std::size_t>(source.channels());
-  const bool fits = row <= core::rowBytes(destination) && source.height() <= destination.height();
-  const auto run = [&]<int ch>() {
-    return engine::visitCombination(
-        Elements{}, ch, std::array{source.type()}, [&]<class T>(Combination<T>) {
-          if (!fits) return;
-          const engine::View<T> out{static_cast<T*>(destination.ptr()), destination.pitch(),
-                                    source.width(), source.height()};
-          engine::map(queue, kernel_get_channel<T, ch>{channel}, out,
-                      engine::pixelsOf<const T, ch>(source));
-        });
+  const MirlRect all = core::allOf(source);
+  const core::Part room = core::Part(destination).as(source.depth(), 1);
+  const bool fits = core::contains(room.size(), all);
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    if (!fits) return;
+    engine::map(queue, kernel_get_channel<T, N>{channel}, engine::elementsOf<T>(room[all]),
+                engine::pixelsOf<const T, N>(source));
   };
-  if (!run.template operator()<3>() && !run.template operator()<4>())
-    return MIRL_TYPE_NOT_SUPPORTED;
+  const bool served =
+      engine::visitPixels<3, 4>(engine::AllElements{}, engine::typesOf(source), run);
+  if (!served) return MIRL_TYPE_NOT_SUPPORTED;
   return fits ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 

@@ -1,7 +1,7 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
 #include "core/elements.h"
+#include "core/outputs.h"
 #include "engine/paint.h"
 
 #include <climits>
@@ -17,30 +17,21 @@ MirlStatus padImage(const MirlImage& source, MirlImage& destination, int top, in
   const std::int64_t height = std::int64_t{source.height()} + top + bottom;
   if (width > INT_MAX || height > INT_MAX) return MIRL_INVALID_ARGUMENT;
   const int channels = source.channels();
-  if (destination.isInitialized()) {
-    if (destination.width() != width || destination.height() != height) {
-      return MIRL_INVALID_ARGUMENT;
-    }
-    if (destination.channels() != channels || destination.depth() != source.depth()) {
-      return MIRL_MISMATCH;
-    }
-  }
+  const core::Format padded{
+      {static_cast<int>(width), static_cast<int>(height)}, source.depth(), channels};
+  const MirlStatus fits = core::compare(
+      destination, padded, {{core::kSize, MIRL_INVALID_ARGUMENT}, core::kChannels, core::kDepth});
+  if (fits != MIRL_SUCCESS) return fits;
+  const core::NewOutput isNew(destination);
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const bool isNew = !destination.isInitialized();
-  const MirlStatus created =
-      ImageAccess::create(destination, *queue.device, static_cast<int>(width),
-                          static_cast<int>(height), source.depth(), channels);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, padded, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (source.depth() != 8 && source.depth() != 16) return MIRL_DEPTH_NOT_SUPPORTED;
   if (channels != 1 && channels != 3) {
     const MirlRect all(0, 0, source.width(), source.height());
     const MirlStatus copied = source.copyTo(destination, {left, top}, all, stream);
-    if (copied != MIRL_COPY_D2D_FAILED) return MIRL_CHANNELS_NOT_SUPPORTED;
-    if (isNew) destination.release();
-    return copied;
+    return copied == MIRL_COPY_D2D_FAILED ? isNew.keptIf(copied) : MIRL_CHANNELS_NOT_SUPPORTED;
   }
   const unsigned maximum = core::maximumOf(source.depth() == 8 ? 8 : core::significantBits(source));
   engine::drawFrame(queue, {engine::bytesOf<unsigned char>(destination),

@@ -1,7 +1,7 @@
 #include <mirl/dataExchange.h>
 
-#include "core/access.h"
 #include "core/elements.h"
+#include "core/outputs.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/bits.h"
@@ -12,6 +12,7 @@
 namespace mirl::dataExchange {
 namespace {
 
+using engine::Channels;
 using engine::Combination;
 
 /// What the limits of a channel mean for whole numbers: elements up to `below` become `lower`, and
@@ -51,30 +52,24 @@ struct kernel_thresh {
 MirlStatus threshold(const MirlImage& source, MirlImage& destination, const MirlScalar& lower,
                      const MirlScalar& upper, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format);
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
-  const auto run = [&]<int N>() {
-    return engine::visitCombination(
-        engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>>{}, N,
-        std::array{source.type()}, [&]<class T>(Combination<T>) {
-          kernel_thresh<T, N> kernel;
-          for (int c = 0; c < N; ++c) {
-            kernel.channels.of[c] =
-                Limits<T>::of(static_cast<float>(lower[c]), static_cast<float>(upper[c]));
-          }
-          engine::map(queue, kernel, engine::elementsOf<T>(destination),
-                      engine::elementsOf<const T>(source));
-        });
+  const auto run = [&]<class T, int N>(Combination<T>, Channels<N>) {
+    kernel_thresh<T, N> kernel;
+    for (int c = 0; c < N; ++c) {
+      kernel.channels.of[c] =
+          Limits<T>::of(static_cast<float>(lower[c]), static_cast<float>(upper[c]));
+    }
+    engine::map(queue, kernel, engine::elementsOf<T>(destination),
+                engine::elementsOf<const T>(source));
   };
-  return run.template operator()<1>() || run.template operator()<3>() ? MIRL_SUCCESS
-                                                                      : MIRL_MISMATCH;
+  const bool served = engine::visitPixels<1, 3>(engine::Integers{}, engine::typesOf(source), run);
+  return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }
 
 }  // namespace mirl::dataExchange

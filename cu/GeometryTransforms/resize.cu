@@ -1,28 +1,14 @@
 #include <mirl/geometryTransforms.h>
 
-#include "core/access.h"
+#include "core/regions.h"
 #include "engine/dispatch.h"
 #include "engine/resample.h"
 
 namespace mirl::geometryTransforms {
 namespace {
 
+using engine::Channels;
 using engine::Combination;
-
-/// All for 1 and for 3 channels.
-using Served =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
-
-MirlStatus copy(const runtime::Queue& queue, const MirlImage& source, MirlImage& destination) {
-  const runtime::Copy job{destination.ptr(),
-                          static_cast<std::size_t>(destination.pitch()),
-                          source.ptr(),
-                          static_cast<std::size_t>(source.pitch()),
-                          core::rowBytes(source),
-                          static_cast<std::size_t>(source.height()),
-                          runtime::Direction::deviceToDevice};
-  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
-}
 
 template <class T, int C>
 MirlStatus run(const runtime::Queue& queue, const MirlImage& source, MirlImage& destination,
@@ -55,18 +41,13 @@ MirlStatus resize(const MirlImage& source, MirlImage& destination,
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
 
-  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   MirlStatus status = MIRL_TYPE_NOT_SUPPORTED;
-  engine::visitCombination(Served{}, source.channels(), std::array{source.type()},
-                           [&]<class T>(Combination<T>) {
-                             if (core::sameSize(source, destination)) {
-                               status = copy(queue, source, destination);
-                             } else if (source.channels() == 1) {
-                               status = run<T, 1>(queue, source, destination, interpolation);
-                             } else {
-                               status = run<T, 3>(queue, source, destination, interpolation);
-                             }
-                           });
+  const auto zoom = [&]<class T, int C>(Combination<T>, Channels<C>) {
+    status = core::sameSize(source, destination)
+                 ? core::copy(queue, source, destination)
+                 : run<T, C>(queue, source, destination, interpolation);
+  };
+  engine::visitPixels<1, 3>(engine::AllElements{}, engine::typesOf(source), zoom);
   return status;
 }
 

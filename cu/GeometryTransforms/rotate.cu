@@ -1,6 +1,7 @@
 #include <mirl/geometryTransforms.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
+#include "core/regions.h"
 #include "engine/dispatch.h"
 #include "engine/resample.h"
 #include "runtime/scratch.h"
@@ -12,11 +13,9 @@
 namespace mirl::geometryTransforms {
 namespace {
 
+using core::Part;
+using engine::Channels;
 using engine::Combination;
-
-/// All for 1 and for 3 channels.
-using Served =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
 /// From a destination pixel to the sample's place in the source.
 struct kernel_rotate {
@@ -83,112 +82,52 @@ struct Rotation {
   }
 };
 
-/// An image's pixels, or a rectangle of them, as memory.
-struct Part {
-  void* data;
-  std::ptrdiff_t pitch;
-  MirlSize size;
-
-  template <class Pixel>
-  engine::View<Pixel> view() const {
-    return {static_cast<Pixel*>(data), pitch, size.width, size.height};
-  }
-};
-
-Part whole(const MirlImage& image) {
-  return {image.ptr(), image.pitch(), image.size()};
-}
-
-Part partOf(const MirlImage& image, const MirlRect& rect) {
-  char* corner = static_cast<char*>(image.ptr()) + std::ptrdiff_t{rect.y} * image.pitch() +
-                 rect.x * static_cast<std::ptrdiff_t>(core::pixelBytes(image));
-  return {corner, image.pitch(), {rect.width, rect.height}};
-}
-
 bool isServed(const MirlImage& image) {
-  return (image.channels() == 1 || image.channels() == 3) &&
-         engine::visitCombination(Served{}, image.channels(), std::array{image.type()},
-                                  [](const auto&) {});
+  return engine::visitElements<1, 3>(engine::AllElements{}, engine::typesOf(image), [](auto) {});
 }
 
 /// Queues the turn of elements of a served image's type.
 void run(const runtime::Queue& queue, const kernel_rotate& map, const MirlImage& like,
          const Part& source, const Part& destination) {
-  engine::visitCombination(
-      Served{}, like.channels(), std::array{like.type()}, [&]<class T>(Combination<T>) {
-        const auto turn = [&]<int C>(std::integral_constant<int, C>) {
-          engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(
-              queue, map, NormalizedElements<T>{}, destination.view<engine::Pixel<T, C>>(),
-              source.view<const engine::Pixel<T, C>>());
-        };
-        if (like.channels() == 1) {
-          turn(std::integral_constant<int, 1>{});
-        } else {
-          turn(std::integral_constant<int, 3>{});
-        }
-      });
+  const auto turn = [&]<class T, int C>(Combination<T>, Channels<C>) {
+    engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(queue, map, NormalizedElements<T>{},
+                                                              engine::pixelsOf<T, C>(destination),
+                                                              engine::pixelsOf<const T, C>(source));
+  };
+  engine::visitPixels<1, 3>(engine::AllElements{}, engine::typesOf(like), turn);
 }
 
 bool contains(const MirlSize& size, const MirlPoint2D<int>& point) {
   return point.x >= 0 && point.x < size.width && point.y >= 0 && point.y < size.height;
 }
 
-/// Whether a rectangle has pixels and all of them are the image's.
-bool contains(const MirlImage& image, const MirlRect& rect) {
-  return rect.x >= 0 && rect.y >= 0 && rect.width > 0 && rect.height > 0 &&
-         rect.width <= image.width() - rect.x && rect.height <= image.height() - rect.y;
-}
-
-/// Queues a copy of rows.
-MirlStatus copy(const runtime::Queue& queue, const Part& from, const Part& to,
-                std::size_t rowBytes) {
-  const runtime::Copy job{to.data,
-                          static_cast<std::size_t>(to.pitch),
-                          from.data,
-                          static_cast<std::size_t>(from.pitch),
-                          rowBytes,
-                          static_cast<std::size_t>(from.size.height),
-                          runtime::Direction::deviceToDevice};
-  return queue.device->copyAsync(job, queue.stream) ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
-}
-
-/// Gives a destination what was made for it.
-MirlStatus replace(MirlImage& destination, MirlImage& made) {
-  if (destination.isInitialized()) {
-    const MirlStatus released = destination.release();
-    if (released != MIRL_SUCCESS) return released;
-  }
-  ImageAccess::steal(made, destination);
-  return MIRL_SUCCESS;
-}
-
 /// Makes a destination a copy of its source; a failure leaves it as it was.
 MirlStatus becomeCopy(const runtime::Queue& queue, const MirlImage& source,
                       MirlImage& destination) {
   MirlImage made;
-  const bool fits = destination.isInitialized() && core::sameSize(source, destination) &&
-                    source.type() == destination.type();
+  const core::Format format = core::like(source);
+  const bool fits = destination.isInitialized() &&
+                    core::compare(destination, format, {core::kSize, core::kType}) == MIRL_SUCCESS;
   if (!fits) {
-    const MirlStatus created = core::createLike(made, source, *queue.device);
+    const MirlStatus created = core::create(*queue.device, made, format);
     if (created != MIRL_SUCCESS) return created;
   }
   MirlImage& target = fits ? destination : made;
-  const MirlStatus copied = copy(queue, whole(source), whole(target), core::rowBytes(source));
+  const MirlStatus copied = core::copy(queue, source, target);
   if (copied != MIRL_SUCCESS) return copied;
   ImageAccess::copyMetadata(source, target);
-  return fits ? MIRL_SUCCESS : replace(destination, made);
+  return fits ? MIRL_SUCCESS : core::replace(destination, made);
 }
 
 /// Turns a rectangle of an image where it is.
 MirlStatus rotateInPlace(const runtime::Queue& queue, const kernel_rotate& map,
                          const MirlImage& image, const MirlRect& region) {
-  const std::size_t rowBytes = static_cast<std::size_t>(region.width) * core::pixelBytes(image);
-  const runtime::Scratch scratch(queue, rowBytes * static_cast<std::size_t>(region.height));
+  const Part part = Part(image)[region];
+  const runtime::Scratch scratch(queue, part.bytes());
   if (!scratch.ok()) return MIRL_DEVICE_ALLOC_FAILED;
-  const Part part = partOf(image, region);
-  const Part turned{scratch.data(), static_cast<std::ptrdiff_t>(rowBytes), part.size};
+  const Part turned = part.in(scratch.data());
   run(queue, map, image, part, turned);
-  return copy(queue, turned, part, rowBytes);
+  return core::copy(queue, turned, part);
 }
 
 }  // namespace
@@ -198,27 +137,24 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (!contains(source.size(), center) || !std::isfinite(angle)) return MIRL_INVALID_ARGUMENT;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  const bool live = destination.isInitialized();
-  if (live && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format, {core::kDepth, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  if (!live) {
-    const MirlStatus created =
-        ImageAccess::create(destination, *queue.device, source.width(), source.height(),
-                            core::signedDepth(source), source.channels());
-    if (created != MIRL_SUCCESS) return created;
-  }
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue, {});
+  if (ready != MIRL_SUCCESS) return ready;
 
   if (!isServed(source)) return MIRL_MISMATCH;
-  run(queue, Rotation(angle).about(center), source, whole(source), whole(destination));
+  run(queue, Rotation(angle).about(center), source, source, destination);
   return MIRL_SUCCESS;
 }
 
 MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
                   MirlPoint2D<int> center, const MirlRect& region, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
-  if (destination.isInitialized() && !core::sameFormat(source, destination)) return MIRL_MISMATCH;
+  const MirlStatus fits =
+      core::compare(destination, core::like(source), {core::kDepth, core::kChannels});
+  if (fits != MIRL_SUCCESS) return fits;
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
@@ -226,14 +162,14 @@ MirlStatus rotate(const MirlImage& source, MirlImage& destination, float angle,
   const MirlStatus copied = inPlace ? MIRL_SUCCESS : becomeCopy(queue, source, destination);
   if (copied != MIRL_SUCCESS) return copied;
 
-  if (!contains(source, region) || !contains({region.width, region.height}, center) ||
-      !std::isfinite(angle)) {
+  if (core::isEmpty(region) || !core::contains(source.size(), region) ||
+      !contains({region.width, region.height}, center) || !std::isfinite(angle)) {
     return MIRL_INVALID_ARGUMENT;
   }
   if (!isServed(source)) return MIRL_MISMATCH;
   const kernel_rotate map = Rotation(angle).about(center);
   if (inPlace) return rotateInPlace(queue, map, source, region);
-  run(queue, map, source, partOf(source, region), partOf(destination, region));
+  run(queue, map, source, Part(source)[region], Part(destination)[region]);
   return MIRL_SUCCESS;
 }
 
@@ -261,17 +197,16 @@ MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float a
 
   const MirlSize size(static_cast<int>(newWidth), static_cast<int>(newHeight));
   MirlImage made;
-  const MirlStatus created = ImageAccess::create(made, *queue.device, size.width, size.height,
-                                                 core::signedDepth(source), source.channels());
+  const MirlStatus created = core::create(*queue.device, made, core::like(source, {.size = size}));
   if (created != MIRL_SUCCESS) return created;
   const bool served = isServed(source);
   if (served) {
     const MirlPoint2D<float> center(std::trunc(width / 2.0f), std::trunc(height / 2.0f));
     const MirlPoint2D<float> offset(static_cast<float>(size.width - source.width()) / 2.0f,
                                     static_cast<float>(size.height - source.height()) / 2.0f);
-    run(queue, rotation.about(center, offset), source, whole(source), whole(made));
+    run(queue, rotation.about(center, offset), source, source, made);
   }
-  const MirlStatus replaced = replace(destination, made);
+  const MirlStatus replaced = core::replace(destination, made);
   if (replaced != MIRL_SUCCESS) return replaced;
   return served ? MIRL_SUCCESS : MIRL_MISMATCH;
 }

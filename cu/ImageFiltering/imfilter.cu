@@ -1,6 +1,7 @@
 #include <mirl/imageFiltering.h>
 
-#include "core/access.h"
+#include "core/outputs.h"
+#include "core/regions.h"
 #include "engine/correlate.h"
 #include "engine/dispatch.h"
 
@@ -12,10 +13,6 @@ namespace mirl::imageFiltering {
 namespace {
 
 using engine::Combination;
-
-/// Image types, with 1 and with 3 channels.
-using Served =
-    engine::Combinations<Combination<std::uint8_t>, Combination<std::uint16_t>, Combination<float>>;
 
 bool fitsTaps(const MirlFilter& filter) {
   return !filter.isInitialized() ||
@@ -41,79 +38,51 @@ engine::Taps tapsOf(const MirlFilter& filter, const MirlImage& image) {
   return taps;
 }
 
-/// The part of a rectangle that lies in the image, in pixels; empty as all zeros.
-engine::Window inside(const MirlRect& rect, const MirlImage& image) {
-  const auto cut = [](std::int64_t value, int extent) {
-    return static_cast<int>(std::clamp<std::int64_t>(value, 0, extent));
-  };
-  const engine::Window window{cut(rect.x, image.width()), cut(rect.y, image.height()),
-                              cut(std::int64_t{rect.x} + rect.width, image.width()),
-                              cut(std::int64_t{rect.y} + rect.height, image.height())};
-  return window.x0 < window.x1 && window.y0 < window.y1 ? window : engine::Window{0, 0, 0, 0};
-}
-
-/// Copies what lies outside a window: above it, left and right of it, below it.
-bool copyAround(const runtime::Queue& queue, const MirlImage& from, const MirlImage& to,
-                const engine::Window& window) {
-  const engine::Window parts[] = {{0, 0, from.width(), window.y0},
-                                  {0, window.y0, window.x0, window.y1},
-                                  {window.x1, window.y0, from.width(), window.y1},
-                                  {0, window.y1, from.width(), from.height()}};
-  const auto at = [](const MirlImage& image, const engine::Window& part) {
-    return static_cast<char*>(image.ptr()) + static_cast<std::ptrdiff_t>(part.y0) * image.pitch() +
-           static_cast<std::size_t>(part.x0) * core::pixelBytes(image);
-  };
-  for (const engine::Window& part : parts) {
-    if (part.x0 >= part.x1 || part.y0 >= part.y1) continue;
-    if (!queue.device->copyAsync(
-            {at(to, part), static_cast<std::size_t>(to.pitch()), at(from, part),
-             static_cast<std::size_t>(from.pitch()),
-             static_cast<std::size_t>(part.x1 - part.x0) * core::pixelBytes(from),
-             static_cast<std::size_t>(part.y1 - part.y0), runtime::Direction::deviceToDevice},
-            queue.stream)) {
-      return false;
-    }
+/// Copies what lies outside a rectangle: above it, left and right of it, below it.
+MirlStatus copyAround(const runtime::Queue& queue, const core::Part& from, const core::Part& to,
+                      const MirlRect& rect) {
+  const int right = rect.x + rect.width, bottom = rect.y + rect.height;
+  for (const MirlRect& part :
+       {MirlRect(0, 0, from.width(), rect.y), MirlRect(0, rect.y, rect.x, rect.height),
+        MirlRect(right, rect.y, from.width() - right, rect.height),
+        MirlRect(0, bottom, from.width(), from.height() - bottom)}) {
+    const MirlStatus copied = core::copy(queue, from[part], to[part]);
+    if (copied != MIRL_SUCCESS) return copied;
   }
-  return true;
+  return MIRL_SUCCESS;
 }
 
 MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter& filter,
                const MirlRect* region, bool copyOutside, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
   if (&source == &destination) return MIRL_IN_PLACE_NOT_SUPPORTED;
-  if (destination.isInitialized() && !core::sameSizeAndFormat(source, destination)) {
-    return MIRL_MISMATCH;
-  }
+  const core::Format format = core::like(source);
+  const MirlStatus fits = core::compare(destination, format);
+  if (fits != MIRL_SUCCESS) return fits;
   if (!fitsTaps(filter)) return MIRL_INVALID_ARGUMENT;
+  const core::NewOutput isNew(destination);
   runtime::Queue queue;
-  const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
-  if (found != MIRL_SUCCESS) return found;
-  const bool isNew = !destination.isInitialized();
-  const MirlStatus created = core::createLike(destination, source, *queue.device);
-  if (created != MIRL_SUCCESS) return created;
+  const MirlStatus ready = core::prepare(stream, {&source}, {&destination}, format, queue);
+  if (ready != MIRL_SUCCESS) return ready;
 
-  if (source.channels() != 1 && source.channels() != 3) return MIRL_TYPE_NOT_SUPPORTED;
   const engine::Taps taps = tapsOf(filter, source);
-  engine::Window window = region == nullptr ? engine::Window{0, 0, source.width(), source.height()}
-                                            : inside(*region, source);
+  const MirlRect all = core::allOf(source);
+  const MirlRect part = region == nullptr ? all : core::intersection(*region, all);
   const int bits = core::significantBits(source);
   const float limit = bits > 16 ? 0.0f : static_cast<float>((1u << bits) - 1u);
   MirlStatus status = MIRL_SUCCESS;
-  const bool served = engine::visitCombination(
-      Served{}, source.channels(), std::array{source.type()}, [&]<class T>(Combination<T>) {
-        const engine::Window elements{window.x0 * taps.step, window.y0, window.x1 * taps.step,
-                                      window.y1};
+  const bool served = engine::visitElements<1, 3>(
+      engine::AllElements{}, engine::typesOf(source), [&]<class T>(Combination<T>) {
+        const engine::Window elements{part.x * taps.step, part.y, (part.x + part.width) * taps.step,
+                                      part.y + part.height};
         if (!engine::correlate(queue, engine::elementsOf<T>(destination),
                                engine::elementsOf<const T>(source), taps, elements, limit)) {
           status = MIRL_DEVICE_ALLOC_FAILED;
         }
       });
   if (!served) return MIRL_TYPE_NOT_SUPPORTED;
-  if (status == MIRL_SUCCESS && copyOutside && !copyAround(queue, source, destination, window)) {
-    status = MIRL_COPY_D2D_FAILED;
-  }
-  if (status != MIRL_SUCCESS && isNew) destination.release();
-  return status;
+  if (status == MIRL_SUCCESS && copyOutside) status = copyAround(queue, source, destination, part);
+  return isNew.keptIf(status);
 }
 
 }  // namespace

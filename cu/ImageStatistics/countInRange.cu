@@ -69,7 +69,7 @@ void setBounds(double lower, double upper, std::uint32_t& least, std::uint32_t& 
 MirlStatus countInRange(const MirlImage& in, MirlScalar& counts, const MirlScalar& lower,
                         const MirlScalar& upper, const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_MISMATCH;
-  return dispatch<std::uint8_t, float>(
+  return dispatch<engine::Elements<std::uint8_t, float>>(
       in, stream, MIRL_DEPTH_NOT_SUPPORTED, [&]<class T, int C>(const runtime::Queue& queue) {
         engine::Reduction<C, kernel_countInRange<T, C>> inRange;
         for (int c = 0; c < C; ++c) {

@@ -13,7 +13,7 @@ namespace {
 /// on all devices.
 MirlStatus sumOf(const MirlImage& in, double divisor, MirlScalar& result,
                  const MirlStream& stream) {
-  return dispatch<std::uint8_t, std::uint16_t, float>(
+  return dispatch<engine::AllElements>(
       in, stream, MIRL_MISMATCH, [&]<class T, int C>(const runtime::Queue& queue) {
         engine::Reduction<C, kernel_sum<T>> sums;
         const MirlStatus status = engine::reduce(queue, engine::elementsOf<const T>(in), sums);

@@ -40,7 +40,7 @@ double deviationOf(std::uint64_t n, std::uint64_t sum, std::uint64_t squares) {
 MirlStatus meanStdDev(const MirlImage& in, MirlScalar& mean, MirlScalar& deviation,
                       const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
-  return dispatch<std::uint8_t>(
+  return dispatch<engine::Elements<std::uint8_t>>(
       in, stream, MIRL_MISMATCH, [&]<class T, int C>(const runtime::Queue& queue) {
         engine::Reduction<C, kernel_sum<T>> sums;
         engine::Reduction<C, kernel_sumOfSquares> squares;

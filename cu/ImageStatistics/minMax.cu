@@ -84,7 +84,7 @@ void storeValues(const engine::Reduction<C, R>& reduction, MirlScalar& scalar) {
 template <template <class> class Extreme>
 MirlStatus extremeOf(const MirlImage& in, MirlScalar& result, const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_IMAGE_NOT_INITIALIZED;
-  return dispatch<std::uint8_t, std::uint16_t, float>(
+  return dispatch<engine::AllElements>(
       in, stream, MIRL_MISMATCH, [&]<class T, int C>(const runtime::Queue& queue) {
         engine::Reduction<C, Extreme<T>> extreme;
         const MirlStatus status = engine::reduce(queue, engine::elementsOf<const T>(in), extreme);
@@ -106,7 +106,7 @@ MirlStatus max(const MirlImage& in, MirlScalar& result, const MirlStream& stream
 MirlStatus minMax(const MirlImage& in, MirlScalar& minimum, MirlScalar& maximum,
                   const MirlStream& stream) {
   if (!core::isLive(in)) return MIRL_MISMATCH;
-  return dispatch<std::uint8_t, std::uint16_t, float>(
+  return dispatch<engine::AllElements>(
       in, stream, MIRL_MISMATCH, [&]<class T, int C>(const runtime::Queue& queue) {
         engine::Reduction<C, kernel_min<T>> least;
         engine::Reduction<C, kernel_max<T>> greatest;

@@ -14,21 +14,19 @@
 
 namespace mirl::imageStatistics {
 
-/// Calls `run<T, C>(queue)` for a live image of 1 or 3 channels of one of the element types, and
-/// returns its status. `refused` is the status of other types.
-template <class... Elements, class Run>
+/// Calls `run<T, C>(queue)` for a live image of 1 or 3 channels of the served elements, and returns
+/// its status. `refused` is the status of other types.
+template <class Served, class Run>
 MirlStatus dispatch(const MirlImage& in, const MirlStream& stream, MirlStatus refused,
                     const Run& run) {
   runtime::Queue queue;
   const MirlStatus found = core::findQueue(stream, in, {}, queue);
   if (found != MIRL_SUCCESS) return found;
-  if (in.channels() != 1 && in.channels() != 3) return refused;
   MirlStatus status = refused;
-  engine::visitCombination(engine::Combinations<engine::Combination<Elements>...>{}, in.channels(),
-                           std::array{in.type()}, [&]<class T>(engine::Combination<T>) {
-                             status = in.channels() == 1 ? run.template operator()<T, 1>(queue)
-                                                         : run.template operator()<T, 3>(queue);
-                           });
+  const auto visit = [&]<class T, int C>(engine::Combination<T>, engine::Channels<C>) {
+    status = run.template operator()<T, C>(queue);
+  };
+  engine::visitPixels<1, 3>(Served{}, engine::typesOf(in), visit);
   return status;
 }
 

@@ -222,7 +222,7 @@ MIRL_API MirlStatus LUT(const MirlImage& source, const MirlImage& table, MirlIma
 /// Other depths are `MIRL_DEPTH_NOT_SUPPORTED`, other channels `MIRL_CHANNELS_NOT_SUPPORTED`, and
 /// only then a live destination of another depth or number of channels is `MIRL_MISMATCH`. At last
 /// `MIRL_DEVICE_ALLOC_FAILED` or `MIRL_COPY_H2D_FAILED` if 16-bit tables can't be put on the
-/// device.
+/// device, which leaves the destination as it was.
 MIRL_API MirlStatus blackGammaLUT(const MirlImage& source, MirlImage& destination,
                                   unsigned short* table0, unsigned short* table1,
                                   unsigned short* table2, const MirlStream& stream = MirlStream());
