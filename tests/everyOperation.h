@@ -116,6 +116,12 @@ inline std::vector<Operation> operations() {
   const Call corrects = [](const Inputs& in, MirlImage& out, const Stream& s) {
     return FPNCorrection(in[0], out, in[1], in[2], 99.5f, s);
   };
+  const Call derives = [](const Inputs& in, MirlImage& out, const Stream& s) {
+    MirlImage other;
+    const auto status = imageFiltering::imageGradients(in[0], out, other, MIRL_GRADIENT_SCHARR, s);
+    if (other.release() != MIRL_SUCCESS) other.release();  // one fault at a time
+    return status;
+  };
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
   const auto pads = [](float* colour) {
     return behind<int, int, int, int, const float*>(padImage, 1, 2, 3, 4, colour);
@@ -235,6 +241,18 @@ inline std::vector<Operation> operations() {
           {"imageFilter in a part", wide, wide,
            behind<Region, Filter, bool>(imageFilter, region, sobel, true), filtered,
            filters(behind<Region, Filter, bool>(imageFilter, region, tooLong, true))},
+          {"imageGradients",
+           rgb,
+           real,
+           derives,
+           {source, dead, narrow, channels, depth, mixedType},
+           toFloat},
+          {"demosaic",
+           gray,
+           rgb,
+           behind(demosaic, MIRL_BAYER_GRBG_HQ),
+           {source, dead, badChannels, narrow, depth, deepType, {kArgument, mismatch}},
+           badly(behind(demosaic, MirlBayerSeq(9)))},
           {"rgb2gray", rgb, gray, behind(rgb2gray), grays},
           {"rgb2gray with weights", rgb, gray, behind<Scalar>(rgb2gray, {0.2, 0.7, 0.1}), grays},
           {"gray2rgb", gray, rgb, behind(gray2rgb), fromGray},

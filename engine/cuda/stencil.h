@@ -90,9 +90,8 @@ void stencil(const runtime::Queue& queue, const F& f, const Out& out, const View
   using namespace stencils;
   const Shape shape = covering(out.width, out.height, {kBlockX, kBlockY}, kColumns, kRows);
   launch(queue, shape,
-         mapping::isAligned<kWordElements<T>>(out)
-             ? stencilKernel<true, Step, Border, F, Out, T>
-             : stencilKernel<false, Step, Border, F, Out, T>,
+         mapping::isAligned<kWordElements<T>>(out) ? stencilKernel<true, Step, Border, F, Out, T>
+                                                   : stencilKernel<false, Step, Border, F, Out, T>,
          f, out, in, hasAlignedRows(in));
 }
 

@@ -283,4 +283,27 @@ MIRL_API MirlStatus channelMix(const MirlImage& source, MirlImage& destination, 
 MIRL_API MirlStatus colorPick(const MirlImage& source, MirlImage& destination, MirlColor color,
                               float threshold, const MirlStream& stream = MirlStream());
 
+/// Colours from a Bayer mosaic of 1 channel, for 8 and 16 bits: always blue, green, red in memory,
+/// whatever the destination's sequence is. `sequence` names the first 2x2 cell of the mosaic.
+///
+/// The plain values: a colour that a pixel has no sample of is the mean of the two or four nearest
+/// ones; green at a red or blue sample is the mean of all four neighbours, but of only the upper and
+/// the lower one where the sample two columns to the right is less than that two to the left. The
+/// high-quality values: the linear filters over 5x5 of Malvar, He and Cutler, "High-quality linear
+/// interpolation for demosaicing of Bayer-patterned color images" (2004).
+///
+/// Beyond the image its nearest sample stands. Results are truncated, and limited to 0 to 255, or
+/// for 16 bits to 2^`dataBits` - 1, the source's; the samples of the mosaic are limited so as well.
+/// Signed elements are read as unsigned. An empty destination is created with the source's size and
+/// depth. The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_CHANNELS_NOT_SUPPORTED` for a source of other
+/// than 1 channel; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT`
+/// for a dead stream; `MIRL_CHANNELS_NOT_SUPPORTED` for a live destination of other than 3 channels,
+/// `MIRL_MISMATCH` for one of another size or depth; what `create` returns for an empty one;
+/// `MIRL_DEPTH_NOT_SUPPORTED` for other depths, and `MIRL_MISMATCH` for a sequence that is none, an
+/// empty destination having been created by then.
+MIRL_API MirlStatus demosaic(const MirlImage& source, MirlImage& destination, MirlBayerSeq sequence,
+                             const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::colorOperations

@@ -45,4 +45,28 @@ MIRL_API MirlStatus imageFilter(const MirlImage& source, MirlImage& destination,
                                 const MirlRect& region, const MirlFilter& filter, bool copyOutside,
                                 const MirlStream& stream = MirlStream());
 
+/// Two derivatives of an image, for unsigned 8-bit and float images of 1 or 3 channels, as floats;
+/// signed elements are read as unsigned or float ones.
+///
+/// `MIRL_GRADIENT_CENTRAL` gives the element to the right minus that to the left first, and the
+/// lower minus the upper one second. The others give the row above minus the row below first, and
+/// the column to the right minus that to the left second, with weights 1, 2, 1 (Sobel), 3, 10, 3
+/// (Scharr) or 1, 1, 1 (Prewitt) along it. Nothing is scaled down. Sums are in single precision: the
+/// positive row or column from its first element on, the negative one likewise, and then both.
+/// Other kernels leave the outputs as they are, or unset where they were created.
+///
+/// Beyond the image the rows of elements are continued by their nearest element, as for
+/// `imageFilter`. An empty output is created as float of the source's size and channels. The work is
+/// queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` for images or a stream of two
+/// devices and `MIRL_INVALID_ARGUMENT` for a dead stream; then for the first and the second output
+/// `MIRL_MISMATCH` if a live one differs in width, height or channels, and what `create` returns for
+/// an empty one, neither then being created; with the outputs created, `MIRL_MISMATCH` for a source
+/// that is neither 8 bits nor float and for outputs that aren't float, `MIRL_CHANNELS_NOT_SUPPORTED`
+/// for other channels, and `MIRL_IN_PLACE_NOT_SUPPORTED` if two of the images are one.
+MIRL_API MirlStatus imageGradients(const MirlImage& source, MirlImage& first, MirlImage& second,
+                                   MirlGradientKernelType kernel,
+                                   const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::imageFiltering

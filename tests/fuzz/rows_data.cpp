@@ -39,6 +39,12 @@ Rows rowsOfData() {
       row("imageFilter", of<In, Out, Filter>(imageFilter)),
       row("imageFilter part", of<In, Out, Region, Filter, bool>(imageFilter),
           {.unset = true, .changes = copyFails}),
+      row("imageGradients", imageFiltering::imageGradients,
+          {.in = {MIRL_8U_C1, MIRL_8U_C3, MIRL_32F_C1, MIRL_32F_C3},
+           .depth = 32,
+           .unset = true,
+           .changes =
+               statuses(MIRL_MISMATCH, MIRL_CHANNELS_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}),
       row("min", of<In, MirlScalar&>(imageStatistics::min)),
       row("max", of<In, MirlScalar&>(imageStatistics::max)),
       row("minMax", minMax),
