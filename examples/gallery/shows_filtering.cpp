@@ -22,6 +22,20 @@ MirlImage derivative(Stage& s, const MirlFilter& filter, float gain) {
   return s.in(MIRL_8U_C1, through(s, gray, filter), gain, 128);
 }
 
+/// One of the two, gray standing for 0.
+MirlImage gradient(Stage& s, MirlGradientKernelType kernel, bool second, float gain) {
+  const MirlImage both = s.run(
+      [&](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+        MirlImage other;
+        const MirlStatus status =
+            second ? mirl::imageFiltering::imageGradients(in, other, out, kernel, stream)
+                   : mirl::imageFiltering::imageGradients(in, out, other, kernel, stream);
+        return status;
+      },
+      s.gray);
+  return s.in(MIRL_8U_C1, both, gain, 128);
+}
+
 const Show kShows[] = {
     {kFilters, "imageFilter", "average of 9x9", "building", false,
      [](Stage& s) { return through(s, s.photo, MirlSpecialFilters::average(MirlSize(9, 9))); }},
@@ -39,6 +53,12 @@ const Show kShows[] = {
      [](Stage& s) { return derivative(s, MirlSpecialFilters::scharr(), 0.125f); }},
     {kFilters, "imageFilter", "Prewitt along x; gray is 0", "building", false,
      [](Stage& s) { return derivative(s, MirlSpecialFilters::prewitt(), 0.67f); }},
+    {kFilters, "imageGradients", "central differences, along x first; gray is 0", "building", false,
+     [](Stage& s) { return gradient(s, MIRL_GRADIENT_CENTRAL, false, 1); }},
+    {kFilters, "imageGradients", "Sobel, upward first; gray is 0", "building", false,
+     [](Stage& s) { return gradient(s, MIRL_GRADIENT_SOBEL, false, 0.5f); }},
+    {kFilters, "imageGradients", "Scharr, along x second; gray is 0", "building", false,
+     [](Stage& s) { return gradient(s, MIRL_GRADIENT_SCHARR, true, 0.125f); }},
     {kFilters, "imageFilter", "motion of 31 pixels, a filter of one row", "fruits", false,
      [](Stage& s) { return through(s, s.photo, MirlSpecialFilters::average(MirlSize(31, 1))); }},
     {kFilters, "imageFilter", "a Gaussian inside a region only", "baboon", false,

@@ -100,6 +100,28 @@ MirlImage offsets(Stage& s) {
       s, before, s.runInto(Stage::like(photo, MIRL_8U_C1), correct, before, imageOf(frame, photo)));
 }
 
+/// What a sensor behind a Bayer pattern sees of the photo, whose colours stand blue first.
+MirlImage mosaicOf(const Stage& s) {
+  const int width = s.photo.width(), height = s.photo.height();
+  Bytes seen(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  Bytes photo(3 * seen.size());
+  check(s.photo.download(photo.data(), 3 * width), "download");
+  for (std::size_t i = 0; i < seen.size(); ++i) {
+    const std::size_t x = i % static_cast<std::size_t>(width),
+                      y = i / static_cast<std::size_t>(width);
+    seen[i] = photo[3 * i + (x % 2 != y % 2 ? 1 : y % 2 == 0 ? 2 : 0)];  // red first
+  }
+  return imageOf(seen, s.photo);
+}
+
+template <MirlBayerSeq sequence>
+MirlImage fromMosaic(Stage& s) {
+  const MirlImage mosaic = mosaicOf(s);
+  return s.run([](const MirlImage& in, MirlImage& out,
+                  const MirlStream& stream) { return demosaic(in, out, sequence, stream); },
+               mosaic);
+}
+
 /// To 10-bit video and back.
 MirlImage throughVideo(Stage& s) {
   MirlImage photo, full, back;
@@ -163,6 +185,10 @@ const Show kShows[] = {
     {kSensor, "FPNCorrection", "a bad sensor's photo, and with its flat field corrected", "fruits",
      false, flatField},
     {kSensor, "fpn", "columns with offsets, and without them", "fruits", false, offsets},
+    {kSensor, "demosaic", "a Bayer mosaic of the photo as colours, plain", "building", false,
+     fromMosaic<MIRL_BAYER_RGGB>},
+    {kSensor, "demosaic", "the same in high quality", "building", false,
+     fromMosaic<MIRL_BAYER_RGGB_HQ>},
     {kSensor, "V210TOYUV444", "to 10-bit video and back: what got lost, x 10", "baboon", false,
      throughVideo},
     {kSensor, "borderMask", "a mask of four widths over the photo", "fruits", false, mask},
