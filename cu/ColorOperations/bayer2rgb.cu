@@ -20,90 +20,89 @@ struct RedSite {
   int y;
 };
 
-/// Weighted sums are whole numbers that 16 bits hold for bytes.
-template <class T>
-using Sum = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
-
-/// The colours that a pixel's neighbours tell: green at a red or blue sample and there the colour
-/// diagonal to it, and at a green one the colours beside and above it.
-template <class T>
+/// The colours that a pixel's neighbours tell, as sums: green at a red or blue sample and there the
+/// colour diagonal to it, and at a green one the colours beside and above it.
+template <class Sum>
 struct Guess {
-  Sum<T> green, diagonal, beside, above;
+  Sum green, diagonal, beside, above;
 };
 
 /// Means of the nearest samples, of green without those beside where it falls to the right.
 template <class T>
 struct Bilinear {
   static constexpr engine::Halo halo{.across = 2, .down = 1};
+  using Sum = T;
+  static constexpr int kBits = 0;
 
   template <class Neighbours>
-  MIRL_HD static Guess<T> guess(const Neighbours& n) {
-    const auto beside = static_cast<Sum<T>>(n(-1, 0) + n(1, 0));
-    const auto above = static_cast<Sum<T>>(n(0, -1) + n(0, 1));
-    const auto diagonal = static_cast<Sum<T>>(n(-1, -1) + n(1, -1) + n(-1, 1) + n(1, 1));
-    const auto halfAbove = static_cast<Sum<T>>(above >> 1);
-    const auto cross = static_cast<Sum<T>>((beside + above) >> 2);
-    return {n(2, 0) >= n(-2, 0) ? cross : halfAbove, static_cast<Sum<T>>(diagonal >> 2),
-            static_cast<Sum<T>>(beside >> 1), halfAbove};
+  MIRL_HD static Guess<Sum> guess(const Neighbours& n) {
+    const T above = engine::meanOf(n(0, -1), n(0, 1));
+    const T cross = engine::meanOf(n(-1, 0), n(1, 0), n(0, -1), n(0, 1));
+    return {select(n(2, 0) < n(-2, 0), above, cross),
+            engine::meanOf(n(-1, -1), n(1, -1), n(-1, 1), n(1, 1)),
+            engine::meanOf(n(-1, 0), n(1, 0)), above};
   }
 };
 
 /// Malvar, He, Cutler, "High-quality linear interpolation for demosaicing of Bayer-patterned color
-/// images" (2004): the nearest samples corrected by how the pixel's own colour bends. A sum below 0
-/// means 0.
+/// images" (2004): the nearest samples corrected by how the pixel's own colour bends, times 16.
 template <class T>
 struct HighQuality {
   static constexpr engine::Halo halo{.across = 2, .down = 2};
+  using Sum = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
+  static constexpr int kBits = 4;
 
   template <class Neighbours>
-  MIRL_HD static Guess<T> guess(const Neighbours& n) {
-    const auto beside = static_cast<Sum<T>>(n(-1, 0) + n(1, 0));
-    const auto above = static_cast<Sum<T>>(n(0, -1) + n(0, 1));
-    const auto farBeside = static_cast<Sum<T>>(n(-2, 0) + n(2, 0));
-    const auto farAbove = static_cast<Sum<T>>(n(0, -2) + n(0, 2));
-    const auto diagonal = static_cast<Sum<T>>(n(-1, -1) + n(1, -1) + n(-1, 1) + n(1, 1));
-    const auto far = static_cast<Sum<T>>(farBeside + farAbove);
-    const auto own = static_cast<Sum<T>>(n(0, 0));
-    return {scaled<3>(2 * (beside + above) + 4 * own - far),
-            scaled<4>(4 * diagonal + 12 * own - 3 * far),
-            scaled<4>(8 * beside + 10 * own - 2 * diagonal - 2 * farBeside + farAbove),
-            scaled<4>(8 * above + 10 * own - 2 * diagonal - 2 * farAbove + farBeside)};
-  }
-
- private:
-  template <int bits>
-  MIRL_HD static Sum<T> scaled(int sum) {
-    const auto number = static_cast<Sum<T>>(sum);
-    return static_cast<Sum<T>>((number > 0 ? number : 0) >> bits);
+  MIRL_HD static Guess<Sum> guess(const Neighbours& n) {
+    const auto beside = static_cast<Sum>(n(-1, 0) + n(1, 0));
+    const auto above = static_cast<Sum>(n(0, -1) + n(0, 1));
+    const auto farBeside = static_cast<Sum>(n(-2, 0) + n(2, 0));
+    const auto farAbove = static_cast<Sum>(n(0, -2) + n(0, 2));
+    const auto diagonal = static_cast<Sum>(n(-1, -1) + n(1, -1) + n(-1, 1) + n(1, 1));
+    const auto far = static_cast<Sum>(farBeside + farAbove);
+    const auto own = static_cast<Sum>(n(0, 0));
+    const auto atGreen = static_cast<Sum>(10 * own - 2 * diagonal);
+    return {static_cast<Sum>(4 * (beside + above) + 8 * own - 2 * far),
+            static_cast<Sum>(4 * diagonal + 12 * own - 3 * far),
+            static_cast<Sum>(atGreen + 8 * beside - 2 * farBeside + farAbove),
+            static_cast<Sum>(atGreen + 8 * above - 2 * farAbove + farBeside)};
   }
 };
 
-/// Blue, green and red. What comes out above `maximum` is limited to it, samples of the mosaic too.
+/// Blue, green and red. A sum below 0 means 0; what comes out above `maximum` is limited to it, and
+/// so are samples of the mosaic.
 template <class T, template <class> class Method>
 struct kernel_bayer2rgb {
   static constexpr engine::Asks asks{.place = true};
   static constexpr engine::Halo halo = Method<T>::halo;
+  using Sum = typename Method<T>::Sum;
+  using Bits = std::make_unsigned_t<Sum>;
 
   RedSite red;
   T maximum;
 
   template <class Neighbours>
   MIRL_HD Pixel<T, 3> operator()(engine::Place at, const Neighbours& n) const {
-    const Guess<T> guess = Method<T>::guess(n);
-    const T own = limited(static_cast<Sum<T>>(n(0, 0)));
+    const Guess<Sum> guess = Method<T>::guess(n);
+    const auto own = static_cast<Sum>(n(0, 0) << Method<T>::kBits);
     const bool inRedRow = ((at.y ^ red.y) & 1) == 0;
-    const bool isGreen = ((static_cast<T>(at.x) ^ (at.y ^ red.x ^ red.y)) & 1) != 0;
+    const auto first = static_cast<Bits>(at.y ^ red.x ^ red.y);
+    const bool isGreen = static_cast<Bits>((static_cast<Bits>(at.x) ^ first) & 1) != 0;
     // The colour whose samples are in this row, and that of the rows above and below.
-    const T colour = select(isGreen, limited(guess.beside), own);
-    const T other = select(isGreen, limited(guess.above), limited(guess.diagonal));
-    return {select(inRedRow, other, colour), select(isGreen, own, limited(guess.green)),
+    const T colour = valueOf(isGreen, guess.beside, own);
+    const T other = valueOf(isGreen, guess.above, guess.diagonal);
+    return {select(inRedRow, other, colour), valueOf(isGreen, own, guess.green),
             select(inRedRow, colour, other)};
   }
 
  private:
-  MIRL_HD T limited(Sum<T> value) const {
-    return static_cast<T>(value < static_cast<Sum<T>>(maximum) ? value
-                                                               : static_cast<Sum<T>>(maximum));
+  MIRL_HD T valueOf(bool isFirst, Sum first, Sum second) const {
+    const auto sum =
+        static_cast<Sum>(select(isFirst, static_cast<Bits>(first), static_cast<Bits>(second)));
+    const Sum positive = sum > 0 ? sum : Sum{0};
+    const auto value = static_cast<Bits>(static_cast<Bits>(positive) >> Method<T>::kBits);
+    const Bits limit = maximum;
+    return static_cast<T>(value < limit ? value : limit);
   }
 };
 

@@ -49,63 +49,61 @@ class StencilRows {
   static constexpr int kAcross = F::halo.across * Step;
   static constexpr std::ptrdiff_t kPiece = pieceFor<F, ItemOf<Out>, T>();
   using AllLines = Lines<T, Step, kDown>;
+  using At = Cursor<ItemOf<Out>>;
 
  public:
   StencilRows(const F& f, bool pastCaches, const Out& out, const View<const T>& in)
       : f_(f), out_(out), in_(in), output_(pastCaches) {}
 
   void row(int y) {
-    const std::ptrdiff_t width = out_.width;
-    const std::ptrdiff_t left = std::min<std::ptrdiff_t>(kAcross, width);
-    const std::ptrdiff_t right = std::max<std::ptrdiff_t>(in_.width - kAcross, left);
-    edge(y, 0, left);
-    AllLines lines;
-    for (int j = -kDown; j <= kDown; ++j) {
-      const std::int64_t at = Border::template limit<1>(std::int64_t{y} + j, in_.height);
-      lines.line[j + kDown] = at < 0 ? nullptr : addressIn(in_, static_cast<int>(at), 0);
+    for (int j = 0; j <= 2 * kDown; ++j) {
+      const std::int64_t at = Border::template limit<1>(std::int64_t{y} + j - kDown, in_.height);
+      row_[j] = at < 0 ? nullptr : addressIn(in_, static_cast<int>(at), 0);
     }
-    const std::ptrdiff_t end = std::min(right, width);
-    for (std::ptrdiff_t x = left; x < end; x += kPiece) {
-      const std::ptrdiff_t count = std::min(kPiece, end - x);
-      AllLines here = lines;
-      for (int j = 0; j <= 2 * kDown; ++j) {
-        here.line[j] = here.line[j] == nullptr ? zeros() : here.line[j] + x * kBytes;
-      }
-      piece(y, x, count, here);
-    }
-    for (std::ptrdiff_t x = std::max(left, end); x < width; x += kEdge) {
-      edge(y, x, std::min(kEdge, width - x));
+    for (std::ptrdiff_t x = 0; x < out_.width; x += kPiece) {
+      const std::ptrdiff_t count = std::min<std::ptrdiff_t>(kPiece, out_.width - x);
+      const auto to = addressIn(out_, y, x);
+      const auto at = output_.open(to);
+      const At cursor = output_.cursor(at);
+      piece(cursor, y, x, x + count);
+      output_.join(cursor, at, count);
+      output_.close(to, count);
     }
   }
 
  private:
   static constexpr std::ptrdiff_t kBytes = sizeof(T);
-  static constexpr std::ptrdiff_t kEdge = std::max(kAcross, 1);
 
-  /// Elements whose neighbours are not all there, from copies of their lines.
-  void edge(int y, std::ptrdiff_t x, std::ptrdiff_t count) {
-    if (count < 1) return;
-    T copies[2 * kDown + 1][3 * kEdge];
+  /// Items `begin` to `end` of a row, from lines where they are or, at the ends of the row, from
+  /// copies that go on beyond them.
+  void piece(const At& cursor, int y, std::ptrdiff_t begin, std::ptrdiff_t end) {
+    const bool inside = begin >= kAcross && end + kAcross <= in_.width;
     AllLines lines;
     for (int j = 0; j <= 2 * kDown; ++j) {
-      const std::int64_t row = Border::template limit<1>(std::int64_t{y} + j - kDown, in_.height);
-      for (std::ptrdiff_t i = 0; i < count + 2 * kAcross; ++i) {
-        const std::int64_t column = Border::template limit<Step>(x + i - kAcross, in_.width);
-        const Cursor<T> from{row < 0 ? nullptr : addressIn(in_, static_cast<int>(row), 0)};
-        copies[j][i] = row < 0 || column < 0 ? T{} : from.get(column);
+      if (row_[j] == nullptr) {
+        lines.line[j] = zeros();
+      } else if (inside) {
+        lines.line[j] = row_[j] + begin * kBytes;
+      } else {
+        copyLine(row_[j], begin - kAcross, end + kAcross, copies_[j]);
+        lines.line[j] = reinterpret_cast<const char*>(copies_[j] + kAcross);
       }
-      lines.line[j] = reinterpret_cast<const char*>(copies[j] + kAcross);
     }
-    piece(y, x, count, lines);
+    stencilPiece(f_, {static_cast<int>(begin), y}, static_cast<int>(end - begin), cursor, lines);
   }
 
-  void piece(int y, std::ptrdiff_t x, std::ptrdiff_t count, const AllLines& lines) {
-    const auto to = addressIn(out_, y, x);
-    const auto at = output_.open(to);
-    const auto cursor = output_.cursor(at);
-    stencilPiece(f_, {static_cast<int>(x), y}, static_cast<int>(count), cursor, lines);
-    output_.join(cursor, at, count);
-    output_.close(to, count);
+  /// Elements `begin` to `end` of a row, which may lie outside of it.
+  void copyLine(const char* row, std::ptrdiff_t begin, std::ptrdiff_t end, T* to) const {
+    const std::ptrdiff_t first = std::clamp<std::ptrdiff_t>(0, begin, end);
+    const std::ptrdiff_t last = std::clamp<std::ptrdiff_t>(in_.width, first, end);
+    const auto outside = [&](std::ptrdiff_t x) {
+      const std::int64_t column = Border::template limit<Step>(x, in_.width);
+      to[x - begin] = column < 0 ? T{} : Cursor<T>{const_cast<char*>(row)}.get(column);
+    };
+    for (std::ptrdiff_t x = begin; x < first; ++x) outside(x);
+    std::memcpy(to + (first - begin), row + first * kBytes,
+                static_cast<std::size_t>((last - first) * kBytes));
+    for (std::ptrdiff_t x = last; x < end; ++x) outside(x);
   }
 
   static const char* zeros() {
@@ -116,6 +114,8 @@ class StencilRows {
   const F& f_;
   const Out& out_;
   const View<const T>& in_;
+  const char* row_[2 * kDown + 1];  ///< null where there is none
+  T copies_[2 * kDown + 1][kPiece + 2 * kAcross];
   Output<Out, kPiece> output_;
 };
 

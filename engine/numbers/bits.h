@@ -41,4 +41,27 @@ MIRL_HD T select(bool chosen, T a, T b) {
 #endif
 }
 
+/// (a + b) / 2 of 8-bit or 16-bit integers, truncated.
+template <class T>
+MIRL_HD T meanOf(T a, T b) {
+#if MIRL_DEVICE_PASS
+  return static_cast<T>((static_cast<unsigned>(a) + b) >> 1);
+#else
+  // Processors have an instruction for means that are rounded up, which doesn't leave the type.
+  const auto up = static_cast<T>((a + b + 1) >> 1);
+  return static_cast<T>(up - static_cast<T>((a ^ b) & 1));
+#endif
+}
+/// (a + b + c + d) / 4 likewise.
+template <class T>
+MIRL_HD T meanOf(T a, T b, T c, T d) {
+#if MIRL_DEVICE_PASS
+  return static_cast<T>((static_cast<unsigned>(a) + b + c + d) >> 2);
+#else
+  const T ab = meanOf(a, b), cd = meanOf(c, d);
+  const auto rest = static_cast<T>((a ^ b) & (c ^ d) & (ab ^ cd) & 1);
+  return static_cast<T>(meanOf(ab, cd) + rest);
+#endif
+}
+
 }  // namespace mirl::engine
