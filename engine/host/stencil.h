@@ -24,7 +24,8 @@ struct Lines {
     const Lines& lines;
     std::ptrdiff_t at;
 
-    T operator()(int dx, int dy) const {
+    /// Of the host, but what calls it is of all devices.
+    MIRL_HD T operator()(int dx, int dy) const {
       T element;
       std::memcpy(&element, lines.line[dy + Down] + (at + dx * Step) * std::ptrdiff_t{sizeof(T)},
                   sizeof element);
