@@ -18,8 +18,10 @@
 #include <cstdint>
 
 #if MIRL_KERNELS
+#include "engine/borders.h"
 #include "engine/cuda/launch.h"
 #include "engine/cuda/shared.h"
+#include "engine/cuda/tile.h"
 #include "engine/cuda/words.h"
 #endif
 
@@ -107,28 +109,35 @@ __device__ void writeSum(const View<T>& out, std::int64_t x, std::int64_t y, flo
   storeBytes(reinterpret_cast<T*>(row) + x, fromSum<T>(sum, limit));
 }
 
+/// Floats of a row of the tile: whole words of elements, with room for those before the first one.
+template <class T>
+MIRL_HD int tilePitch(int width, int step) {
+  constexpr int kWord = cuda::kWordElements<T>;
+  return (kTileX + (width - 1) * step + 2 * (kWord - 1)) / kWord * kWord;
+}
+
 /// Width and Height are the filter's, or 0 for any.
 template <class T, int Width, int Height>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
     tileKernel(const View<T> out, const View<const T> in, const __grid_constant__ Taps taps,
-               const Window window, float limit) {
-  MIRL_DYNAMIC_SHARED(float, tile);
+               const Window window, float limit, bool aligned) {
+  MIRL_DYNAMIC_SHARED(float, staged);
   const int width = Width == 0 ? taps.width : Width;
   const int height = Height == 0 ? taps.height : Height;
-  const int stagedX = kTileX + (width - 1) * taps.step;
+  const int stagedX = tilePitch<T>(width, taps.step);
   const int stagedY = kTileY + height - 1;
   const int tx = static_cast<int>(threadIdx.x);
   const int ty = static_cast<int>(threadIdx.y);
   const std::int64_t left = window.x0 + std::int64_t{blockIdx.x} * kTileX;
-  const Run columns(left + taps.originX, in.width);
+  // Words begin at multiples of their elements, before the first one that is wanted.
+  const std::int64_t first = left + taps.originX;
+  const int before = static_cast<int>(first & (cuda::kWordElements<T> - 1));
+  const auto tile = staged + before;
   for (std::int64_t top = window.y0 + std::int64_t{blockIdx.y} * kTileY; top < window.y1;
        top += std::int64_t{gridDim.y} * kTileY) {
-    const Run rows(top + taps.originY, in.height);
-    for (int y = ty; y < stagedY; y += kBlockY) {
-      for (int x = tx; x < stagedX; x += kBlockX) {
-        tile[y * stagedX + x] = readAt(in, columns.at(x), rows.at(y));
-      }
-    }
+    cuda::stage<NearestElement, 1>(staged, stagedX, stagedX, stagedY, in, first - before,
+                                   top + taps.originY, aligned,
+                                   [](T element) { return toFloat(element); });
     __syncthreads();
 
     float sum[kColumns][kRows] = {};
@@ -193,7 +202,7 @@ void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>&
   constexpr cuda::Threads kThreads{kBlockX, kBlockY};
   const std::int64_t columns = std::int64_t{window.x1} - window.x0;
   const std::int64_t rows = std::int64_t{window.y1} - window.y0;
-  const std::size_t staged = static_cast<std::size_t>(kTileX + (taps.width - 1) * taps.step) *
+  const std::size_t staged = static_cast<std::size_t>(tilePitch<T>(taps.width, taps.step)) *
                              static_cast<std::size_t>(kTileY + taps.height - 1) * sizeof(float);
   if (staged > kSharedBytes) {
     cuda::launch(queue, cuda::covering(columns, rows, kThreads), plainKernel<T>, out, in, taps,
@@ -207,7 +216,7 @@ void onGpu(const runtime::Queue& queue, const View<T>& out, const View<const T>&
                                                   : tileKernel<T, 0, 0>;
   cuda::Shape shape = cuda::covering(columns, rows, kThreads, kColumns, kRows);
   shape.sharedBytes = staged;
-  cuda::launch(queue, shape, kernel, out, in, taps, window, limit);
+  cuda::launch(queue, shape, kernel, out, in, taps, window, limit, cuda::hasAlignedRows(in));
 }
 
 #endif

@@ -48,7 +48,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   const std::int64_t left = std::int64_t{blockIdx.x} * kTileX;
   for (std::int64_t top = std::int64_t{blockIdx.y} * kTileY; top < out.height;
        top += std::int64_t{gridDim.y} * kTileY) {
-    stage<Border, Step>(tile, kPitch, kPitch, kStaged, in, left - kMargin, top - kDown, aligned);
+    stage<Border, Step>(tile, kPitch, kPitch, kStaged, in, left - kMargin, top - kDown, aligned,
+                        [](T element) { return element; });
     __syncthreads();
 #pragma unroll
     for (int r = 0; r < kRows; ++r) {
