@@ -122,6 +122,8 @@ inline std::vector<Operation> operations() {
     if (other.release() != MIRL_SUCCESS) other.release();  // one fault at a time
     return status;
   };
+  static double matrix[3][3] = {{0.9, 0.2, 1}, {-0.3, 1.1, 0.5}, {1e-3, 2e-3, 1}};
+  using Matrix = double(*)[3];
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
   const auto pads = [](float* colour) {
     return behind<int, int, int, int, const float*>(padImage, 1, 2, 3, 4, colour);
@@ -145,6 +147,7 @@ inline std::vector<Operation> operations() {
                bits = {source, deepType, badDepth, narrow, channels, dead},
                zoomed = {source, channels, depth, dead, type, {kArgument, MIRL_NPP_FAILED}},
                turned = {source, argument, channels, depth, dead, mixedType},
+               warped = {source, pointer, channels, depth, dead, mixedType},
                partTurned = {source, channels, depth, dead},
                filtered = {source, narrow, channels, depth, argument, dead, type},
                grays = {source, dead, badChannels, narrow, depth, mixedType},
@@ -236,6 +239,14 @@ inline std::vector<Operation> operations() {
            behind(rotateNoCrop, 20.0f),
            {source, argument, dead},
            badly(behind(rotateNoCrop, -INFINITY))},
+          {"warpAffine", rgb, rgb, behind<Matrix>(warpAffine, matrix), warped,
+           badly(behind<Matrix>(warpAffine, nullptr))},
+          {"warpAffineBack", wide, wide, behind<Matrix>(warpAffineBack, matrix), warped,
+           badly(behind<Matrix>(warpAffineBack, nullptr))},
+          {"warpPerspective", real, real, behind<Matrix>(warpPerspective, matrix), warped,
+           badly(behind<Matrix>(warpPerspective, nullptr))},
+          {"warpPerspectiveBack", gray, gray, behind<Matrix>(warpPerspectiveBack, matrix), warped,
+           badly(behind<Matrix>(warpPerspectiveBack, nullptr))},
           {"imageFilter", rgb, rgb, behind<Filter>(imageFilter, sobel), filtered,
            filters(behind<Filter>(imageFilter, tooLong))},
           {"imageFilter in a part", wide, wide,

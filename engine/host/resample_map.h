@@ -49,8 +49,10 @@ void locate(const Map map, int x, int y, BlockPositions& at) {
 enum class Cover { inside, outside, mixed };
 
 /// How the taps of a block lie on a source of that size.
-template <class Sampler>
+template <class Sampler, class Border>
 Cover coverOf(const BlockPositions& at, int width, int height) {
+  // How far outside a first tap may lie for its pixel to have a value.
+  constexpr int kReach = Border::kReachesAll ? Sampler::kTaps - 1 : 0;
   // As unsigned numbers the indices before the first one are the greatest.
   unsigned greatestX = 0, greatestY = 0;
   unsigned leastX = ~0u, leastY = ~0u;
@@ -59,15 +61,15 @@ Cover coverOf(const BlockPositions& at, int width, int height) {
     const auto firstY = static_cast<unsigned>(at.y[i] + Sampler::kFirst);
     greatestX = std::max(greatestX, firstX);
     greatestY = std::max(greatestY, firstY);
-    leastX = std::min(leastX, firstX + (Sampler::kTaps - 1));
-    leastY = std::min(leastY, firstY + (Sampler::kTaps - 1));
+    leastX = std::min(leastX, firstX + kReach);
+    leastY = std::min(leastY, firstY + kReach);
   }
   // The first tap's range for all taps to be inside, and the last tap's for any of them to be.
   const std::int64_t insideX = std::int64_t{width} - (Sampler::kTaps - 1);
   const std::int64_t insideY = std::int64_t{height} - (Sampler::kTaps - 1);
   if (greatestX < insideX && greatestY < insideY) return Cover::inside;
-  const std::int64_t touchX = std::int64_t{width} + (Sampler::kTaps - 1);
-  const std::int64_t touchY = std::int64_t{height} + (Sampler::kTaps - 1);
+  const std::int64_t touchX = std::int64_t{width} + kReach;
+  const std::int64_t touchY = std::int64_t{height} + kReach;
   if (leastX >= touchX || leastY >= touchY) return Cover::outside;
   return Cover::mixed;
 }
@@ -242,8 +244,8 @@ void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
 template <class Sampler, class Border, class Codec, class T, int C>
 void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
                  char* out) {
-  const Cover cover = coverOf<Sampler>(at, in.width, in.height);
-  if (std::is_same_v<Border, ZeroBorder> && cover == Cover::outside) {
+  const Cover cover = coverOf<Sampler, Border>(at, in.width, in.height);
+  if ((Border::kHasNone || !Border::kReachesAll) && cover == Cover::outside) {
     Pixel<T, C> zero;
     for (T& element : zero.v) element = codec.store(0.0f);
     for (int i = 0; i < kBlock; ++i) storeItem(out, i, zero);
@@ -257,6 +259,12 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const 
     blendRun(codec, at, in, out);
   } else {
     blendGathered<Border>(codec, at, cover, in, out);
+  }
+  if (Border::kReachesAll || cover != Cover::mixed) return;
+  for (int i = 0; i < kBlock; ++i) {
+    const Position across{at.x[i], at.acrossFraction[i]};
+    const Position down{at.y[i], at.downFraction[i]};
+    if (!reaches<Border>(in, across, down)) storeItem(out, i, Pixel<T, C>{});
   }
 }
 
