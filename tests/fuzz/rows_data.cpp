@@ -21,6 +21,7 @@ Rows rowsOfData() {
   using imageFiltering::imageFilter;
   const Traits served{}, bytes{.in = {MIRL_8U_C1, MIRL_8U_C3}}, live{.live = true};
   const Types many = {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3, MIRL_32F_C4};
+  const Traits warped{.changes = statuses(MIRL_NPP_FAILED), .also = statuses(MIRL_NPP_FAILED)};
   const std::uint64_t copyFails = statuses(MIRL_COPY_D2D_FAILED);
   return {
       row("convertScale", convertScale),
@@ -36,6 +37,10 @@ Rows rowsOfData() {
       row("rotate part", of<In, Out, float, Point, Region>(rotate),
           {.loose = true, .changes = statuses(MIRL_MISMATCH, MIRL_INVALID_ARGUMENT)}),
       row("rotateNoCrop", rotateNoCrop, {.loose = true, .changes = statuses(MIRL_MISMATCH)}),
+      row("warpAffine", warpAffine, warped),
+      row("warpAffineBack", warpAffineBack, warped),
+      row("warpPerspective", warpPerspective, warped),
+      row("warpPerspectiveBack", warpPerspectiveBack, warped),
       row("imageFilter", of<In, Out, Filter>(imageFilter)),
       row("imageFilter part", of<In, Out, Region, Filter, bool>(imageFilter),
           {.unset = true, .changes = copyFails}),
