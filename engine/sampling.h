@@ -78,14 +78,18 @@ MIRL_HD inline Position positionOf(float coordinate) {
 
 /// The position of a fine coordinate; all those that no image reaches, NaN too, count as -1.
 MIRL_HD inline Position positionOf(double coordinate) {
+  constexpr double kLast = 2147483646.0;  // the greatest index that an image may have
+#if MIRL_DEVICE_PASS
+  const double limited = coordinate >= 0.0 && coordinate <= kLast ? coordinate : -1.0;
+#else
   // Arithmetic on integers is what becomes vector code: the sign is set of numbers below 0 and of
-  // the distance to the greatest index of any image. + 0 makes 0 of -0.
-  constexpr auto kLast = std::bit_cast<std::uint64_t>(2147483646.0);
-  constexpr auto kOutside = std::bit_cast<std::uint64_t>(-1.0);
+  // the distance to the greatest one. + 0 makes 0 of -0.
   const auto bits = std::bit_cast<std::uint64_t>(coordinate + 0.0);
-  const auto beyond =
-      static_cast<std::uint64_t>(static_cast<std::int64_t>(bits | (kLast - bits)) >> 63);
-  const auto limited = std::bit_cast<double>((bits & ~beyond) | (kOutside & beyond));
+  const std::uint64_t signs = bits | (std::bit_cast<std::uint64_t>(kLast) - bits);
+  const auto beyond = static_cast<std::uint64_t>(static_cast<std::int64_t>(signs) >> 63);
+  const auto limited =
+      std::bit_cast<double>((bits & ~beyond) | (std::bit_cast<std::uint64_t>(-1.0) & beyond));
+#endif
   const int index = static_cast<int>(limited);
   return {index, static_cast<float>(limited - static_cast<double>(index))};
 }

@@ -275,11 +275,12 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const 
   } else {
     blendGathered<Border>(codec, at, box, cover, in, out);
   }
-  if (Border::kReachesAll || cover != Cover::mixed) return;
-  for (int i = 0; i < kBlock; ++i) {
-    const Position across{at.x[i], at.acrossFraction[i]};
-    const Position down{at.y[i], at.downFraction[i]};
-    if (!reaches<Border>(in, across, down)) storeItem(out, i, Pixel<T, C>{});
+  if constexpr (!Border::kReachesAll) {
+    for (int i = 0; cover == Cover::mixed && i < kBlock; ++i) {
+      const Position across{at.x[i], at.acrossFraction[i]};
+      const Position down{at.y[i], at.downFraction[i]};
+      if (!reaches<Border>(in, across, down)) storeItem(out, i, Pixel<T, C>{});
+    }
   }
 }
 
