@@ -156,6 +156,21 @@ __device__ void storeOne(const Planar<T, C>& view, unsigned x, unsigned y,
   for (int c = 0; c < C; ++c) storeBytes(rowOf(view.plane[c], y) + x, planeOf<T>(item, c));
 }
 
+/// Those of N items from column x on that the view has room for; all of them as words if `Wide`.
+template <bool Wide, class Out, int N>
+__device__ void storeSome(const Out& out, unsigned x, unsigned y,
+                          const Items<ItemOf<Out>, N>& items) {
+  const auto width = static_cast<unsigned>(out.width);
+  if (Wide && x + N <= width) {
+    store<N>(out, x, y, items);
+    return;
+  }
+#pragma unroll
+  for (unsigned i = 0; i < N; ++i) {
+    if (x + i < width) storeOne(out, x + i, y, items.item[i]);
+  }
+}
+
 template <int N, class F, class Table, class Channels, class Out, class... In>
 __device__ void mapItems(const F& f, const Table& table, const Channels& channels, unsigned x,
                          unsigned y, const Out& out, const Items<In, N>&... in) {
