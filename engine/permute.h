@@ -22,16 +22,23 @@ View<T> upsideDown(const View<T>& view) {
   return {rowOf(view, std::int64_t{view.height} - 1), -view.pitch, view.width, view.height};
 }
 
-/// Queues a copy of rows, which may stand in any order.
-template <class T, int C>
-void copyRows(const runtime::Queue& queue, const View<Pixel<T, C>>& out,
-              const View<const Pixel<T, C>>& in) {
-  const auto elements = []<class Item>(const View<Item>& view) {
-    using Element = std::conditional_t<std::is_const_v<Item>, const T, T>;
-    return View<Element>{reinterpret_cast<Element*>(view.data), view.pitch, view.width * C,
-                         view.height};
+/// Queues a copy of rows, which may stand in any order. The views don't overlap.
+template <class T>
+void copyRows([[maybe_unused]] const runtime::Queue& queue, const View<T>& out,
+              const View<const T>& in) {
+  static_assert(kServesAllDevices<T>, "compile this unit as CUDA");
+  const auto bytes = []<class Item>(const View<Item>& view) {
+    using Byte = std::conditional_t<std::is_const_v<Item>, const std::uint8_t, std::uint8_t>;
+    return View<Byte>{reinterpret_cast<Byte*>(view.data), view.pitch,
+                      view.width * static_cast<int>(sizeof(Item)), view.height};
   };
-  map(queue, Same{}, elements(out), elements(in));
+#if MIRL_KERNELS
+  if (!queue.device->isHost()) {
+    cuda::map(queue, Same{}, bytes(out), bytes(in));
+    return;
+  }
+#endif
+  host::copyRows(bytes(out), bytes(in));
 }
 
 /// Queues out(x, y) = in(width - 1 - x, y). The views don't overlap.

@@ -22,6 +22,9 @@ using BytesOut = View<Pixel<std::uint8_t, kBytes>>;
 template <int kBytes>
 using BytesIn = View<const Pixel<std::uint8_t, kBytes>>;
 
+/// Rows of bytes, which may stand in any order.
+void copyRows(const View<std::uint8_t>& out, const View<const std::uint8_t>& in);
+
 /// out(x, y) = in(width - 1 - x, y) and out(x, y) = in(y, x), of 1, 2, 3, 4, 6 and 12 bytes.
 template <int kBytes>
 void mirror(const BytesOut<kBytes>& out, const BytesIn<kBytes>& in);
