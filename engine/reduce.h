@@ -78,6 +78,37 @@ class Pinned {
 
 }  // namespace reduction
 
+/// What one reducer has found in the units of an image with C channels, in the device's memory.
+template <int C, class R>
+struct Gathered {
+  R reducer;
+  int units;
+  const typename R::Total* results;
+
+  /// The result of a channel.
+  MIRL_HD typename R::Total merged(int channel) const {
+    typename R::Total result = results[channel];
+    for (int i = 1; i < units; ++i) result = reducer.merge(result, results[i * C + channel]);
+    return result;
+  }
+};
+
+/// The units of a `gather`, at most: enough to fill a GPU, and few enough for a thread to merge.
+inline constexpr int kGatheredUnits = 256;
+
+/// Queues a reduction for kernels that are queued behind it and merge its results, for which there
+/// is room for C from each unit in the device's memory. Nothing waits.
+template <int C, class T, class R>
+Gathered<C, R> gather(const runtime::Queue& queue, const View<const T>& in, const R& reducer,
+                      typename R::Total* results) {
+  static_assert(C == 1 || C == 3);
+  checkReducer<R>();
+  const View<const T> rows = std::is_floating_point_v<T> ? in : inOneRow(in);
+  const reduction::Cut cut = reduction::cutOf(rows.width, rows.height, kGatheredUnits);
+  reduction::run<C>(queue, rows, cut, reduction::Task<R>{reducer, results});
+  return {reducer, cut.units, results};
+}
+
 /// Reduces an image of C channels, seen as single elements, and waits for the results.
 ///
 /// `MIRL_DEVICE_ALLOC_FAILED`, `MIRL_COPY_D2H_FAILED`, `MIRL_KERNEL_FAILED`; the results are then

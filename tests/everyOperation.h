@@ -137,6 +137,11 @@ inline std::vector<Operation> operations() {
     return haarInv(in[0], in[1], in[2], in[3], out, s);
   };
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
+  const auto crops = [](int top) { return behind<int, int, int, int>(crop, top, 2, 3, 4); };
+  const auto flips = [](int axis) { return behind(flipImage, MirlFlipType(axis)); };
+  const auto tapers = [](unsigned left) {
+    return behind<unsigned, unsigned, unsigned, unsigned>(taper, left, 2, 3, 4);
+  };
   const auto pads = [](float* colour) {
     return behind<int, int, int, int, const float*>(padImage, 1, 2, 3, 4, colour);
   };
@@ -178,6 +183,10 @@ inline std::vector<Operation> operations() {
                padded = {source, pointer, {kSize, bad}, channels, depth, dead, deepType},
                channel = {source, argument, badChannels, dead, type, narrow},
                limited = {source, channels, narrow, depth, dead, mixedType},
+               cropped = {source, dead, channels, depth, type, argument, narrow},
+               flipped = {source, dead, narrow, channels, depth, type, {kArgument, mismatch}},
+               swapped = {source, dead, {kSize, bad}, depth, channels, mixedType},
+               tapered = {source, argument, dead, narrow, channels, depth, mixedType},
                packed = {source, deepType, {kChannels, bad}, {kDepth, bad}, dead};
   const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, converts{.loses = true};
   const auto badly = [](const Call& run) { return Traits{.runBadly = run}; };
@@ -196,13 +205,6 @@ inline std::vector<Operation> operations() {
     return MirlSize(2 * size.width, 2 * size.height);
   };
   pad.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width + 7, size.height + 3); };
-  Traits halves{.widthStep = 2, .heightStep = 2}, doubles{.inputs = 4};
-  halves.sizeOfOutput = [](const MirlSize& size) {
-    return MirlSize(size.width / 2, size.height / 2);
-  };
-  doubles.sizeOfOutput = zoom.sizeOfOutput;
-  const Traits gammaTables{.runBadly = blackGamma(true), .copyFails = MIRL_COPY_H2D_FAILED};
-
   return {
       {"add", wide, wide, ofTwo(add), pairs, two},
       {"subtract", rgb, rgb, ofTwo(subtract), pairs, two},
@@ -257,6 +259,10 @@ inline std::vector<Operation> operations() {
        behind(rotateNoCrop, 20.0f),
        {source, argument, dead},
        badly(behind(rotateNoCrop, -INFINITY))},
+      {"crop", flat, flat, crops(1), cropped, cut},
+      {"flipImage", rgb, rgb, flips(MIRL_FLIP_BOTH), flipped, badly(flips(3))},
+      {"transpose", wide, wide, behind(geometryTransforms::transpose), swapped, swap},
+      {"taper", rgb, rgb, tapers(1), tapered, fade},
       {"warpAffine", rgb, rgb, behind<Matrix>(warpAffine, matrix), warped,
        badly(behind<Matrix>(warpAffine, nullptr))},
       {"warpAffineBack", wide, wide, behind<Matrix>(warpAffineBack, matrix), warped,

@@ -7,11 +7,12 @@
 #include <mirl/stream.h>
 #include <mirl/types.h>
 
-/// Images in another size or position. All operations here take unsigned 8-bit, unsigned 16-bit and
-/// float images of 1 or 3 channels, compute in single precision and give the same bits on every
-/// device, except those of a NaN. `dataBits` and `channelSeq` of the input aren't looked at unless
-/// an operation says so, and the sign of a live destination's elements isn't either: it gets
-/// elements of the source's type. The work is queued on the stream and no call waits for it.
+/// Images in another size or position. Unless they say otherwise, the operations here take unsigned
+/// 8-bit, unsigned 16-bit and float images of 1 or 3 channels; where they compute it is in single
+/// precision. They give the same bits on every device, except those of a NaN. `dataBits` and
+/// `channelSeq` of the input aren't looked at unless an operation says so, and the sign of a live
+/// destination's elements isn't either: it gets elements of the source's type. The work is queued
+/// on the stream and no call waits for it.
 namespace mirl::geometryTransforms {
 
 /// Scales `source` to the size of `destination`, each axis by itself. Destination pixel x is
@@ -161,5 +162,78 @@ MIRL_API MirlStatus warpPerspective(const MirlImage& source, MirlImage& destinat
 MIRL_API MirlStatus warpPerspectiveBack(const MirlImage& source, MirlImage& destination,
                                         double (*const coefficients)[3],
                                         const MirlStream& stream = MirlStream());
+
+/// Cuts margins of so many rows and columns off. What is left is copied to the destination's first
+/// pixels; the others of a larger destination stay. Any type of 8, 16 or 32 bits.
+///
+/// An empty destination is created with the size of what is left and the source's type.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` for images or a
+/// stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live
+/// destination differs in depth or channels, and what `create` returns for an empty one, which isn't
+/// tried if no pixel is left; `MIRL_TYPE_NOT_SUPPORTED` for other types, an empty destination
+/// having been created by then; `MIRL_INVALID_ARGUMENT` if a margin is negative or no pixel is left;
+/// `MIRL_MISMATCH` if a live destination has fewer columns or rows than are left;
+/// `MIRL_COPY_D2D_FAILED`, with which an empty destination stays so.
+MIRL_API MirlStatus crop(const MirlImage& source, MirlImage& destination, int top, int bottom,
+                         int left, int right, const MirlStream& stream = MirlStream());
+
+/// Mirrors an image: top to bottom, left to right, or both, which is a turn by 180 degrees. The
+/// channels of a pixel keep their order.
+///
+/// An empty destination is created with the source's size and type. It can't be the source.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` for images or a
+/// stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live
+/// destination differs in size, depth or channels; what `create` returns for an empty one;
+/// `MIRL_TYPE_NOT_SUPPORTED` for other types and `MIRL_MISMATCH` if `flip` is none of the three, an
+/// empty destination having been created by then.
+MIRL_API MirlStatus flipImage(const MirlImage& source, MirlImage& destination, MirlFlipType flip,
+                              const MirlStream& stream = MirlStream());
+
+/// Swaps rows and columns: destination pixel (x, y) is source pixel (y, x).
+///
+/// An empty destination is created with the source's height as width, its width as height, and its
+/// type. It can't be the source.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` for images or a
+/// stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_INVALID_ARGUMENT` if a
+/// live destination has another size than that, and `MIRL_MISMATCH` if it differs in depth or
+/// channels; what `create` returns for an empty one; `MIRL_MISMATCH` for other types, an empty
+/// destination having been created by then.
+MIRL_API MirlStatus transpose(const MirlImage& source, MirlImage& destination,
+                              const MirlStream& stream = MirlStream());
+
+/// Surrounds an 8-bit image of 1 or 3 channels with margins in which it fades to its mean, channel
+/// by channel. With R = source width / 2, truncated, a pixel at distance d from the image becomes
+///
+///     v - sqrt(d * d / (R * R)) * (v - mean)
+///
+/// in double, truncated, of the source pixel v that is nearest to it; at distances beyond R it is
+/// the mean, truncated. The distance counts along one axis only, on all four sides up to the same R:
+/// 1, 2, ... to the left of the image and above it, but 0, 1, ... to the right and below.
+///
+/// Of the corners the upper left one is the left margin's, the upper right one the upper margin's,
+/// the lower right one the right margin's, and the lower left one the lower margin's, which has the
+/// column next to the lower right corner of the image as well. At distance 0 a pixel is v even where
+/// R is 0.
+///
+/// An empty destination is created with the source's size, larger by the margins, and its type. It
+/// can't be the source. The margins stand in another order than those of `crop`.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty;
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_INVALID_ARGUMENT` if a margin
+/// is wider than 32767 or a side of the result longer than 2147483647; `MIRL_MISMATCH` for images or
+/// a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live
+/// destination differs in size, depth or channels; what `create` returns for an empty one;
+/// `MIRL_MISMATCH` for types that have no mean and `MIRL_TYPE_NOT_SUPPORTED` for others but 8 bits,
+/// an empty destination having been created by then; `MIRL_DEVICE_ALLOC_FAILED` without memory for
+/// the means, with which it stays empty.
+MIRL_API MirlStatus taper(const MirlImage& source, MirlImage& destination, unsigned int left,
+                          unsigned int right, unsigned int top, unsigned int bottom,
+                          const MirlStream& stream = MirlStream());
 
 }  // namespace mirl::geometryTransforms

@@ -35,6 +35,20 @@ void streamVector(char* dst, const char* src) {
 }
 #endif
 
+void copyRow(char* to, const char* from, std::size_t bytes) {
+#if defined(__SSE2__)
+  const std::size_t off = reinterpret_cast<std::uintptr_t>(to) % kVector;
+  std::size_t head = off == 0 ? 0 : kVector - off;
+  if (head > bytes) head = bytes;
+  std::memcpy(to, from, head);
+  std::size_t at = head;
+  for (; at + kVector <= bytes; at += kVector) streamVector(to + at, from + at);
+  std::memcpy(to + at, from + at, bytes - at);
+#else
+  std::memcpy(to, from, bytes);
+#endif
+}
+
 /// The cache that the kernel reports for a core: on processors of several dies sysconf gives that
 /// of all of them together, of which one core has just its die's.
 std::size_t lastLevelCache() {
@@ -60,19 +74,14 @@ bool bypassesCaches(std::size_t bytes) {
 }
 
 void streamCopy(void* dst, const void* src, std::size_t bytes) {
-#if defined(__SSE2__)
+  copyRow(static_cast<char*>(dst), static_cast<const char*>(src), bytes);
+}
+
+void streamCopy(void* dst, std::ptrdiff_t dstPitch, const void* src, std::ptrdiff_t srcPitch,
+                std::size_t bytes, int rows) {
   auto* to = static_cast<char*>(dst);
   const auto* from = static_cast<const char*>(src);
-  const std::size_t off = reinterpret_cast<std::uintptr_t>(to) % kVector;
-  std::size_t head = off == 0 ? 0 : kVector - off;
-  if (head > bytes) head = bytes;
-  std::memcpy(to, from, head);
-  std::size_t at = head;
-  for (; at + kVector <= bytes; at += kVector) streamVector(to + at, from + at);
-  std::memcpy(to + at, from + at, bytes - at);
-#else
-  std::memcpy(dst, src, bytes);
-#endif
+  for (; rows > 0; --rows, to += dstPitch, from += srcPitch) copyRow(to, from, bytes);
 }
 
 void finishStreamCopies() {

@@ -34,6 +34,32 @@ MirlStatus bands(Draw& draw) {
   return draw.call([&] { return imageTransforms::haarFwd(source, a, b, c, d, stream); });
 }
 
+/// Margins that are cut off or added, mostly such as the images have room for.
+template <class Length>
+MirlStatus margins(Draw& draw, MirlStatus (*run)(const MirlImage&, MirlImage&, Length, Length,
+                                                 Length, Length, const MirlStream&)) {
+  const MirlImage& source = draw.input();
+  const auto side = [&draw] {
+    return static_cast<Length>(draw.chance(12) ? draw.integer() : draw.upTo(6));
+  };
+  const Length a = side(), b = side(), c = side(), d = side();
+  const auto fits = [](Length margin) {
+    const int pixels = margin < 6 && margin > 0 ? static_cast<int>(margin) : 0;
+    return std::is_signed_v<Length> ? -pixels : pixels;
+  };
+  const MirlSize cut(source.width() + fits(c) + fits(d), source.height() + fits(a) + fits(b)),
+      grown(source.width() + fits(a) + fits(b), source.height() + fits(c) + fits(d)),
+      size = std::is_signed_v<Length> ? cut : grown;
+  const bool same = size.width > 0 && size.height > 0 && !draw.chance(3) && source.isInitialized();
+  const test::Format format{source.type(), source.isSigned() ? -source.depth() : source.depth(),
+                            source.channels()};
+  MirlImage& destination = same ? draw.image(format, size, 0, true) : draw.output();
+  const MirlStream& stream = draw.stream();
+  draw.tell(" %lld %lld %lld %lld", static_cast<long long>(a), static_cast<long long>(b),
+            static_cast<long long>(c), static_cast<long long>(d));
+  return draw.call([&] { return run(source, destination, a, b, c, d, stream); });
+}
+
 }  // namespace
 
 Rows rowsOfData() {
@@ -64,6 +90,10 @@ Rows rowsOfData() {
       row("warpAffineBack", warpAffineBack, warped),
       row("warpPerspective", warpPerspective, warped),
       row("warpPerspectiveBack", warpPerspectiveBack, warped),
+      {"crop", [](Draw& draw) { return margins(draw, geometryTransforms::crop); }, {.in = kAny}},
+      {"taper", [](Draw& draw) { return margins(draw, geometryTransforms::taper); }, bytes},
+      row("flipImage", flipImage),
+      row("transpose", transpose),
       row("imageFilter", of<In, Out, Filter>(imageFilter)),
       row("imageFilter part", of<In, Out, Region, Filter, bool>(imageFilter),
           {.unset = true, .changes = copyFails}),
