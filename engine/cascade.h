@@ -19,8 +19,8 @@
 // a row those begin, with `int firstColumn(int y) const`, 0 or 1. GPUs make no others.
 //
 // Nothing but the output goes to memory. On a GPU a block keeps tiles of all planes in the memory
-// that its threads share; on the host a thread keeps the last few lines of each, in strips that stay
-// in the nearest cache.
+// that its threads share; on the host a thread keeps the last few lines of each, of strips narrow
+// enough to stay in its cache.
 
 #include "engine/borders.h"
 #include "engine/device_code.h"

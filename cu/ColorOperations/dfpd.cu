@@ -4,6 +4,7 @@
 #include "engine/cascade.h"
 #include "engine/numbers/bits.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -30,32 +31,34 @@ struct Mosaic {
 
   int redX;
   int redY;
-  int width;
-  int height;
-  T maximum;
+  int innerWidth;  ///< of what is inside the outermost columns and rows
+  int innerHeight;
+  Sum maximum;
 
   MIRL_HD bool isGreen(Place at) const {
     const auto first = static_cast<Bits>(at.y ^ redX ^ redY);
     return static_cast<Bits>((static_cast<Bits>(at.x) ^ first) & 1) != 0;
   }
   MIRL_HD bool inRedRow(Place at) const { return ((at.y ^ redY) & 1) == 0; }
-  /// Not in the image's outermost columns and rows.
   MIRL_HD bool isInside(Place at) const {
-    return at.y > 0 && at.y < height - 1 && at.x > 0 && at.x < width - 1;
+    return static_cast<unsigned>(at.y) - 1 < static_cast<unsigned>(innerHeight) &&
+           static_cast<unsigned>(at.x) - 1 < static_cast<unsigned>(innerWidth);
   }
-  MIRL_HD T limited(int value) const {
+  MIRL_HD Sum limited(int value) const {
     const auto sum = static_cast<Sum>(value);
     const Sum positive = sum > 0 ? sum : Sum{0};
-    const Sum limit = maximum;
-    return static_cast<T>(positive < limit ? positive : limit);
+    return positive < maximum ? positive : maximum;
   }
   MIRL_HD static Sum selectSum(bool chosen, Sum a, Sum b) {
     return static_cast<Sum>(select(chosen, static_cast<Bits>(a), static_cast<Bits>(b)));
   }
-  /// Two colours of a pixel in one number.
-  MIRL_HD static Bits pack(T first, T second) {
-    return static_cast<Bits>(first | static_cast<Bits>(second) << kBits);
+  /// Two colours of a pixel in one number, and out of it.
+  MIRL_HD static Bits pack(Sum first, Sum second) {
+    return static_cast<Bits>(static_cast<Bits>(first) |
+                             static_cast<Bits>(static_cast<Bits>(second) << kBits));
   }
+  MIRL_HD static Sum firstOf(Bits both) { return static_cast<Sum>(both & ((1 << kBits) - 1)); }
+  MIRL_HD static Sum secondOf(Bits both) { return static_cast<Sum>(both >> kBits); }
 };
 
 /// How much more the differences between colour and green change down the image than across, times
@@ -69,7 +72,7 @@ struct kernel_change : Mosaic<T> {
 
   template <class Samples>
   MIRL_HD Element operator()(const Samples& p) const {
-    // The sample itself counts in both differences, and the green one between them too.
+    // What both differences have of the green sample between them cancels out.
     const auto across =
         static_cast<Element>(p(-2, 0) - 2 * p(-1, 0) + p(0, 0) - p(2, 0) + 2 * p(3, 0) - p(4, 0));
     const auto down =
@@ -92,13 +95,15 @@ struct kernel_green : Mosaic<T> {
 
   template <class Samples, class Changes>
   MIRL_HD Element operator()(const Samples& p, const Changes& change) const {
-    const bool isDown = static_cast<Element>(change(0, 0) + change(2, 0) + change(0, 2) +
-                                             change(-2, 0) + change(0, -2)) < 0;
+    const auto changes = static_cast<Element>(change(0, 0) + change(2, 0) + change(0, 2) +
+                                              change(-2, 0) + change(0, -2));
+    const bool isDown = changes < 0;
     const auto across =
         static_cast<Element>(2 * (p(-1, 0) + p(0, 0) + p(1, 0)) - p(-2, 0) - p(2, 0));
     const auto down = static_cast<Element>(2 * (p(0, -1) + p(0, 0) + p(0, 1)) - p(0, -2) - p(0, 2));
-    const T green = this->limited(this->selectSum(isDown, down, across) >> 2);
-    return static_cast<Element>(2 * (this->limited(p(0, 0)) - green) + (isDown ? 1 : 0));
+    const Element green = this->limited(this->selectSum(isDown, down, across) >> 2);
+    const Element own = this->limited(p(0, 0));
+    return static_cast<Element>(2 * (own - green) + (isDown ? 1 : 0));
   }
 };
 
@@ -108,19 +113,19 @@ struct kernel_colours : Mosaic<T> {
   static constexpr engine::Asks asks{.place = true};
   static constexpr engine::Halo halo{.across = 1, .down = 1};
   using Element = typename Mosaic<T>::Bits;
+  using Sum = typename Mosaic<T>::Sum;
 
   MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY ^ 1) & 1; }
 
   template <class Samples, class Changes, class Greens>
   MIRL_HD Element operator()(Place at, const Samples& p, const Changes&,
                              const Greens& green) const {
-    const T own = this->limited(p(0, 0));
-    const auto colour = [&](auto before, auto behind) {
-      const auto differences = static_cast<typename Mosaic<T>::Sum>((before >> 1) + (behind >> 1));
-      return this->limited((2 * own + differences) >> 1);
+    const Sum own = this->limited(p(0, 0));
+    const auto colour = [&](Sum before, Sum behind) {
+      return this->limited(static_cast<Sum>(2 * own + (before >> 1) + (behind >> 1)) >> 1);
     };
-    const T beside = colour(green(-1, 0), green(1, 0));
-    const T above = colour(green(0, -1), green(0, 1));
+    const Sum beside = colour(green(-1, 0), green(1, 0));
+    const Sum above = colour(green(0, -1), green(0, 1));
     return select(this->isInside(at), this->pack(beside, above), this->pack(own, own));
   }
 };
@@ -136,9 +141,9 @@ struct kernel_dfpd : Mosaic<T> {
   template <class Samples, class Changes, class Greens, class Colours>
   MIRL_HD engine::Pixel<T, 3> operator()(Place at, const Samples& p, const Changes&,
                                          const Greens& green, const Colours& colours) const {
-    const T own = this->limited(p(0, 0));
+    const Sum own = this->limited(p(0, 0));
     const bool isGreen = this->isGreen(at);
-    const auto difference = engine::selectCall(
+    const Bits lessGreen = engine::selectCall(
         isGreen, [] { return Bits{0}; },
         [&] { return static_cast<Bits>(static_cast<Sum>(green(0, 0)) >> 1); });
     // The colour whose samples are in this row, and that of the rows above and below.
@@ -147,30 +152,33 @@ struct kernel_dfpd : Mosaic<T> {
         [&] { return this->pack(own, missing(at, own, green(0, 0), colours)); });
     const auto colour = static_cast<T>(both), other = static_cast<T>(both >> Mosaic<T>::kBits);
     const bool inRedRow = this->inRedRow(at);
-    return {select(inRedRow, other, colour), static_cast<T>(own - difference),
+    return {select(inRedRow, other, colour), static_cast<T>(own - lessGreen),
             select(inRedRow, colour, other)};
   }
 
  private:
   /// Of red and blue the one that a sample of the other one lacks.
   template <class Colours>
-  MIRL_HD T missing(Place at, T own, Sum green, const Colours& colours) const {
+  MIRL_HD Sum missing(Place at, Sum own, Sum green, const Colours& colours) const {
     const auto aboveBeside = [&](int dx, int dy) {
-      const auto both = static_cast<Bits>(colours(dx, dy));
-      return static_cast<Sum>(static_cast<T>(both >> Mosaic<T>::kBits) - static_cast<T>(both));
+      const Bits both = colours(dx, dy);
+      return static_cast<Sum>(this->secondOf(both) - this->firstOf(both));
     };
     const auto across = static_cast<Sum>(aboveBeside(-1, 0) + aboveBeside(1, 0));
     const auto down = static_cast<Sum>(-aboveBeside(0, -1) - aboveBeside(0, 1));
-    const T made = this->limited((2 * own + this->selectSum((green & 1) != 0, down, across)) >> 1);
-    return select(this->isInside(at), made, own);
+    const Sum more = this->selectSum((green & 1) != 0, down, across);
+    const Sum made = this->limited(static_cast<Sum>(2 * own + more) >> 1);
+    return this->selectSum(this->isInside(at), made, own);
   }
 };
 
 template <class T>
 void run(const runtime::Queue& queue, const MirlImage& source, const MirlImage& out, int redX,
          int redY) {
-  const Mosaic<T> mosaic{redX, redY, source.width(), source.height(),
-                         static_cast<T>(core::greatestElement(source))};
+  using Sum = typename Mosaic<T>::Sum;
+  const Mosaic<T> mosaic{redX, redY, std::max(source.width() - 2, 0),
+                         std::max(source.height() - 2, 0),
+                         static_cast<Sum>(core::greatestElement(source))};
   engine::cascade<engine::ZeroOutside>(queue, engine::pixelsOf<T, 3>(out),
                                        engine::elementsOf<const T>(source),
                                        kernel_change<T>{mosaic}, kernel_green<T>{mosaic},

@@ -76,7 +76,8 @@ class CascadeStrips {
   static constexpr int kLast = sizeof...(F) - 1;
 
  public:
-  static constexpr std::ptrdiff_t kStrip = 512;
+  /// Columns of a strip. All rings of a thread must fit its own cache, and its stack.
+  static constexpr std::ptrdiff_t kStrip = 2048 / static_cast<std::ptrdiff_t>(sizeof(T));
 
   CascadeStrips(bool pastCaches, const Out& out, const View<const T>& in, const F&... stages)
       : out_(out), in_(in), stages_(stages...), output_(pastCaches) {}
