@@ -205,6 +205,19 @@ inline std::vector<Operation> operations() {
     return MirlSize(2 * size.width, 2 * size.height);
   };
   pad.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width + 7, size.height + 3); };
+  Traits halves{.widthStep = 2, .heightStep = 2}, doubles{.inputs = 4};
+  halves.sizeOfOutput = [](const MirlSize& size) {
+    return MirlSize(size.width / 2, size.height / 2);
+  };
+  doubles.sizeOfOutput = zoom.sizeOfOutput;
+  Traits cut = badly(crops(-1)), swap, fade = badly(tapers(32768));
+  cut.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width - 7, size.height - 3); };
+  swap.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.height, size.width); };
+  fade.sizeOfOutput = [](const MirlSize& size) {
+    return MirlSize(size.width + 3, size.height + 7);
+  };
+  const Traits gammaTables{.runBadly = blackGamma(true), .copyFails = MIRL_COPY_H2D_FAILED};
+
   return {
       {"add", wide, wide, ofTwo(add), pairs, two},
       {"subtract", rgb, rgb, ofTwo(subtract), pairs, two},
