@@ -156,4 +156,31 @@ MIRL_API MirlStatus SHR(const MirlImage& in, int n, MirlImage& out,
 MIRL_API MirlStatus NOT(const MirlImage& in, MirlImage& out,
                         const MirlStream& stream = MirlStream());
 
+/// Matrices are float images of 1 channel: element (row r, column c) is the pixel at x = c, y = r.
+/// Each element of a product is one sum from 0 on in single precision, with a fused multiply-add for
+/// each k in ascending order, the same bits on every device. The output can't be an operand. The
+/// work is queued on the stream.
+
+/// out(r, c) = the sum of a(r, k) * b(k, c).
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if `a` or `b` is empty; `MIRL_MATRIX_SIZE_MISMATCH`
+/// if `a` hasn't as many columns as `b` has rows; `MIRL_TYPE_NOT_SUPPORTED` if `a` is no float image
+/// of 1 channel, `MIRL_MISMATCH` if `b` is of another type; `MIRL_MISMATCH` for images or a stream of
+/// two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MATRIX_SIZE_MISMATCH` if a live
+/// output hasn't the rows of `a` and the columns of `b`, `MIRL_MISMATCH` if it is of another type;
+/// what `create` returns for an empty one; `MIRL_IN_PLACE_NOT_SUPPORTED` if the output is `a` or
+/// `b`; `MIRL_DEVICE_ALLOC_FAILED` without memory for scratch, an empty output staying empty.
+MIRL_API MirlStatus matMul(const MirlImage& a, const MirlImage& b, MirlImage& out,
+                           const MirlStream& stream = MirlStream());
+
+/// The product of a matrix and its own transpose: with `transposeFirst` out(r, c) = the sum of
+/// a(k, r) * a(k, c), else that of a(r, k) * a(c, k).
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_TYPE_NOT_SUPPORTED`; `MIRL_MISMATCH` for
+/// images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH`
+/// if a live output is of another type, `MIRL_MATRIX_SIZE_MISMATCH` if it isn't a square of as many
+/// columns as `a` has, or rows; the rest as for `matMul`.
+MIRL_API MirlStatus matMulTrans(const MirlImage& a, MirlImage& out, bool transposeFirst,
+                                const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::arithmeticLogical

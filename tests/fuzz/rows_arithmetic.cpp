@@ -12,6 +12,30 @@ const Types kIntegers = {MIRL_8U_C1,  MIRL_8U_C3,  MIRL_8S_C1,  MIRL_8S_C3,
                          MIRL_16U_C1, MIRL_16U_C3, MIRL_16S_C1, MIRL_16S_C3};
 const Types kFloats = {MIRL_32F_C1, MIRL_32F_C3};
 
+/// Matrices that fit together, but for one side in a while.
+MirlStatus product(Draw& draw, int kind) {
+  const int rows = 1 + draw.upTo(30), depth = 1 + draw.upTo(40), columns = 1 + draw.upTo(30);
+  const auto matrix = [&](int height, int width, bool written) -> MirlImage& {
+    const MirlType type = draw.chance(20) ? draw.type() : MIRL_32F_C1;
+    const test::Format format = type == MIRL_32F_C1 ? test::Format{type, 32, 1} : draw.anyFormat();
+    const auto about = [&](int side) { return draw.chance(20) ? side + 1 : side; };
+    // What has no columns isn't created and stays empty.
+    const MirlSize size(about(width), about(height));
+    const bool isEmpty = draw.chance(written ? 3 : 20);
+    return draw.image(format, isEmpty ? MirlSize() : size, 0, written);
+  };
+  MirlImage& a = matrix(rows, depth, draw.chance(20));
+  const int side = kind == 1 ? depth : rows;
+  MirlImage& b = kind == 0 ? matrix(depth, columns, false) : a;
+  MirlImage& out = draw.chance(20) ? a : matrix(side, kind == 0 ? columns : side, true);
+  draw.tell(" %d by %d by %d", rows, depth, columns);
+  const MirlStream& stream = draw.stream();
+  return draw.call([&] {
+    return kind == 0 ? arithmeticLogical::matMul(a, b, out, stream)
+                     : arithmeticLogical::matMulTrans(a, out, kind == 1, stream);
+  });
+}
+
 /// Operators of images with an image, a scalar or a number.
 template <class X>
 void addOperators(Rows& rows, const std::string& with) {
@@ -86,6 +110,7 @@ void addBitOperators(Rows& rows, const std::string& with) {
 Rows rowsOfArithmetic() {
   using namespace arithmeticLogical;
   const Traits toFloat{.depth = 32}, floats{.in = kFloats}, bits{.in = kIntegers};
+  const Traits shapes{.also = statuses(MIRL_MATRIX_SIZE_MISMATCH)};
   Rows rows = {
       row("add", of<In, In, Out>(add)),
       row("subtract", of<In, In, Out>(subtract)),
@@ -117,6 +142,8 @@ Rows rowsOfArithmetic() {
       row("SHL", SHL, bits),
       row("SHR", SHR, bits),
       row("NOT", NOT, bits),
+      {"matMul", [](Draw& draw) { return product(draw, 0); }, shapes},
+      {"matMulTrans", [](Draw& draw) { return product(draw, 1 + draw.upTo(2)); }, shapes},
       makes(
           "operator~", +[](In a) { return ~a; }, bits),
       makes(
