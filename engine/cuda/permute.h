@@ -72,113 +72,108 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
 
 // --- transpose
 
-/// The word of a row from element x on; what lies outside of the plane is anything.
-template <class T>
+/// The word of a row from element x on. If it isn't `Whole` only those elements are read that are
+/// part of the plane, wherever they stand.
+template <bool Whole, class T>
 __device__ Items<T, kWordElements<T>> loadWord(const View<const T>& in, std::int64_t x,
-                                               std::int64_t y, bool aligned) {
+                                               std::int64_t y) {
   constexpr int kWord = kWordElements<T>;
+  if constexpr (Whole) return loadVector<kWord>(rowOf(in, y) + x);
   Items<T, kWord> items;
   items.word[0] = 0;
-  if (y >= in.height) return items;
-  const T* const at = rowOf(in, y) + x;
-  if (aligned && x + kWord <= in.width) return loadVector<kWord>(at);
 #pragma unroll
   for (int i = 0; i < kWord; ++i) {
-    if (x + i < in.width) items.item[i] = loadBytes(at + i);
+    if (y < in.height && x + i < in.width) items.item[i] = loadBytes(rowOf(in, y) + x + i);
   }
   return items;
 }
 
-template <class T>
-__device__ void storeWord(const View<T>& out, std::int64_t x, std::int64_t y, bool aligned,
+template <bool Whole, class T>
+__device__ void storeWord(const View<T>& out, std::int64_t x, std::int64_t y,
                           const Items<T, kWordElements<T>>& items) {
   constexpr int kWord = kWordElements<T>;
-  if (y >= out.height) return;
-  T* const at = rowOf(out, y) + x;
-  if (aligned && x + kWord <= out.width) {
-    storeVector(at, items);
-    return;
-  }
+  if constexpr (Whole) {
+    storeVector(rowOf(out, y) + x, items);
+  } else {
 #pragma unroll
-  for (int i = 0; i < kWord; ++i) {
-    if (x + i < out.width) storeBytes(at + i, items.item[i]);
+    for (int i = 0; i < kWord; ++i) {
+      if (y < out.height && x + i < out.width) storeBytes(rowOf(out, y) + x + i, items.item[i]);
+    }
   }
 }
 
+/// The pixels of a tile's side. Those of one element are as many as fill a word of each thread in a
+/// row.
+template <class T, int C>
+inline constexpr int kSide = C == 1           ? kBlockX* kWordElements<T>
+                             : sizeof(T) == 1 ? 64
+                                              : 32;
+
+/// Words of a tile's row, and of a row in shared memory, so that rows next to each other start in
+/// other banks.
+template <class T, int C>
+inline constexpr int kRowWords = kSide<T, C>* C / kWordElements<T>;
+template <class T, int C>
+inline constexpr int kPitchWords = kRowWords<T, C> + C;
+
 /// Pixels of one element. A thread takes as many rows of a word as that has elements, and turns them
 /// in its registers.
-template <class T>
-__device__ void transposeTile(const View<T>& out, const View<const T>& in, std::int64_t left,
-                              std::int64_t top, bool aligned, Shared<unsigned> tile) {
-  constexpr int kWord = kWordElements<T>;
-  constexpr int kPitch = kBlockX + 1;
+template <bool Whole, int C, class T>
+requires(C == 1) __device__
+    void transposeTile(const View<T>& out, const View<const T>& in, std::int64_t left,
+                       std::int64_t top, Shared<unsigned> tile) {
+  constexpr int kWord = kWordElements<T>, kPitch = kPitchWords<T, C>;
+  constexpr int kAtOnce = Whole ? kBlockX / kBlockY : 1;
   const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y);
-#pragma unroll
-  for (int r = 0; r < kBlockX; r += kBlockY) {
+#pragma unroll kAtOnce
+  for (int y = ty; y < kBlockX; y += kBlockY) {
     Items<T, kWord> read[kWord];
 #pragma unroll
     for (int i = 0; i < kWord; ++i) {
-      read[i] = loadWord(in, left + tx * kWord, top + (r + ty) * kWord + i, aligned);
+      read[i] = loadWord<Whole>(in, left + tx * kWord, top + y * kWord + i);
     }
 #pragma unroll
     for (int column = 0; column < kWord; ++column) {
       Items<T, kWord> turned;
 #pragma unroll
       for (int i = 0; i < kWord; ++i) turned.item[i] = read[i].item[column];
-      tile[(column * kBlockX + tx) * kPitch + r + ty] = turned.word[0];
+      tile[(column * kBlockX + tx) * kPitch + y] = turned.word[0];
     }
   }
   __syncthreads();
-#pragma unroll
-  for (int r = 0; r < kBlockX * kWord; r += kBlockY) {
-    const int y = r + ty;
+#pragma unroll kAtOnce
+  for (int y = ty; y < kBlockX * kWord; y += kBlockY) {
     Items<T, kWord> made;
     made.word[0] = tile[(y % kWord * kBlockX + y / kWord) * kPitch + tx];
-    storeWord(out, top + tx * kWord, left + y, aligned, made);
+    storeWord<Whole>(out, top + tx * kWord, left + y, made);
   }
 }
 
-/// The pixels of a tile's side, of which those of one element are as many as fill a word of each
-/// thread in a row, and three elements a few words more.
-template <class T, int C>
-inline constexpr int kSide = C == 1           ? kBlockX* kWordElements<T>
-                             : sizeof(T) == 1 ? 64
-                                              : 32;
-
-/// Words of a tile's row.
-template <class T, int C>
-inline constexpr int kRowWords = kSide<T, C>* C / kWordElements<T>;
-
-/// With C of 3 each row gets as many words more: rows next to each other start in other banks.
-template <class T, int C>
-inline constexpr int kTileWords = (kRowWords<T, C> + C) * kSide<T, C>;
-
 /// Pixels of several elements, which are gathered one by one.
-template <int C, class T>
-__device__ void transposePixels(const View<T>& out, const View<const T>& in, std::int64_t left,
-                                std::int64_t top, bool aligned, Shared<unsigned> tile) {
-  constexpr int kWord = kWordElements<T>;
-  constexpr int kWords = kRowWords<T, C>, kPitch = kWords + C, kAll = kWords * kSide<T, C>;
-  constexpr int kThreads = kBlockX * kBlockY;
-  static_assert(kAll % kThreads == 0);
+template <bool Whole, int C, class T>
+__device__ void transposeTile(const View<T>& out, const View<const T>& in, std::int64_t left,
+                              std::int64_t top, Shared<unsigned> tile) {
+  constexpr int kWord = kWordElements<T>, kWords = kRowWords<T, C>, kPitch = kPitchWords<T, C>;
+  constexpr int kAll = kWords * kSide<T, C>, kThreads = kBlockX * kBlockY;
+  constexpr int kAtOnce = Whole ? 4 : 1;
   const int thread = static_cast<int>(threadIdx.y * kBlockX + threadIdx.x);
-#pragma unroll
-  for (int turn = 0; turn < kAll / kThreads; ++turn) {
-    const int i = turn * kThreads + thread, x = i % kWords, y = i / kWords;
-    tile[y * kPitch + x] = loadWord(in, left * C + x * kWord, top + y, aligned).word[0];
+#pragma unroll kAtOnce
+  for (int i = thread; i < kAll; i += kThreads) {
+    const int x = i % kWords, y = i / kWords;
+    tile[y * kPitch + x] = loadWord<Whole>(in, left * C + x * kWord, top + y).word[0];
   }
   __syncthreads();
   const auto elements = tile.template as<T>();
-#pragma unroll
-  for (int turn = 0; turn < kAll / kThreads; ++turn) {
-    const int i = turn * kThreads + thread, x = i % kWords, y = i / kWords;
+#pragma unroll kAtOnce
+  for (int i = thread; i < kAll; i += kThreads) {
+    const int x = i % kWords, y = i / kWords;
     Items<T, kWord> made;
 #pragma unroll
     for (int e = 0; e < kWord; ++e) {
       const int row = (x * kWord + e) / C, channel = (x * kWord + e) % C;
       made.item[e] = elements[row * kPitch * kWord + y * C + channel];
     }
-    storeWord(out, top * C + x * kWord, left + y, aligned, made);
+    storeWord<Whole>(out, top * C + x * kWord, left + y, made);
   }
 }
 
@@ -187,14 +182,14 @@ template <int C, class T>
 __global__ void __launch_bounds__(kBlockX* kBlockY)
     transposeKernel(const View<T> out, const View<const T> in, bool aligned) {
   constexpr int kStep = kSide<T, C>;
-  MIRL_SHARED(unsigned, tile, (kTileWords<T, C>));
+  MIRL_SHARED(unsigned, tile, (kPitchWords<T, C> * kStep));
   const std::int64_t left = std::int64_t{blockIdx.x} * kStep;
   for (std::int64_t top = std::int64_t{blockIdx.y} * kStep; top < in.height;
        top += std::int64_t{gridDim.y} * kStep) {
-    if constexpr (C == 1) {
-      transposeTile(out, in, left, top, aligned, tile);
+    if (aligned && left + kStep <= out.height && top + kStep <= in.height) {
+      transposeTile<true, C>(out, in, left, top, tile);
     } else {
-      transposePixels<C>(out, in, left, top, aligned, tile);
+      transposeTile<false, C>(out, in, left, top, tile);
     }
     __syncthreads();
   }

@@ -1,6 +1,6 @@
 #include "shows.h"
 
-// Resize and rotate.
+// Resize, rotate, and moves.
 
 namespace gallery {
 namespace {
@@ -8,6 +8,15 @@ namespace {
 using namespace mirl::geometryTransforms;
 
 constexpr const char* kGeometry = "Resize and rotate";
+constexpr const char* kMoves = "Flips and margins";
+
+template <MirlFlipType flip>
+MirlImage flipped(Stage& s) {
+  const auto operation = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+    return flipImage(in, out, flip, stream);
+  };
+  return s.run(operation, s.photo);
+}
 
 /// A piece from the middle of the photo, four times as large.
 MirlImage enlarged(Stage& s, MirlInterpolationType interpolation) {
@@ -57,6 +66,32 @@ const Show kShows[] = {
        return s.run([](const MirlImage& in, MirlImage& out,
                        const MirlStream& stream) { return rotateNoCrop(in, out, 30, stream); },
                     s.photo);
+     }},
+    {kMoves, "flipImage", "top to bottom", "building", false, flipped<MIRL_FLIP_UD>},
+    {kMoves, "flipImage", "left to right", "building", false, flipped<MIRL_FLIP_LR>},
+    {kMoves, "flipImage", "both", "building", false, flipped<MIRL_FLIP_BOTH>},
+    {kMoves, "transpose", "rows as columns", "building", false,
+     [](Stage& s) {
+       const auto operation = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return transpose(in, out, stream);
+       };
+       return s.run(operation, s.photo);
+     }},
+    {kMoves, "crop", "a quarter cut off all around", "fruits", false,
+     [](Stage& s) {
+       const int x = s.photo.width() / 4, y = s.photo.height() / 4;
+       const auto operation = [=](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return crop(in, out, y, y, x, x, stream);
+       };
+       return s.run(operation, s.photo);
+     }},
+    {kMoves, "taper", "margins of four widths that fade to the mean", "fruits", false,
+     [](Stage& s) {
+       const auto w = static_cast<unsigned>(s.photo.width());
+       const auto operation = [=](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return taper(in, out, w / 4, w / 2, w / 8, w / 3, stream);
+       };
+       return s.run(operation, s.photo);
      }},
 };
 
