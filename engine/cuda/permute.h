@@ -12,6 +12,7 @@
 #include "engine/view.h"
 
 #include <cstdint>
+#include <type_traits>
 
 namespace mirl::engine::cuda {
 namespace permuting {
@@ -72,13 +73,17 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
 
 // --- transpose
 
-/// The word of a row from element x on. If it isn't `Whole` only those elements are read that are
-/// part of the plane, wherever they stand.
-template <bool Whole, class T>
+/// How much of a tile can be moved in words: all of it, where rows are aligned some, or nothing.
+enum class Tile { whole, part, unaligned };
+
+/// The word of a row from element x on, or what of it is part of the plane.
+template <class T>
 __device__ Items<T, kWordElements<T>> loadWord(const View<const T>& in, std::int64_t x,
-                                               std::int64_t y) {
+                                               std::int64_t y, Tile tile) {
   constexpr int kWord = kWordElements<T>;
-  if constexpr (Whole) return loadVector<kWord>(rowOf(in, y) + x);
+  if (tile == Tile::whole || (tile == Tile::part && y < in.height && x + kWord <= in.width)) {
+    return loadVector<kWord>(rowOf(in, y) + x);
+  }
   Items<T, kWord> items;
   items.word[0] = 0;
 #pragma unroll
@@ -88,26 +93,29 @@ __device__ Items<T, kWordElements<T>> loadWord(const View<const T>& in, std::int
   return items;
 }
 
-template <bool Whole, class T>
-__device__ void storeWord(const View<T>& out, std::int64_t x, std::int64_t y,
+template <class T>
+__device__ void storeWord(const View<T>& out, std::int64_t x, std::int64_t y, Tile tile,
                           const Items<T, kWordElements<T>>& items) {
   constexpr int kWord = kWordElements<T>;
-  if constexpr (Whole) {
+  if (tile == Tile::whole || (tile == Tile::part && y < out.height && x + kWord <= out.width)) {
     storeVector(rowOf(out, y) + x, items);
-  } else {
+    return;
+  }
 #pragma unroll
-    for (int i = 0; i < kWord; ++i) {
-      if (y < out.height && x + i < out.width) storeBytes(rowOf(out, y) + x + i, items.item[i]);
-    }
+  for (int i = 0; i < kWord; ++i) {
+    if (y < out.height && x + i < out.width) storeBytes(rowOf(out, y) + x + i, items.item[i]);
   }
 }
 
 /// The pixels of a tile's side. Those of one element are as many as fill a word of each thread in a
 /// row.
 template <class T, int C>
-inline constexpr int kSide = C == 1           ? kBlockX* kWordElements<T>
-                             : sizeof(T) == 1 ? 64
-                                              : 32;
+constexpr int sideOf() {
+  if (C == 1) return kBlockX * kWordElements<T>;
+  return sizeof(T) == 1 ? 64 : 32;
+}
+template <class T, int C>
+inline constexpr int kSide = sideOf<T, C>();
 
 /// Words of a tile's row, and of a row in shared memory, so that rows next to each other start in
 /// other banks.
@@ -118,19 +126,19 @@ inline constexpr int kPitchWords = kRowWords<T, C> + C;
 
 /// Pixels of one element. A thread takes as many rows of a word as that has elements, and turns them
 /// in its registers.
-template <bool Whole, int C, class T>
+template <Tile kind, int C, class T>
 requires(C == 1) __device__
     void transposeTile(const View<T>& out, const View<const T>& in, std::int64_t left,
                        std::int64_t top, Shared<unsigned> tile) {
   constexpr int kWord = kWordElements<T>, kPitch = kPitchWords<T, C>;
-  constexpr int kAtOnce = Whole ? kBlockX / kBlockY : 1;
+  [[maybe_unused]] constexpr int kAtOnce = kind == Tile::whole ? kBlockX / kBlockY : 1;
   const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y);
 #pragma unroll kAtOnce
   for (int y = ty; y < kBlockX; y += kBlockY) {
     Items<T, kWord> read[kWord];
 #pragma unroll
     for (int i = 0; i < kWord; ++i) {
-      read[i] = loadWord<Whole>(in, left + tx * kWord, top + y * kWord + i);
+      read[i] = loadWord(in, left + tx * kWord, top + y * kWord + i, kind);
     }
 #pragma unroll
     for (int column = 0; column < kWord; ++column) {
@@ -145,22 +153,22 @@ requires(C == 1) __device__
   for (int y = ty; y < kBlockX * kWord; y += kBlockY) {
     Items<T, kWord> made;
     made.word[0] = tile[(y % kWord * kBlockX + y / kWord) * kPitch + tx];
-    storeWord<Whole>(out, top + tx * kWord, left + y, made);
+    storeWord(out, top + tx * kWord, left + y, kind, made);
   }
 }
 
 /// Pixels of several elements, which are gathered one by one.
-template <bool Whole, int C, class T>
+template <Tile kind, int C, class T>
 __device__ void transposeTile(const View<T>& out, const View<const T>& in, std::int64_t left,
                               std::int64_t top, Shared<unsigned> tile) {
   constexpr int kWord = kWordElements<T>, kWords = kRowWords<T, C>, kPitch = kPitchWords<T, C>;
   constexpr int kAll = kWords * kSide<T, C>, kThreads = kBlockX * kBlockY;
-  constexpr int kAtOnce = Whole ? 4 : 1;
+  [[maybe_unused]] constexpr int kAtOnce = kind == Tile::whole ? 4 : 1;
   const int thread = static_cast<int>(threadIdx.y * kBlockX + threadIdx.x);
 #pragma unroll kAtOnce
   for (int i = thread; i < kAll; i += kThreads) {
     const int x = i % kWords, y = i / kWords;
-    tile[y * kPitch + x] = loadWord<Whole>(in, left * C + x * kWord, top + y).word[0];
+    tile[y * kPitch + x] = loadWord(in, left * C + x * kWord, top + y, kind).word[0];
   }
   __syncthreads();
   const auto elements = tile.template as<T>();
@@ -173,7 +181,7 @@ __device__ void transposeTile(const View<T>& out, const View<const T>& in, std::
       const int row = (x * kWord + e) / C, channel = (x * kWord + e) % C;
       made.item[e] = elements[row * kPitch * kWord + y * C + channel];
     }
-    storeWord<Whole>(out, top * C + x * kWord, left + y, made);
+    storeWord(out, top * C + x * kWord, left + y, kind, made);
   }
 }
 
@@ -186,10 +194,12 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   const std::int64_t left = std::int64_t{blockIdx.x} * kStep;
   for (std::int64_t top = std::int64_t{blockIdx.y} * kStep; top < in.height;
        top += std::int64_t{gridDim.y} * kStep) {
-    if (aligned && left + kStep <= out.height && top + kStep <= in.height) {
-      transposeTile<true, C>(out, in, left, top, tile);
+    if (!aligned) {
+      transposeTile<Tile::unaligned, C>(out, in, left, top, tile);
+    } else if (left + kStep > out.height || top + kStep > in.height) {
+      transposeTile<Tile::part, C>(out, in, left, top, tile);
     } else {
-      transposeTile<false, C>(out, in, left, top, tile);
+      transposeTile<Tile::whole, C>(out, in, left, top, tile);
     }
     __syncthreads();
   }
