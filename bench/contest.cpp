@@ -61,7 +61,7 @@ class Runner {
 
  private:
   Run run_;
-  bool host_;
+  [[maybe_unused]] bool host_;
   int calls_ = 1;
   double lead_ = 0;
 };

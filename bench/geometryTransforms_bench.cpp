@@ -15,6 +15,12 @@ namespace {
 using geometryTransforms::resize;
 using geometryTransforms::rotate;
 using geometryTransforms::rotateNoCrop;
+using geometryTransforms::warpAffine;
+using geometryTransforms::warpPerspective;
+
+/// A turn with a shift, and a page seen from its side.
+double affineLens[3][3] = {{0.985, -0.174, 90}, {0.174, 0.985, -60}, {0, 0, 1}};
+double pageLens[3][3] = {{0.9, 0.1, 40}, {-0.05, 0.95, 60}, {3e-5, -2e-5, 1}};
 
 struct Mode {
   const char* name;
@@ -54,8 +60,25 @@ Prepare openCvRotate(const MirlSize& size, MirlType type, float angle) {
   };
 }
 
+Prepare openCvWarp(const MirlSize& size, MirlType type, double (*lens)[3], bool perspective) {
+  return [=]() -> Run {
+    const cv::Mat in = cvNoise(size, type), matrix(perspective ? 3 : 2, 3, CV_64F, lens);
+    cv::Mat out(size.height, size.width, cvTypeOf(type));
+    return [=]() mutable {
+      if (perspective) {
+        cv::warpPerspective(in, out, matrix, out.size());
+      } else {
+        cv::warpAffine(in, out, matrix, out.size());
+      }
+    };
+  };
+}
+
 #else
 
+Prepare openCvWarp(const MirlSize&, MirlType, double (*)[3], bool) {
+  return nullptr;
+}
 Prepare openCvResize(const MirlSize&, const MirlSize&, MirlType, const Mode&) {
   return nullptr;
 }
@@ -93,6 +116,20 @@ void addRotate(const MirlSize& size, float angle, MirlType type) {
        openCvRotate(size, type, angle)});
 }
 
+void addWarps(const MirlSize& size, MirlType type) {
+  const auto row = [&](const char* name, auto* warp, double(*lens)[3], bool perspective) {
+    add({std::string(name) + " " + typeName(type), size, 2 * bytesOf(type),
+         [=]() -> Run {
+           const MirlImage in = noise(size, type);
+           MirlImage out(size, type);
+           return [=]() mutable { warp(in, out, lens, MirlStream()); };
+         },
+         openCvWarp(size, type, lens, perspective)});
+  };
+  row("warpAffine", warpAffine, affineLens, false);
+  row("warpPerspective", warpPerspective, pageLens, true);
+}
+
 const bool registered = [] {
   constexpr MirlType kTypes[] = {MIRL_8U_C1,  MIRL_8U_C3,  MIRL_16U_C1,
                                  MIRL_16U_C3, MIRL_32F_C1, MIRL_32F_C3};
@@ -103,6 +140,7 @@ const bool registered = [] {
         for (const double scale : {0.5, 0.7, 1.5}) addResize(size, scale, type, mode);
       }
       for (const float angle : {0.0f, 10.0f, 45.0f, 90.0f}) addRotate(size, angle, type);
+      addWarps(size, type);
     }
     const MirlRect middle(width / 4, height / 4, width / 2, height / 2);
     add({"rotate rectangle 8u C3", size, 6.0, [=]() -> Run {

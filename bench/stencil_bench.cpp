@@ -34,12 +34,21 @@ Prepare openCvGradients(const MirlSize& size, MirlType type, int cvSize) {
   };
 }
 
-Prepare openCvDemosaic(const MirlSize& size, MirlType type) {
+Prepare openCvDemosaic(const MirlSize& size, MirlType type, int code) {
   return [=]() -> Run {
     const cv::Mat in = cvNoise(size, type);
     cv::Mat out(size.height, size.width, CV_MAKETYPE(in.depth(), 3));
-    return [=]() mutable { cv::cvtColor(in, out, cv::COLOR_BayerBG2BGR); };
+    return [=]() mutable { cv::cvtColor(in, out, code); };
   };
+}
+Prepare openCvDemosaic(const MirlSize& size, MirlType type) {
+  return openCvDemosaic(size, type, cv::COLOR_BayerBG2BGR);
+}
+/// The nearest in kind that it has: one looks at gradients in eight directions, for bytes, and the
+/// other at which of two is less.
+Prepare openCvDirected(const MirlSize& size, MirlType type) {
+  return openCvDemosaic(size, type,
+                        type == MIRL_8U_C1 ? cv::COLOR_BayerBG2BGR_VNG : cv::COLOR_BayerBG2BGR_EA);
 }
 
 #else
@@ -48,6 +57,9 @@ Prepare openCvGradients(const MirlSize&, MirlType, int) {
   return nullptr;
 }
 Prepare openCvDemosaic(const MirlSize&, MirlType) {
+  return nullptr;
+}
+Prepare openCvDirected(const MirlSize&, MirlType) {
   return nullptr;
 }
 
@@ -79,6 +91,13 @@ const bool registered = [] {
         const char* const name = sequence == MIRL_BAYER_RGGB ? "demosaic " : "demosaic HQ ";
         add({name + typeName(type), size, 4 * bytesOf(type), ours, openCvDemosaic(size, type)});
       }
+      const Prepare directed = [=]() -> Run {
+        const MirlImage in = noise(size, type);
+        MirlImage out;
+        return [=]() mutable { colorOperations::demosaicDFPD(in, out, MIRL_BAYER_RGGB, true); };
+      };
+      add({"demosaicDFPD " + typeName(type), size, 4 * bytesOf(type), directed,
+           openCvDirected(size, type)});
     }
   }
   return true;

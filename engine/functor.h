@@ -85,6 +85,11 @@ struct Halo {
   int down;
 };
 
+/// How far several stencils look, one behind the other.
+template <class... F>
+inline constexpr Halo kSumOfHalos{.across = (0 + ... + F::halo.across),
+                                  .down = (0 + ... + F::halo.down)};
+
 /// What is no part of a functor that doesn't ask for it.
 struct Nothing {};
 

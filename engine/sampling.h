@@ -4,11 +4,11 @@
 // Four of them make an operation, and none knows of the others:
 //
 // - a map says where: a `Zoom`, whose columns and rows are independent of each other, or any
-//   functor `Point operator()(int x, int y) const` in float. A pixel's centre is at its whole
-//   coordinates.
+//   functor `Point operator()(int x, int y) const`, or with a `FinePoint` where float isn't fine
+//   enough. A pixel's centre is at its whole coordinates.
 // - a sampler (Nearest, Bilinear, Cubic) says which pixels take part and how they are blended: in
 //   float, along the rows first, then down the column.
-// - a border rule (EdgeBorder, ZeroBorder) says what stands outside the source.
+// - a border rule (EdgeBorder, ZeroBorder, WithinBorder) says what stands outside the source.
 // - a codec turns elements into the floats that are blended, 0 into 0, and the result into an
 //   element.
 //
@@ -36,6 +36,12 @@ namespace mirl::engine {
 struct Point {
   float x;
   float y;
+};
+
+/// A place within the source to the last of its bits.
+struct FinePoint {
+  double x;
+  double y;
 };
 
 /// A coordinate along one axis: the pixel at or before it, and how far behind that it lies.
@@ -68,6 +74,24 @@ MIRL_HD inline Position positionOf(float coordinate) {
   const int step = std::bit_cast<int>(rest) >> 31;
   return {whole + step, rest - static_cast<float>(step)};
 #endif
+}
+
+/// The position of a fine coordinate; all those that no image reaches, NaN too, count as -1.
+MIRL_HD inline Position positionOf(double coordinate) {
+  constexpr double kLast = 2147483646.0;  // the greatest index that an image may have
+#if MIRL_DEVICE_PASS
+  const double limited = coordinate >= 0.0 && coordinate <= kLast ? coordinate : -1.0;
+#else
+  // Arithmetic on integers is what becomes vector code: the sign is set of numbers below 0 and of
+  // the distance to the greatest one. + 0 makes 0 of -0.
+  const auto bits = std::bit_cast<std::uint64_t>(coordinate + 0.0);
+  const std::uint64_t signs = bits | (std::bit_cast<std::uint64_t>(kLast) - bits);
+  const auto beyond = static_cast<std::uint64_t>(static_cast<std::int64_t>(signs) >> 63);
+  const auto limited =
+      std::bit_cast<double>((bits & ~beyond) | (std::bit_cast<std::uint64_t>(-1.0) & beyond));
+#endif
+  const int index = static_cast<int>(limited);
+  return {index, static_cast<float>(limited - static_cast<double>(index))};
 }
 
 /// One axis of a zoom, `source` pixels becoming `destination` pixels: pixel x comes from
@@ -152,6 +176,7 @@ struct Bilinear {
 
   MIRL_HD static Position locate(const ZoomAxis& axis, int x) { return axis.at(x); }
   MIRL_HD static Position locate(float coordinate) { return positionOf(coordinate); }
+  MIRL_HD static Position locate(double coordinate) { return positionOf(coordinate); }
   MIRL_HD static void weigh(float fraction, float (&weights)[kWeights]) { weights[0] = fraction; }
   template <class V>
   MIRL_HD static V blend(const V (&taps)[kTaps], const V (&weights)[kWeights]) {
@@ -187,18 +212,32 @@ struct Cubic {
 };
 
 // A border rule turns any index along an axis of n pixels into that of a pixel, or into -1 where
-// there is none and the value is 0; `kHasNone` tells whether it ever does the latter.
+// there is none and the value is 0; `kHasNone` tells whether it ever does the latter. A rule
+// may say which positions it `reaches`; pixels from elsewhere are 0 whatever their taps are.
 
 /// The edge pixel goes on for ever.
 struct EdgeBorder {
   static constexpr bool kHasNone = false;
+  static constexpr bool kReachesAll = true;
   MIRL_HD static int limit(int index, int n) { return index < 0 ? 0 : index < n ? index : n - 1; }
 };
 
 /// There is 0 outside.
 struct ZeroBorder {
   static constexpr bool kHasNone = true;
+  static constexpr bool kReachesAll = true;
   MIRL_HD static int limit(int index, int n) { return index < 0 || index >= n ? -1 : index; }
+};
+
+/// Only places from the first pixel's centre to the last one's have a value, the others 0.
+struct WithinBorder {
+  static constexpr bool kHasNone = false;
+  static constexpr bool kReachesAll = false;
+  MIRL_HD static int limit(int index, int n) { return EdgeBorder::limit(index, n); }
+  MIRL_HD static bool reaches(const Position& position, int n) {
+    return position.index >= 0 &&
+           (position.index < n - 1 || (position.index == n - 1 && position.fraction == 0.0f));
+  }
 };
 
 /// The codec of plain values: integers are rounded to nearest, halves up, and clamped (NaN gives
@@ -286,21 +325,33 @@ MIRL_HD Pixel<T, C> sample(const Codec& codec, const View<const Pixel<T, C>>& in
 /// For taps that are known to be inside.
 struct NoBorder {
   static constexpr bool kHasNone = false;
+  static constexpr bool kReachesAll = true;
   MIRL_HD static int limit(int index, int) { return index; }
 };
 
+/// Whether a pixel from there has a value.
+template <class Border, class T>
+MIRL_HD bool reaches(const View<T>& in, const Position& across, const Position& down) {
+  if constexpr (Border::kReachesAll) {
+    return true;
+  } else {
+    return Border::reaches(across, in.width) && Border::reaches(down, in.height);
+  }
+}
+
 /// The same by any map. Most pixels lie inside, and neighbours do so together.
-template <class Sampler, class Border, bool Aligned, class Codec, class T, int C>
+template <class Sampler, class Border, bool Aligned, class Codec, class P, class T, int C>
 MIRL_HD Pixel<T, C> sampleAt(const Codec& codec, const View<const Pixel<T, C>>& in,
-                             const Point& point) {
+                             const P& point) {
   const Position across = Sampler::locate(point.x);
   const Position down = Sampler::locate(point.y);
   const int left = across.index + Sampler::kFirst;
   const int top = down.index + Sampler::kFirst;
   const bool inside = left >= 0 && top >= 0 && left + Sampler::kTaps <= in.width &&
                       top + Sampler::kTaps <= in.height;
-  return inside ? sample<Sampler, NoBorder, Aligned>(codec, in, across, down)
-                : sample<Sampler, Border, Aligned>(codec, in, across, down);
+  if (inside) return sample<Sampler, NoBorder, Aligned>(codec, in, across, down);
+  if (!reaches<Border>(in, across, down)) return {};
+  return sample<Sampler, Border, Aligned>(codec, in, across, down);
 }
 
 }  // namespace resample

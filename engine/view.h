@@ -26,7 +26,8 @@ struct Pixel {
   T v[N];
 };
 
-/// N planes of elements of one size, whose items are the pixels of N channels that they make up.
+/// N planes of elements of one size, whose items are the pixels of N channels that they make up. The
+/// planes may be images of pixels themselves; an item then has their channels plane by plane.
 template <class T, int N>
 struct Planar {
   View<T> plane[N];
@@ -51,6 +52,12 @@ template <class T, int N>
 struct ItemIn<Planar<T, N>> {
   using type = Pixel<std::remove_const_t<T>, N>;
 };
+template <class T, int C, int N>
+struct ItemIn<Planar<Pixel<T, C>, N>> {
+  using type = Pixel<T, C * N>;
+};
+template <class T, int C, int N>
+struct ItemIn<Planar<const Pixel<T, C>, N>> : ItemIn<Planar<Pixel<T, C>, N>> {};
 template <class V>
 using ItemOf = std::remove_const_t<typename ItemIn<V>::type>;
 

@@ -27,7 +27,7 @@ struct Traits {
   bool partial = false;
   bool loses = false;  ///< and with this none
   int outputDepthOfBadType = 64;
-  int widthStep = 1;  ///< what the width of the inputs is a multiple of
+  int widthStep = 1, heightStep = 1;  ///< what the inputs' sides are multiples of
   MirlSize (*sizeOfOutput)(const MirlSize&) = [](const MirlSize& size) { return size; };
   MirlSize sizeOfOthers = {0, 0};  ///< of the inputs behind the first, if it isn't the same
   MirlStatus copyFails = MIRL_COPY_D2D_FAILED;
@@ -80,6 +80,7 @@ inline std::vector<Operation> operations() {
   using namespace colorOperations;
   using namespace dataExchange;
   using namespace geometryTransforms;
+  using namespace imageTransforms;
   using imageFiltering::imageFilter;
   using Stream = MirlStream;
   using Scalar = const MirlScalar&;
@@ -122,6 +123,19 @@ inline std::vector<Operation> operations() {
     if (other.release() != MIRL_SUCCESS) other.release();  // one fault at a time
     return status;
   };
+  static double matrix[3][3] = {{0.9, 0.2, 1}, {-0.3, 1.1, 0.5}, {1e-3, 2e-3, 1}};
+  using Matrix = double(*)[3];
+  const Call transforms = [](const Inputs& in, MirlImage& out, const Stream& s) {
+    MirlImage others[3];
+    const auto status = haarFwd(in[0], others[0], others[1], out, others[2], s);
+    for (MirlImage& other : others) {
+      if (other.release() != MIRL_SUCCESS) other.release();  // one fault at a time
+    }
+    return status;
+  };
+  const Call restores = [](const Inputs& in, MirlImage& out, const Stream& s) {
+    return haarInv(in[0], in[1], in[2], in[3], out, s);
+  };
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
   const auto crops = [](int top) { return behind<int, int, int, int>(crop, top, 2, 3, 4); };
   const auto flips = [](int axis) { return behind(flipImage, MirlFlipType(axis)); };
@@ -150,6 +164,7 @@ inline std::vector<Operation> operations() {
                bits = {source, deepType, badDepth, narrow, channels, dead},
                zoomed = {source, channels, depth, dead, type, {kArgument, MIRL_NPP_FAILED}},
                turned = {source, argument, channels, depth, dead, mixedType},
+               warped = {source, pointer, channels, depth, dead, mixedType},
                partTurned = {source, channels, depth, dead},
                filtered = {source, narrow, channels, depth, argument, dead, type},
                grays = {source, dead, badChannels, narrow, depth, mixedType},
@@ -190,6 +205,11 @@ inline std::vector<Operation> operations() {
     return MirlSize(2 * size.width, 2 * size.height);
   };
   pad.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width + 7, size.height + 3); };
+  Traits halves{.widthStep = 2, .heightStep = 2}, doubles{.inputs = 4};
+  halves.sizeOfOutput = [](const MirlSize& size) {
+    return MirlSize(size.width / 2, size.height / 2);
+  };
+  doubles.sizeOfOutput = zoom.sizeOfOutput;
   Traits cut = badly(crops(-1)), swap, fade = badly(tapers(32768));
   cut.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width - 7, size.height - 3); };
   swap.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.height, size.width); };
@@ -198,113 +218,130 @@ inline std::vector<Operation> operations() {
   };
   const Traits gammaTables{.runBadly = blackGamma(true), .copyFails = MIRL_COPY_H2D_FAILED};
 
-  return {{"add", wide, wide, ofTwo(add), pairs, two},
-          {"subtract", rgb, rgb, ofTwo(subtract), pairs, two},
-          {"multiply", gray, gray, ofTwo(multiply), pairs, two},
-          {"divide", real, real, ofTwo(divide), pairs, two},
-          {"absDiff", rgb, rgb, ofTwo(absDiff), pairs, two},
-          {"add a number", wide, wide, between(add, 2.5), sums},
-          {"add a scalar", rgb, rgb, between<Scalar>(add, scalar), sums},
-          {"subtract from a number", wide, wide, before(subtract, 2e4), sums},
-          {"subtract from a scalar", real, real, before<Scalar>(subtract, scalar), sums},
-          {"multiply by a number", rgb, rgb, between(multiply, 1.5), sums},
-          {"multiply by a scalar", rgb, rgb, between<Scalar>(multiply, scalar), sums},
-          {"divide a number", gray, gray, before(divide, 500.0), sums},
-          {"divide a scalar", wide, wide, before<Scalar>(divide, scalar), sums},
-          {"pow", rgb, real, between(arithmeticLogical::pow, 2.5), functions, toFloat},
-          {"exp", wide, real, between(arithmeticLogical::exp), functions, toFloat},
-          {"sqrt", real, real, between(arithmeticLogical::sqrt), functions, toFloat},
-          {"cbrt", rgb, real, between(arithmeticLogical::cbrt), functions, toFloat},
-          {"abs", real, real, between(arithmeticLogical::abs), sums},
-          {"floor", real, real, between(arithmeticLogical::floor), functions, toFloat},
-          {"ceil", real, real, between(arithmeticLogical::ceil), functions, toFloat},
-          {"round", real, real, between(arithmeticLogical::round), functions, toFloat},
-          {"AND", rgb, rgb, ofTwo(AND), pairs, two},
-          {"OR", wide, wide, ofTwo(OR), pairs, two},
-          {"XOR", gray, gray, ofTwo(XOR), pairs, two},
-          {"AND a number", rgb, rgb, between(AND, 0x5A), plain},
-          {"OR a number", wide, wide, between(OR, 0x5A5A), plain},
-          {"XOR a number", gray, gray, between(XOR, 0x5A), plain},
-          {"SHL", wide, wide, between(SHL, 3), plain},
-          {"SHR", rgb, rgb, between(SHR, 3), plain},
-          {"NOT", rgb, rgb, between(NOT), sums},
-          {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}},
-          {"convertScale",
-           wide,
-           wide,
-           behind(convertScale, 0.5f, 3.0f),
-           {source, narrow, channels, dead, {kDepth, noType}, type}},
-          {"convertTo", rgb, wide, widens, {source, dead}, converts},
-          {"convertTo a depth", wide, real, deepens, {{kSource, noDepth}, dead}, converts},
-          {"bitConversion", rgb, rgb, changesBits, bits, {.creates = false}},
-          {"getChannel", rgb, gray, behind(getChannel, 2), channel, badly(behind(getChannel, 3))},
-          {"padImage", rgb, rgb, pads(values), padded, pad},
-          {"threshold", wide, wide, behind<Scalar, Scalar>(threshold, scalar, 999), limited},
-          {"resize", wide, wide, zooms(MIRL_INTERPOLATION_CUBIC), zoomed, zoom},
-          {"rotate", rgb, rgb, behind(rotate, 30.0f, Center(5, 5)), turned,
-           badly(behind(rotate, NAN, Center(5, 5)))},
-          {"rotate a part", wide, wide,
-           behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partTurned},
-          {"rotateNoCrop",
-           rgb,
-           rgb,
-           behind(rotateNoCrop, 20.0f),
-           {source, argument, dead},
-           badly(behind(rotateNoCrop, -INFINITY))},
-          {"crop", flat, flat, crops(1), cropped, cut},
-          {"flipImage", rgb, rgb, flips(MIRL_FLIP_BOTH), flipped, badly(flips(3))},
-          {"transpose", wide, wide, behind(geometryTransforms::transpose), swapped, swap},
-          {"taper", rgb, rgb, tapers(1), tapered, fade},
-          {"imageFilter", rgb, rgb, behind<Filter>(imageFilter, sobel), filtered,
-           filters(behind<Filter>(imageFilter, tooLong))},
-          {"imageFilter in a part", wide, wide,
-           behind<Region, Filter, bool>(imageFilter, region, sobel, true), filtered,
-           filters(behind<Region, Filter, bool>(imageFilter, region, tooLong, true))},
-          {"imageGradients",
-           rgb,
-           real,
-           derives,
-           {source, dead, narrow, channels, depth, mixedType},
-           toFloat},
-          {"demosaic",
-           gray,
-           rgb,
-           behind(demosaic, MIRL_BAYER_GRBG_HQ),
-           {source, dead, badChannels, narrow, depth, deepType, {kArgument, mismatch}},
-           badly(behind(demosaic, MirlBayerSeq(9)))},
-          {"rgb2gray", rgb, gray, behind(rgb2gray), grays},
-          {"rgb2gray with weights", rgb, gray, behind<Scalar>(rgb2gray, {0.2, 0.7, 0.1}), grays},
-          {"gray2rgb", gray, rgb, behind(gray2rgb), fromGray},
-          {"rgb2yuv", rgb, rgb, behind(rgb2yuv), deep},
-          {"yuv2rgb", wide, wide, behind(yuv2rgb), deep},
-          {"rgb2yuv422", rgb, MIRL_8U_C2, behind(rgb2yuv422), plain},
-          {"rgb2ycbcr", rgb, rgb, behind(rgb2ycbcr), plain},
-          {"ycbcr2rgb", wide, wide, behind(ycbcr2rgb), plain},
-          {"rgb2hsv", real, real, behind(rgb2hsv), hues},
-          {"hsv2rgb", rgb, rgb, behind(hsv2rgb), hues},
-          {"rgb2Lab", rgb, rgb, behind(rgb2Lab), deep},
-          {"Lab2rgb", rgb, rgb, behind(Lab2rgb), deep},
-          {"gammaCorrect", rgb, rgb, behind(gammaCorrect, 2.2f), sums},
-          {"logTransform", wide, real, behind(logTransform, 2.0f), logs, toFloat},
-          {"LUT", rgb, rgb, ofTwo(LUT), tables, {.inputs = 2, .sizeOfOthers = {768, 1}}},
-          {"histEq", gray, gray, behind(histEq), {source, type, dead, channels, narrow, depth}},
-          {"blackGammaLUT", wide, wide, blackGamma(), hostTables, gammaTables},
-          {"imageBinary", rgb, gray, behind(imageBinary, 0.4f), binary},
-          {"channelSplit", rgb, gray, splits, {source, dead, narrow, depth, deepType}},
-          {"channelMerge", gray, rgb, merges, merged, {.inputs = 3}},
-          {"channelMix", wide, wide, behind(channelMix, values), mixed,
-           badly(behind(channelMix, null))},
-          {"colorPick", rgb, rgb, behind(colorPick, MIRL_COLOR_GREEN, 9.0f), deep},
-          {"FPNCorrection", wide, wide, corrects, corrected, {.inputs = 3}},
-          {"borderMask", wide, wide, masks(values), masked, badly(masks(null))},
-          {"V210TOYUV444",
-           v210,
-           wide,
-           behind(V210TOYUV444),
-           {source, badDepth, badChannels, dead},
-           unpacks},
-          {"YUV444TOV210", wide, v210, behind(YUV444TOV210), packed, packs},
-          {"YUV422TOV210", flat, v210, behind(YUV422TOV210), packed, packs}};
+  return {
+      {"add", wide, wide, ofTwo(add), pairs, two},
+      {"subtract", rgb, rgb, ofTwo(subtract), pairs, two},
+      {"multiply", gray, gray, ofTwo(multiply), pairs, two},
+      {"divide", real, real, ofTwo(divide), pairs, two},
+      {"absDiff", rgb, rgb, ofTwo(absDiff), pairs, two},
+      {"add a number", wide, wide, between(add, 2.5), sums},
+      {"add a scalar", rgb, rgb, between<Scalar>(add, scalar), sums},
+      {"subtract from a number", wide, wide, before(subtract, 2e4), sums},
+      {"subtract from a scalar", real, real, before<Scalar>(subtract, scalar), sums},
+      {"multiply by a number", rgb, rgb, between(multiply, 1.5), sums},
+      {"multiply by a scalar", rgb, rgb, between<Scalar>(multiply, scalar), sums},
+      {"divide a number", gray, gray, before(divide, 500.0), sums},
+      {"divide a scalar", wide, wide, before<Scalar>(divide, scalar), sums},
+      {"pow", rgb, real, between(arithmeticLogical::pow, 2.5), functions, toFloat},
+      {"exp", wide, real, between(arithmeticLogical::exp), functions, toFloat},
+      {"sqrt", real, real, between(arithmeticLogical::sqrt), functions, toFloat},
+      {"cbrt", rgb, real, between(arithmeticLogical::cbrt), functions, toFloat},
+      {"abs", real, real, between(arithmeticLogical::abs), sums},
+      {"floor", real, real, between(arithmeticLogical::floor), functions, toFloat},
+      {"ceil", real, real, between(arithmeticLogical::ceil), functions, toFloat},
+      {"round", real, real, between(arithmeticLogical::round), functions, toFloat},
+      {"AND", rgb, rgb, ofTwo(AND), pairs, two},
+      {"OR", wide, wide, ofTwo(OR), pairs, two},
+      {"XOR", gray, gray, ofTwo(XOR), pairs, two},
+      {"AND a number", rgb, rgb, between(AND, 0x5A), plain},
+      {"OR a number", wide, wide, between(OR, 0x5A5A), plain},
+      {"XOR a number", gray, gray, between(XOR, 0x5A), plain},
+      {"SHL", wide, wide, between(SHL, 3), plain},
+      {"SHR", rgb, rgb, between(SHR, 3), plain},
+      {"NOT", rgb, rgb, between(NOT), sums},
+      {"copyTo", rgb, rgb, copies, {source, dead, {kSize, bad}}},
+      {"convertScale",
+       wide,
+       wide,
+       behind(convertScale, 0.5f, 3.0f),
+       {source, narrow, channels, dead, {kDepth, noType}, type}},
+      {"convertTo", rgb, wide, widens, {source, dead}, converts},
+      {"convertTo a depth", wide, real, deepens, {{kSource, noDepth}, dead}, converts},
+      {"bitConversion", rgb, rgb, changesBits, bits, {.creates = false}},
+      {"getChannel", rgb, gray, behind(getChannel, 2), channel, badly(behind(getChannel, 3))},
+      {"padImage", rgb, rgb, pads(values), padded, pad},
+      {"threshold", wide, wide, behind<Scalar, Scalar>(threshold, scalar, 999), limited},
+      {"resize", wide, wide, zooms(MIRL_INTERPOLATION_CUBIC), zoomed, zoom},
+      {"rotate", rgb, rgb, behind(rotate, 30.0f, Center(5, 5)), turned,
+       badly(behind(rotate, NAN, Center(5, 5)))},
+      {"rotate a part", wide, wide,
+       behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partTurned},
+      {"rotateNoCrop",
+       rgb,
+       rgb,
+       behind(rotateNoCrop, 20.0f),
+       {source, argument, dead},
+       badly(behind(rotateNoCrop, -INFINITY))},
+      {"crop", flat, flat, crops(1), cropped, cut},
+      {"flipImage", rgb, rgb, flips(MIRL_FLIP_BOTH), flipped, badly(flips(3))},
+      {"transpose", wide, wide, behind(geometryTransforms::transpose), swapped, swap},
+      {"taper", rgb, rgb, tapers(1), tapered, fade},
+      {"warpAffine", rgb, rgb, behind<Matrix>(warpAffine, matrix), warped,
+       badly(behind<Matrix>(warpAffine, nullptr))},
+      {"warpAffineBack", wide, wide, behind<Matrix>(warpAffineBack, matrix), warped,
+       badly(behind<Matrix>(warpAffineBack, nullptr))},
+      {"warpPerspective", real, real, behind<Matrix>(warpPerspective, matrix), warped,
+       badly(behind<Matrix>(warpPerspective, nullptr))},
+      {"warpPerspectiveBack", gray, gray, behind<Matrix>(warpPerspectiveBack, matrix), warped,
+       badly(behind<Matrix>(warpPerspectiveBack, nullptr))},
+      {"imageFilter", rgb, rgb, behind<Filter>(imageFilter, sobel), filtered,
+       filters(behind<Filter>(imageFilter, tooLong))},
+      {"imageFilter in a part", wide, wide,
+       behind<Region, Filter, bool>(imageFilter, region, sobel, true), filtered,
+       filters(behind<Region, Filter, bool>(imageFilter, region, tooLong, true))},
+      {"imageGradients",
+       rgb,
+       real,
+       derives,
+       {source, dead, narrow, channels, depth, mixedType},
+       toFloat},
+      {"haarFwd", rgb, rgb, transforms, {source, dead, channels, type, narrow, depth}, halves},
+      {"haarInv", rgb, rgb, restores, {source, depth, channels, dead, mixedType, other}, doubles},
+      {"demosaic",
+       gray,
+       rgb,
+       behind(demosaic, MIRL_BAYER_GRBG_HQ),
+       {source, dead, badChannels, narrow, depth, deepType, {kArgument, mismatch}},
+       badly(behind(demosaic, MirlBayerSeq(9)))},
+      {"demosaicDFPD",
+       gray,
+       rgb,
+       behind(demosaicDFPD, MIRL_BAYER_GRBG, true),
+       {source, dead, badChannels, narrow, depth, deepType, argument},
+       badly(behind(demosaicDFPD, MIRL_BAYER_BGGR_HQ, true))},
+      {"rgb2gray", rgb, gray, behind(rgb2gray), grays},
+      {"rgb2gray with weights", rgb, gray, behind<Scalar>(rgb2gray, {0.2, 0.7, 0.1}), grays},
+      {"gray2rgb", gray, rgb, behind(gray2rgb), fromGray},
+      {"rgb2yuv", rgb, rgb, behind(rgb2yuv), deep},
+      {"yuv2rgb", wide, wide, behind(yuv2rgb), deep},
+      {"rgb2yuv422", rgb, MIRL_8U_C2, behind(rgb2yuv422), plain},
+      {"rgb2ycbcr", rgb, rgb, behind(rgb2ycbcr), plain},
+      {"ycbcr2rgb", wide, wide, behind(ycbcr2rgb), plain},
+      {"rgb2hsv", real, real, behind(rgb2hsv), hues},
+      {"hsv2rgb", rgb, rgb, behind(hsv2rgb), hues},
+      {"rgb2Lab", rgb, rgb, behind(rgb2Lab), deep},
+      {"Lab2rgb", rgb, rgb, behind(Lab2rgb), deep},
+      {"gammaCorrect", rgb, rgb, behind(gammaCorrect, 2.2f), sums},
+      {"logTransform", wide, real, behind(logTransform, 2.0f), logs, toFloat},
+      {"LUT", rgb, rgb, ofTwo(LUT), tables, {.inputs = 2, .sizeOfOthers = {768, 1}}},
+      {"histEq", gray, gray, behind(histEq), {source, type, dead, channels, narrow, depth}},
+      {"blackGammaLUT", wide, wide, blackGamma(), hostTables, gammaTables},
+      {"imageBinary", rgb, gray, behind(imageBinary, 0.4f), binary},
+      {"channelSplit", rgb, gray, splits, {source, dead, narrow, depth, deepType}},
+      {"channelMerge", gray, rgb, merges, merged, {.inputs = 3}},
+      {"channelMix", wide, wide, behind(channelMix, values), mixed,
+       badly(behind(channelMix, null))},
+      {"colorPick", rgb, rgb, behind(colorPick, MIRL_COLOR_GREEN, 9.0f), deep},
+      {"FPNCorrection", wide, wide, corrects, corrected, {.inputs = 3}},
+      {"borderMask", wide, wide, masks(values), masked, badly(masks(null))},
+      {"V210TOYUV444",
+       v210,
+       wide,
+       behind(V210TOYUV444),
+       {source, badDepth, badChannels, dead},
+       unpacks},
+      {"YUV444TOV210", wide, v210, behind(YUV444TOV210), packed, packs},
+      {"YUV422TOV210", flat, v210, behind(YUV422TOV210), packed, packs}};
 }
 
 }  // namespace mirl::test

@@ -49,11 +49,10 @@ MirlImage outputOf(const Operation& op, const Inputs& in) {
 }
 
 /// The size of the input with this number.
-MirlSize sizeOf(const Operation& op, MirlSize size, int number) {
+MirlSize sizeOf(const Operation& op, const MirlSize& size, int number) {
   if (number > 0 && op.traits.sizeOfOthers.width != 0) return op.traits.sizeOfOthers;
-  const int step = op.traits.widthStep;
-  size.width = (size.width + step - 1) / step * step;
-  return size;
+  const auto upTo = [](int side, int step) { return (side + step - 1) / step * step; };
+  return {upTo(size.width, op.traits.widthStep), upTo(size.height, op.traits.heightStep)};
 }
 
 Inputs inputsOf(const Operation& op, const MirlSize& size = {61, 47}, unsigned seed = 1) {

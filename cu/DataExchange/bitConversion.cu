@@ -1,6 +1,7 @@
 #include <mirl/dataExchange.h>
 
 #include "core/access.h"
+#include "core/elements.h"
 #include "engine/dispatch.h"
 #include "engine/map.h"
 #include "engine/numbers/conversions.h"
@@ -28,10 +29,6 @@ std::int64_t rowElements(const MirlImage& image) {
   return std::int64_t{image.width()} * image.channels();
 }
 
-unsigned maximumOf(int bits) {
-  return (1u << bits) - 1u;
-}
-
 bool hasServedDepth(const MirlImage& image) {
   return image.depth() == 8 || image.depth() == 16;
 }
@@ -52,8 +49,8 @@ MirlStatus bitConversion(const MirlImage& source, const MirlImage& destination,
   const MirlStatus found = core::findQueue(stream, source, {&destination}, queue);
   if (found != MIRL_SUCCESS) return found;
 
-  const unsigned sourceMaximum = maximumOf(source.dataBits());
-  const auto destinationMaximum = static_cast<float>(maximumOf(destination.dataBits()));
+  const unsigned sourceMaximum = core::maximumOf(source.dataBits());
+  const auto destinationMaximum = static_cast<float>(core::maximumOf(destination.dataBits()));
   const float ratio = destinationMaximum / static_cast<float>(sourceMaximum);
   engine::visitElements<1>(
       engine::Pairs<engine::Integers, engine::Integers>{},

@@ -72,6 +72,31 @@ __device__ auto itemOf(const F& f, const Table& table, [[maybe_unused]] const Ch
   }
 }
 
+// What an item has in plane n: an element, or a pixel.
+
+template <class T, int N>
+__device__ void setPlane(Pixel<T, N>& item, int n, const T& element) {
+  item.v[n] = element;
+}
+template <class T, int N, int C>
+__device__ void setPlane(Pixel<T, N>& item, int n, const Pixel<T, C>& pixel) {
+#pragma unroll
+  for (int c = 0; c < C; ++c) item.v[n * C + c] = pixel.v[c];
+}
+
+template <class P, class T, int N>
+__device__ P planeOf(const Pixel<T, N>& item, int n) {
+  if constexpr (std::is_same_v<P, T>) {
+    return item.v[n];
+  } else {
+    P pixel;
+    constexpr int kChannels = sizeof(P) / sizeof(T);
+#pragma unroll
+    for (int c = 0; c < kChannels; ++c) pixel.v[c] = item.v[n * kChannels + c];
+    return pixel;
+  }
+}
+
 // N items from column x on, as words.
 
 template <int N, class T>
@@ -79,13 +104,13 @@ __device__ Items<T, N> load(const View<const T>& view, unsigned x, unsigned y) {
   return loadVector<N>(rowOf(view, y) + x);
 }
 template <int N, class T, int C>
-__device__ Items<Pixel<T, C>, N> load(const Planar<const T, C>& view, unsigned x, unsigned y) {
-  Items<Pixel<T, C>, N> items;
+__device__ auto load(const Planar<const T, C>& view, unsigned x, unsigned y) {
+  Items<ItemOf<Planar<const T, C>>, N> items;
 #pragma unroll
   for (int c = 0; c < C; ++c) {
     const Items<T, N> plane = loadVector<N>(rowOf(view.plane[c], y) + x);
 #pragma unroll
-    for (int i = 0; i < N; ++i) items.item[i].v[c] = plane.item[i];
+    for (int i = 0; i < N; ++i) setPlane(items.item[i], c, plane.item[i]);
   }
   return items;
 }
@@ -96,12 +121,12 @@ __device__ void store(const View<T>& view, unsigned x, unsigned y, const Items<T
 }
 template <int N, class T, int C>
 __device__ void store(const Planar<T, C>& view, unsigned x, unsigned y,
-                      const Items<Pixel<T, C>, N>& items) {
+                      const Items<ItemOf<Planar<T, C>>, N>& items) {
 #pragma unroll
   for (int c = 0; c < C; ++c) {
     Items<T, N> plane;
 #pragma unroll
-    for (int i = 0; i < N; ++i) plane.item[i] = items.item[i].v[c];
+    for (int i = 0; i < N; ++i) plane.item[i] = planeOf<T>(items.item[i], c);
     storeVector(rowOf(view.plane[c], y) + x, plane);
   }
 }
@@ -113,11 +138,11 @@ __device__ T loadOne(const View<const T>& view, unsigned x, unsigned y) {
   return loadBytes(rowOf(view, y) + x);
 }
 template <class T, int C>
-__device__ Pixel<T, C> loadOne(const Planar<const T, C>& view, unsigned x, unsigned y) {
-  Pixel<T, C> pixel;
+__device__ auto loadOne(const Planar<const T, C>& view, unsigned x, unsigned y) {
+  ItemOf<Planar<const T, C>> item;
 #pragma unroll
-  for (int c = 0; c < C; ++c) pixel.v[c] = loadBytes(rowOf(view.plane[c], y) + x);
-  return pixel;
+  for (int c = 0; c < C; ++c) setPlane(item, c, loadBytes(rowOf(view.plane[c], y) + x));
+  return item;
 }
 
 template <class T>
@@ -126,9 +151,24 @@ __device__ void storeOne(const View<T>& view, unsigned x, unsigned y, const T& i
 }
 template <class T, int C>
 __device__ void storeOne(const Planar<T, C>& view, unsigned x, unsigned y,
-                         const Pixel<T, C>& pixel) {
+                         const ItemOf<Planar<T, C>>& item) {
 #pragma unroll
-  for (int c = 0; c < C; ++c) storeBytes(rowOf(view.plane[c], y) + x, pixel.v[c]);
+  for (int c = 0; c < C; ++c) storeBytes(rowOf(view.plane[c], y) + x, planeOf<T>(item, c));
+}
+
+/// Those of N items from column x on that the view has room for; all of them as words if `Wide`.
+template <bool Wide, class Out, int N>
+__device__ void storeSome(const Out& out, unsigned x, unsigned y,
+                          const Items<ItemOf<Out>, N>& items) {
+  const auto width = static_cast<unsigned>(out.width);
+  if (Wide && x + N <= width) {
+    store<N>(out, x, y, items);
+    return;
+  }
+#pragma unroll
+  for (unsigned i = 0; i < N; ++i) {
+    if (x + i < width) storeOne(out, x + i, y, items.item[i]);
+  }
 }
 
 template <int N, class F, class Table, class Channels, class Out, class... In>

@@ -37,7 +37,7 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
   if (x >= static_cast<unsigned>(out.width)) return;
   for (unsigned y = blockIdx.y * kBlockY + threadIdx.y; y < static_cast<unsigned>(out.height);
        y += gridDim.y * kBlockY) {
-    const Point point = map(static_cast<int>(x), static_cast<int>(y));
+    const auto point = map(static_cast<int>(x), static_cast<int>(y));
     const Pixel<T, C> pixel = sampleAt<Sampler, Border, Aligned>(codec, in, point);
     storeBytes(reinterpret_cast<Pixel<T, C>*>(rowBytes(out, y)) + x, pixel);
   }

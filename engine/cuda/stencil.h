@@ -67,17 +67,8 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
           made.item[i] = call(f, Nothing{}, Place{place.x + i, place.y},
                               Neighbours<T, Step>{centre + i, kPitch});
         }
-        const auto column = static_cast<unsigned>(place.x), row = static_cast<unsigned>(place.y);
-        if (Wide && left + x + kWord <= out.width) {
-          mapping::store<kWord>(out, column, row, made);
-        } else {
-#pragma unroll
-          for (int i = 0; i < kWord; ++i) {
-            if (left + x + i < out.width) {
-              mapping::storeOne(out, column + static_cast<unsigned>(i), row, made.item[i]);
-            }
-          }
-        }
+        mapping::storeSome<Wide>(out, static_cast<unsigned>(place.x),
+                                 static_cast<unsigned>(place.y), made);
       }
     }
     __syncthreads();

@@ -96,6 +96,13 @@ struct Cursor<Pixel<T, N>> {
     for (int c = 0; c < N; ++c) array.of[c] = reinterpret_cast<const T*>(plane[c]);
     return array;
   }
+  /// The nth of equal parts of its planes.
+  template <int C>
+  Cursor<Pixel<T, C>> part(int n) const {
+    Cursor<Pixel<T, C>> some;
+    for (int c = 0; c < C; ++c) some.plane[c] = plane[n * C + c];
+    return some;
+  }
 };
 
 /// The address of an item in a row.
@@ -109,6 +116,22 @@ auto addressIn(const Planar<T, N>& view, int y, std::ptrdiff_t x) {
   Cursor<ItemOf<Planar<T, N>>> cursor;
   for (int c = 0; c < N; ++c) cursor.plane[c] = addressIn(view.plane[c], y, x);
   return cursor;
+}
+
+/// Where items begin in planes of pixels.
+template <int N>
+struct Places {
+  char* plane[N];
+};
+template <class P, int N>
+Places<N> placesIn(const Planar<P, N>& view, int y, std::ptrdiff_t x) {
+  Places<N> places;
+  for (int n = 0; n < N; ++n) places.plane[n] = addressIn(view.plane[n], y, x);
+  return places;
+}
+template <class T, int C, int N>
+Places<N> addressIn(const Planar<Pixel<T, C>, N>& view, int y, std::ptrdiff_t x) {
+  return placesIn(view, y, x);
 }
 
 /// Room for a piece of pixels, taken apart.
@@ -143,6 +166,17 @@ template <class T, int N, class R>
 Cursor<Pixel<T, N>> fetch(R&, const Planar<const T, N>& view, int y, std::ptrdiff_t x,
                           std::ptrdiff_t) {
   return addressIn(view, y, x);
+}
+
+template <class T, int C, int N, class R>
+Cursor<Pixel<T, C * N>> fetch(R& room, const Planar<const Pixel<T, C>, N>& view, int y,
+                              std::ptrdiff_t x, std::ptrdiff_t count) {
+  const Cursor<Pixel<T, C* N>> cursor = room.cursor();
+  const Places<N> from = placesIn(view, y, x);
+  for (int n = 0; n < N; ++n) {
+    splitPlanes<T, C>(from.plane[n], count, cursor.template part<C>(n).planes().of);
+  }
+  return cursor;
 }
 
 /// Where the pieces of an output are made: `open` tells where, `cursor` how to get at the items
@@ -181,32 +215,58 @@ class Output<View<T>, Capacity> {
   Outlet<Capacity * sizeof(T)> outlet_;
 };
 
-template <class T, int N, std::ptrdiff_t Capacity>
-class Output<Planar<T, N>, Capacity> {
-  using At = Cursor<Pixel<T, N>>;
-  using Plane = Outlet<Capacity * sizeof(T)>;
-
+/// The outlets of several planes; At has an address in each.
+template <class At, int N, std::size_t kBytes, std::size_t kItem>
+class Outlets {
  public:
-  explicit Output(bool pastCaches) : Output(pastCaches, std::make_index_sequence<N>{}) {}
+  explicit Outlets(bool pastCaches) : Outlets(pastCaches, std::make_index_sequence<N>{}) {}
 
   At open(const At& to) {
     At at;
-    for (int c = 0; c < N; ++c) at.plane[c] = outlet_[c].open(to.plane[c]);
+    for (int n = 0; n < N; ++n) at.plane[n] = outlet_[n].open(to.plane[n]);
     return at;
   }
   void close(const At& to, std::ptrdiff_t count) {
-    for (int c = 0; c < N; ++c) {
-      outlet_[c].close(to.plane[c], static_cast<std::size_t>(count) * sizeof(T));
+    for (int n = 0; n < N; ++n) {
+      outlet_[n].close(to.plane[n], static_cast<std::size_t>(count) * kItem);
     }
   }
-  At cursor(const At& at) { return at; }
-  void join(const At&, const At&, std::ptrdiff_t) {}
 
  private:
-  template <std::size_t... C>
-  Output(bool pastCaches, std::index_sequence<C...>) : outlet_{((void)C, Plane(pastCaches))...} {}
+  template <std::size_t... I>
+  Outlets(bool pastCaches, std::index_sequence<I...>)
+      : outlet_{((void)I, Outlet<kBytes>(pastCaches))...} {}
 
-  Plane outlet_[N];
+  Outlet<kBytes> outlet_[N];
+};
+
+template <class T, int N, std::ptrdiff_t Capacity>
+class Output<Planar<T, N>, Capacity>
+    : public Outlets<Cursor<Pixel<T, N>>, N, Capacity * sizeof(T), sizeof(T)> {
+  using At = Cursor<Pixel<T, N>>;
+
+ public:
+  using Outlets<At, N, Capacity * sizeof(T), sizeof(T)>::Outlets;
+  At cursor(const At& at) { return at; }
+  void join(const At&, const At&, std::ptrdiff_t) {}
+};
+
+template <class T, int C, int N, std::ptrdiff_t Capacity>
+class Output<Planar<Pixel<T, C>, N>, Capacity>
+    : public Outlets<Places<N>, N, Capacity * C * sizeof(T), C * sizeof(T)> {
+  using Item = Pixel<T, C * N>;
+
+ public:
+  using Outlets<Places<N>, N, Capacity * C * sizeof(T), C * sizeof(T)>::Outlets;
+  Cursor<Item> cursor(const Places<N>&) { return room_.cursor(); }
+  void join(const Cursor<Item>& cursor, const Places<N>& at, std::ptrdiff_t count) {
+    for (int n = 0; n < N; ++n) {
+      joinPlanes<T, C>(cursor.template part<C>(n).sources().of, count, at.plane[n]);
+    }
+  }
+
+ private:
+  Room<Item, Capacity> room_;
 };
 
 /// A functor's parameters in the order of a row's elements, for the length of a piece: they are one

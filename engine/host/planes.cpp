@@ -80,6 +80,35 @@ std::ptrdiff_t joinVectors(const T* const (&)[N], std::ptrdiff_t, void*) {
 
 #endif
 
+/// Six channels are pairs of pixels of three, and go by way of those.
+constexpr std::ptrdiff_t kPairs = 256;
+
+template <class T>
+std::ptrdiff_t splitVectors(const void* pixels, std::ptrdiff_t count, T* const (&planes)[6]) {
+  alignas(64) T both[3][2 * kPairs];
+  for (std::ptrdiff_t i = 0; i < count; i += kPairs) {
+    const std::ptrdiff_t some = std::min(kPairs, count - i);
+    splitPlanes<T, 3>(elementAt<T>(pixels, i * 6), 2 * some, {both[0], both[1], both[2]});
+    for (int c = 0; c < 3; ++c) {
+      splitPlanes<T, 2>(both[c], some, {planes[c] + i, planes[c + 3] + i});
+    }
+  }
+  return count;
+}
+
+template <class T>
+std::ptrdiff_t joinVectors(const T* const (&planes)[6], std::ptrdiff_t count, void* pixels) {
+  alignas(64) T both[3][2 * kPairs];
+  for (std::ptrdiff_t i = 0; i < count; i += kPairs) {
+    const std::ptrdiff_t some = std::min(kPairs, count - i);
+    for (int c = 0; c < 3; ++c) {
+      joinPlanes<T, 2>({planes[c] + i, planes[c + 3] + i}, some, both[c]);
+    }
+    joinPlanes<T, 3>({both[0], both[1], both[2]}, 2 * some, elementAt<T>(pixels, i * 6));
+  }
+  return count;
+}
+
 }  // namespace
 
 template <class T, int N>
@@ -105,7 +134,7 @@ void joinPlanes(const T* const (&planes)[N], std::ptrdiff_t count, void* pixels)
 #define MIRL_PLANES(T, N)                                                       \
   template void splitPlanes<T, N>(const void*, std::ptrdiff_t, T* const(&)[N]); \
   template void joinPlanes<T, N>(const T* const(&)[N], std::ptrdiff_t, void*);
-#define MIRL_PLANES_OF(T) MIRL_PLANES(T, 2) MIRL_PLANES(T, 3) MIRL_PLANES(T, 4)
+#define MIRL_PLANES_OF(T) MIRL_PLANES(T, 2) MIRL_PLANES(T, 3) MIRL_PLANES(T, 4) MIRL_PLANES(T, 6)
 MIRL_PLANES_OF(std::uint8_t)
 MIRL_PLANES_OF(std::uint16_t)
 MIRL_PLANES_OF(float)

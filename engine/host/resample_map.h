@@ -6,6 +6,7 @@
 // are fetched without tests, or wholly outside.
 
 #include "engine/host/element_pairs.h"
+#include "engine/host/gather_pairs.h"
 #include "engine/host/ivdep.h"
 #include "engine/host/rows.h"
 #include "engine/sampling.h"
@@ -46,30 +47,33 @@ void locate(const Map map, int x, int y, BlockPositions& at) {
   }
 }
 
+/// Where the first taps of a block lie.
+inline Box boxOf(const BlockPositions& at) {
+  int left = at.x[0], right = left, top = at.y[0], bottom = top;
+  for (int i = 0; i < kBlock; ++i) {
+    left = std::min(left, at.x[i]);
+    right = std::max(right, at.x[i]);
+    top = std::min(top, at.y[i]);
+    bottom = std::max(bottom, at.y[i]);
+  }
+  return {left, top, right, bottom};
+}
+
 enum class Cover { inside, outside, mixed };
 
 /// How the taps of a block lie on a source of that size.
-template <class Sampler>
-Cover coverOf(const BlockPositions& at, int width, int height) {
-  // As unsigned numbers the indices before the first one are the greatest.
-  unsigned greatestX = 0, greatestY = 0;
-  unsigned leastX = ~0u, leastY = ~0u;
-  for (int i = 0; i < kBlock; ++i) {
-    const auto firstX = static_cast<unsigned>(at.x[i] + Sampler::kFirst);
-    const auto firstY = static_cast<unsigned>(at.y[i] + Sampler::kFirst);
-    greatestX = std::max(greatestX, firstX);
-    greatestY = std::max(greatestY, firstY);
-    leastX = std::min(leastX, firstX + (Sampler::kTaps - 1));
-    leastY = std::min(leastY, firstY + (Sampler::kTaps - 1));
-  }
-  // The first tap's range for all taps to be inside, and the last tap's for any of them to be.
-  const std::int64_t insideX = std::int64_t{width} - (Sampler::kTaps - 1);
-  const std::int64_t insideY = std::int64_t{height} - (Sampler::kTaps - 1);
-  if (greatestX < insideX && greatestY < insideY) return Cover::inside;
-  const std::int64_t touchX = std::int64_t{width} + (Sampler::kTaps - 1);
-  const std::int64_t touchY = std::int64_t{height} + (Sampler::kTaps - 1);
-  if (leastX >= touchX || leastY >= touchY) return Cover::outside;
-  return Cover::mixed;
+template <class Sampler, class Border>
+Cover coverOf(const Box& box, int width, int height) {
+  constexpr std::int64_t kLast = Sampler::kFirst + Sampler::kTaps - 1;
+  const bool inside = box.left + Sampler::kFirst >= 0 && box.right + kLast < width &&
+                      box.top + Sampler::kFirst >= 0 && box.bottom + kLast < height;
+  if (inside) return Cover::inside;
+  // How far before the first pixel a place may lie for its pixel to have a value.
+  constexpr int kReach = Border::kReachesAll ? Sampler::kTaps - 1 : 0;
+  const bool outside =
+      box.right + Sampler::kFirst < -kReach || box.left + Sampler::kFirst >= width ||
+      box.bottom + Sampler::kFirst < -kReach || box.top + Sampler::kFirst >= height;
+  return outside ? Cover::outside : Cover::mixed;
 }
 
 /// Whether the pixels of a block come from neighbours in one source row, as in a shift and in long
@@ -123,18 +127,30 @@ void readTap(const View<const Pixel<T, C>>& in, int x, int y, T* to) {
   }
 }
 
+/// The pairs of neighbours that the pixels of a block are blended from, all of them inside.
+template <class T>
+void gather(const BlockPositions& at, const Box& box, const View<const Pixel<T, 1>>& in,
+            Pair<T>* upper, Pair<T>* lower) {
+  if constexpr (sizeof(T) == 1) {
+    static_assert(kBlock == kGathered);
+    const View<const T> bytes{reinterpret_cast<const T*>(in.data), in.pitch, in.width, in.height};
+    if (gatherPairs(bytes, at.x, at.y, box, upper, lower)) return;
+  }
+  for (int i = 0; i < kBlock; ++i) {
+    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
+    std::memcpy(&upper[i], from, sizeof upper[i]);
+    std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+  }
+}
+
 /// A block of one channel, from pairs of neighbours.
 template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+void blendGathered(const Codec& codec, const BlockPositions& at, const Box& box, Cover cover,
                    const View<const Pixel<T, 1>>& in, char* out) {
   alignas(64) Pair<T> upper[kBlock];
   alignas(64) Pair<T> lower[kBlock];
   if (cover == Cover::inside) {
-    for (int i = 0; i < kBlock; ++i) {
-      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
-      std::memcpy(&upper[i], from, sizeof upper[i]);
-      std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
-    }
+    gather(at, box, in, upper, lower);
   } else {
     for (int i = 0; i < kBlock; ++i) {
       T taps[4];
@@ -214,7 +230,7 @@ void packGroups(const T* groups, char* out) {
 
 /// The same of three channels.
 template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+void blendGathered(const Codec& codec, const BlockPositions& at, const Box&, Cover cover,
                    const View<const Pixel<T, 3>>& in, char* out) {
   using Groups = NeighbourGroups<T>;
   const Groups groups = cover == Cover::inside ? Groups(at, in) : Groups(Border{}, at, in);
@@ -242,8 +258,9 @@ void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
 template <class Sampler, class Border, class Codec, class T, int C>
 void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
                  char* out) {
-  const Cover cover = coverOf<Sampler>(at, in.width, in.height);
-  if (std::is_same_v<Border, ZeroBorder> && cover == Cover::outside) {
+  const Box box = boxOf(at);
+  const Cover cover = coverOf<Sampler, Border>(box, in.width, in.height);
+  if ((Border::kHasNone || !Border::kReachesAll) && cover == Cover::outside) {
     Pixel<T, C> zero;
     for (T& element : zero.v) element = codec.store(0.0f);
     for (int i = 0; i < kBlock; ++i) storeItem(out, i, zero);
@@ -253,10 +270,17 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const 
       const Position down{at.y[i], at.downFraction[i]};
       storeItem(out, i, sample<Sampler, Border, false>(codec, in, across, down));
     }
-  } else if (cover == Cover::inside && isRun(at)) {
+  } else if (cover == Cover::inside && box.top == box.bottom && isRun(at)) {
     blendRun(codec, at, in, out);
   } else {
-    blendGathered<Border>(codec, at, cover, in, out);
+    blendGathered<Border>(codec, at, box, cover, in, out);
+  }
+  if constexpr (!Border::kReachesAll) {
+    for (int i = 0; cover == Cover::mixed && i < kBlock; ++i) {
+      const Position across{at.x[i], at.acrossFraction[i]};
+      const Position down{at.y[i], at.downFraction[i]};
+      if (!reaches<Border>(in, across, down)) storeItem(out, i, Pixel<T, C>{});
+    }
   }
 }
 
@@ -281,13 +305,13 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
 }
 
 /// Asks for what a row further on will read: a turned source is no stream that the processor would
-/// recognise by itself. One pixel in four is enough, because several rows meet a line of the
-/// caches. Always inline: GCC takes a function that only prefetches for one without effect, and
+/// recognise by itself. One pixel in four is enough, or in eight of single bytes, because
+/// several rows meet a line of the caches. Always inline: GCC takes a function that only prefetches for one without effect, and
 /// drops calls.
 template <class Map, class T, int C>
 [[gnu::always_inline]] inline void prefetchRow(const Map& map, const View<const Pixel<T, C>>& in,
                                                int x, int end, int y) {
-  constexpr int kStep = 4;
+  constexpr int kStep = sizeof(Pixel<T, C>) == 1 ? 8 : 4;
   BlockPositions at;
   for (; end - x >= kBlock * kStep; x += kBlock * kStep) {
     locate<Bilinear, kStep>(map, x, y, at);

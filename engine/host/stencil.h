@@ -34,14 +34,28 @@ struct Lines {
   };
 };
 
-template <class F, class Out, class T, int Step, int Down>
-void stencilPiece(const F f, Place first, int count, const Out out,
-                  const Lines<T, Step, Down> lines) {
+template <class F, class Out, class... Seen>
+void stencilPiece(const F f, Place first, int count, const Out out, const Seen... lines) {
   MIRL_IVDEP
   for (int i = 0; i < count; ++i) {
-    out.put(i, call(f, Nothing{}, Place{first.x + i, first.y},
-                    typename Lines<T, Step, Down>::Neighbours{lines, i}));
+    out.put(
+        i, call(f, Nothing{}, Place{first.x + i, first.y}, typename Seen::Neighbours{lines, i}...));
   }
+}
+
+/// Copies elements `begin` to `end` of a row of `width`, which may lie outside of it.
+template <int Step, class Border, class T>
+void copyLine(const char* row, int width, std::ptrdiff_t begin, std::ptrdiff_t end, T* to) {
+  const std::ptrdiff_t first = std::clamp<std::ptrdiff_t>(0, begin, end);
+  const std::ptrdiff_t last = std::clamp<std::ptrdiff_t>(width, first, end);
+  const auto outside = [&](std::ptrdiff_t x) {
+    const std::int64_t column = Border::template limit<Step>(x, width);
+    to[x - begin] = column < 0 ? T{} : Cursor<T>{const_cast<char*>(row)}.get(column);
+  };
+  for (std::ptrdiff_t x = begin; x < first; ++x) outside(x);
+  std::memcpy(to + (first - begin), row + first * std::ptrdiff_t{sizeof(T)},
+              static_cast<std::size_t>(last - first) * sizeof(T));
+  for (std::ptrdiff_t x = last; x < end; ++x) outside(x);
 }
 
 template <int Step, class Border, class F, class Out, class T>
@@ -86,25 +100,11 @@ class StencilRows {
       } else if (inside) {
         lines.line[j] = row_[j] + begin * kBytes;
       } else {
-        copyLine(row_[j], begin - kAcross, end + kAcross, copies_[j]);
+        copyLine<Step, Border>(row_[j], in_.width, begin - kAcross, end + kAcross, copies_[j]);
         lines.line[j] = reinterpret_cast<const char*>(copies_[j] + kAcross);
       }
     }
     stencilPiece(f_, {static_cast<int>(begin), y}, static_cast<int>(end - begin), cursor, lines);
-  }
-
-  /// Elements `begin` to `end` of a row, which may lie outside of it.
-  void copyLine(const char* row, std::ptrdiff_t begin, std::ptrdiff_t end, T* to) const {
-    const std::ptrdiff_t first = std::clamp<std::ptrdiff_t>(0, begin, end);
-    const std::ptrdiff_t last = std::clamp<std::ptrdiff_t>(in_.width, first, end);
-    const auto outside = [&](std::ptrdiff_t x) {
-      const std::int64_t column = Border::template limit<Step>(x, in_.width);
-      to[x - begin] = column < 0 ? T{} : Cursor<T>{const_cast<char*>(row)}.get(column);
-    };
-    for (std::ptrdiff_t x = begin; x < first; ++x) outside(x);
-    std::memcpy(to + (first - begin), row + first * kBytes,
-                static_cast<std::size_t>((last - first) * kBytes));
-    for (std::ptrdiff_t x = last; x < end; ++x) outside(x);
   }
 
   static const char* zeros() {

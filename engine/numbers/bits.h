@@ -41,6 +41,16 @@ MIRL_HD T select(bool chosen, T a, T b) {
 #endif
 }
 
+/// `chosen ? a() : b()` likewise. GPUs, whose threads mostly choose alike, call only one of them.
+template <class A, class B>
+MIRL_HD auto selectCall(bool chosen, const A& a, const B& b) {
+#if MIRL_DEVICE_PASS
+  return chosen ? a() : b();
+#else
+  return select(chosen, a(), b());
+#endif
+}
+
 /// (a + b) / 2 of 8-bit or 16-bit integers, truncated.
 template <class T>
 MIRL_HD T meanOf(T a, T b) {

@@ -83,6 +83,14 @@ MIRL_HD inline float fusedMultiplyAdd(float a, float b, float c) {
 #endif
 }
 
+MIRL_HD inline double fusedMultiplyAdd(double a, double b, double c) {
+#if MIRL_DEVICE_PASS
+  return __fma_rn(a, b, c);
+#else
+  return __builtin_fma(a, b, c);
+#endif
+}
+
 /// The exact product of a number from 0 to 1 and of a whole one up to 2^23 - 1, truncated.
 MIRL_HD inline int truncatedProduct(float value, float whole) {
 #if MIRL_DEVICE_PASS
@@ -96,13 +104,18 @@ MIRL_HD inline int truncatedProduct(float value, float whole) {
 #endif
 }
 
-/// value / divisor for a constant divisor, with the bits of a division where the quotient is finite
-/// and no less than 2^-126: the product with the reciprocal is off by so little that one correction
-/// from its exact residue makes it right.
-MIRL_HD inline float dividedBy(float value, float divisor) {
-  const float reciprocal = 1.0f / divisor;
-  const float quotient = value * reciprocal;
+/// value / divisor by the rounded 1 / divisor, with the bits of a division where neither that nor
+/// the quotient is infinite or below the normal numbers: the product is off by so little that one
+/// correction from its exact residue makes it right.
+template <class Real>
+MIRL_HD inline Real dividedBy(Real value, Real divisor, Real reciprocal) {
+  const Real quotient = value * reciprocal;
   return fusedMultiplyAdd(fusedMultiplyAdd(-quotient, divisor, value), reciprocal, quotient);
+}
+
+/// The same for a constant divisor.
+MIRL_HD inline float dividedBy(float value, float divisor) {
+  return dividedBy(value, divisor, 1.0f / divisor);
 }
 
 }  // namespace mirl::engine

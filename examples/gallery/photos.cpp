@@ -106,7 +106,8 @@ std::vector<PhotoFile> defaultPhotos() {
                                    {"baboon.jpg", "fruits.jpg"},
                                    {"aloeL.jpg", "building.jpg"},
                                    {"rubberwhale1.png", "rubberwhale2.png"},
-                                   {"basketball1.png", "basketball2.png"}};
+                                   {"basketball1.png", "basketball2.png"},
+                                   {"sudoku.png", "building.jpg"}};
   for (PhotoFile& photo : photos) {
     photo.file.insert(0, folder);
     photo.partner.insert(0, folder);

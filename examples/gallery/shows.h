@@ -28,6 +28,7 @@ std::span<const Show> geometryShows();
 std::span<const Show> sensorShows();
 std::span<const Show> statisticsShows();
 std::span<const Show> toneShows();
+std::span<const Show> transformShows();
 
 /// All of them, in the order of the page.
 std::vector<Show> shows();

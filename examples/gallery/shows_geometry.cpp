@@ -1,13 +1,13 @@
 #include "shows.h"
 
-// Resize, rotate, and moves.
+// Sizes, turns, warps and moves.
 
 namespace gallery {
 namespace {
 
 using namespace mirl::geometryTransforms;
 
-constexpr const char* kGeometry = "Resize and rotate";
+constexpr const char* kGeometry = "Sizes, turns and warps";
 constexpr const char* kMoves = "Flips and margins";
 
 template <MirlFlipType flip>
@@ -34,6 +34,38 @@ MirlImage enlarged(Stage& s, MirlInterpolationType interpolation) {
 
 MirlPoint2D<int> middleOf(const MirlImage& image) {
   return {image.width() / 2, image.height() / 2};
+}
+
+using Point = MirlPoint2D<double>;
+
+/// Straightens the page between four corners, parts of the photo's width and height from the upper
+/// left one on clockwise, into a square.
+MirlImage straightened(Stage& s, const Point (&corners)[4]) {
+  constexpr int kSide = 500;
+  Point p[4];
+  for (int i = 0; i < 4; ++i) {
+    p[i] = {corners[i].x * s.photo.width(), corners[i].y * s.photo.height()};
+  }
+  // The matrix that takes the square to the four corners: its first two columns of the third row
+  // are how much the opposite sides converge.
+  const Point right(p[1].x - p[2].x, p[1].y - p[2].y), low(p[3].x - p[2].x, p[3].y - p[2].y);
+  const Point skew(p[0].x - p[1].x + p[2].x - p[3].x, p[0].y - p[1].y + p[2].y - p[3].y);
+  const double area = right.x * low.y - low.x * right.y;
+  const double g = (skew.x * low.y - low.x * skew.y) / area;
+  const double h = (right.x * skew.y - skew.x * right.y) / area;
+  double m[3][3] = {{p[1].x - p[0].x + g * p[1].x, p[3].x - p[0].x + h * p[3].x, p[0].x},
+                    {p[1].y - p[0].y + g * p[1].y, p[3].y - p[0].y + h * p[3].y, p[0].y},
+                    {g, h, 1}};
+  for (auto& row : m) {
+    row[0] /= kSide - 1;
+    row[1] /= kSide - 1;
+  }
+  return s.runInto(
+      MirlImage(kSide, kSide, MIRL_8U_C3),
+      [&](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+        return warpPerspectiveBack(in, out, m, stream);
+      },
+      s.photo);
 }
 
 const Show kShows[] = {
@@ -66,6 +98,17 @@ const Show kShows[] = {
        return s.run([](const MirlImage& in, MirlImage& out,
                        const MirlStream& stream) { return rotateNoCrop(in, out, 30, stream); },
                     s.photo);
+     }},
+    {kGeometry, "warpAffine", "sheared and made smaller", "baboon", false,
+     [](Stage& s) {
+       double m[2][3] = {{0.8, 0.25, 0}, {-0.15, 0.7, 0.2 * s.photo.height()}};
+       return s.run([&](const MirlImage& in, MirlImage& out,
+                        const MirlStream& stream) { return warpAffine(in, out, m, stream); },
+                    s.photo);
+     }},
+    {kGeometry, "warpPerspectiveBack", "a page straightened by its corners", "sudoku", false,
+     [](Stage& s) {
+       return straightened(s, {{0.129, 0.155}, {0.893, 0.122}, {0.93, 0.925}, {0.066, 0.913}});
      }},
     {kMoves, "flipImage", "top to bottom", "building", false, flipped<MIRL_FLIP_UD>},
     {kMoves, "flipImage", "left to right", "building", false, flipped<MIRL_FLIP_LR>},

@@ -114,12 +114,15 @@ MirlImage mosaicOf(const Stage& s) {
   return imageOf(seen, s.photo);
 }
 
-template <MirlBayerSeq sequence>
+/// What becomes of the photo on the way through a mosaic, and how far that is off.
+template <MirlBayerSeq sequence, bool alongEdges = false>
 MirlImage fromMosaic(Stage& s) {
-  const MirlImage mosaic = mosaicOf(s);
-  return s.run([](const MirlImage& in, MirlImage& out,
-                  const MirlStream& stream) { return demosaic(in, out, sequence, stream); },
-               mosaic);
+  const auto recover = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+    return alongEdges ? demosaicDFPD(in, out, sequence, true, stream)
+                      : demosaic(in, out, sequence, stream);
+  };
+  const MirlImage colours = s.run(recover, mosaicOf(s));
+  return sideBySide(s, colours, s.difference(s.photo, colours, 4));
 }
 
 /// To 10-bit video and back.
@@ -185,10 +188,12 @@ const Show kShows[] = {
     {kSensor, "FPNCorrection", "a bad sensor's photo, and with its flat field corrected", "fruits",
      false, flatField},
     {kSensor, "fpn", "columns with offsets, and without them", "fruits", false, offsets},
-    {kSensor, "demosaic", "a Bayer mosaic of the photo as colours, plain", "building", false,
-     fromMosaic<MIRL_BAYER_RGGB>},
+    {kSensor, "demosaic", "a Bayer mosaic of the photo as colours, plain, and what is off, x 4",
+     "building", false, fromMosaic<MIRL_BAYER_RGGB>},
     {kSensor, "demosaic", "the same in high quality", "building", false,
      fromMosaic<MIRL_BAYER_RGGB_HQ>},
+    {kSensor, "demosaicDFPD", "the same along edges", "building", false,
+     fromMosaic<MIRL_BAYER_RGGB, true>},
     {kSensor, "V210TOYUV444", "to 10-bit video and back: what got lost, x 10", "baboon", false,
      throughVideo},
     {kSensor, "borderMask", "a mask of four widths over the photo", "fruits", false, mask},

@@ -306,4 +306,25 @@ MIRL_API MirlStatus colorPick(const MirlImage& source, MirlImage& destination, M
 MIRL_API MirlStatus demosaic(const MirlImage& source, MirlImage& destination, MirlBayerSeq sequence,
                              const MirlStream& stream = MirlStream());
 
+/// The same by directional filtering with a posteriori decision, after Menon, Andriani and Calvagno
+/// (IEEE Transactions on Image Processing, 2007). At a red or blue sample green is estimated along
+/// the row and along the column, and the estimate is taken around which the difference between
+/// colour and green changes less, along its own direction; the row's where they are equal. A green
+/// sample then gets, of each colour, the mean difference from green of its two neighbours of that
+/// colour, and a red or blue one the colour that it still lacks from its two green neighbours in the
+/// direction that was decided on.
+///
+/// The outermost columns and rows stay without the last two steps: green samples are gray there, and
+/// of the other ones blue and red are both the sample. Images of less than 3 columns or rows are
+/// nothing else. Beyond the image samples are 0. Every step limits its results to 0 to 2^`dataBits` -
+/// 1, the source's, and truncates them; the samples of the mosaic are limited so as well where they
+/// are results. `flag` has no effect.
+///
+/// `sequence` is one of the four plain ones. Otherwise types, sequences, sizes and statuses are those
+/// of `demosaic`, but for the last: a sequence that is none of the four is `MIRL_INVALID_ARGUMENT`.
+/// The work is queued on the stream.
+MIRL_API MirlStatus demosaicDFPD(const MirlImage& source, MirlImage& destination,
+                                 MirlBayerSeq sequence, bool flag,
+                                 const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::colorOperations

@@ -116,6 +116,53 @@ MIRL_API MirlStatus rotate(const MirlImage& source, MirlImage& destination, floa
 MIRL_API MirlStatus rotateNoCrop(const MirlImage& source, MirlImage& destination, float angle,
                                  const MirlStream& stream = MirlStream());
 
+/// Maps an image by a matrix of two rows of three numbers. A pixel (x, y), whose centre is at its
+/// whole coordinates, of the source comes to
+///
+///     x' = m[0][0] * x + m[0][1] * y + m[0][2]
+///     y' = m[1][0] * x + m[1][1] * y + m[1][2]
+///
+/// of the destination. Every destination pixel is sampled where the inverse of that takes it, in
+/// double precision: it is the blend of the four pixels around that place if the place lies within
+/// the centres of the first and the last column and row, and 0 elsewhere. With the fractions f and
+/// g of the place, in float, it is a + f * (b - a) in the upper row and in the lower one, then the
+/// same of these two with g; each product not rounded before its sum. Integers are rounded to
+/// nearest, halves up; floats are stored as they are.
+///
+/// An empty destination is created with the source's size and type; a live one may have any size.
+/// It can't be the source. Nothing waits, and the matrix may be forgotten at once.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_NULL_POINTER` without
+/// a matrix; `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one object; `MIRL_MISMATCH` if a live
+/// destination differs in depth or channels, or in device, or the stream belongs to another one;
+/// `MIRL_INVALID_ARGUMENT` for a dead stream; what `create` returns for an empty destination;
+/// `MIRL_MISMATCH` for other types, an empty destination having been created by then;
+/// `MIRL_NPP_FAILED` if the matrix has no inverse or a coefficient is infinite or NaN, every pixel
+/// of the destination being 0 then. If nothing of the source comes into the destination, all of it
+/// is 0 and the status `MIRL_SUCCESS`.
+MIRL_API MirlStatus warpAffine(const MirlImage& source, MirlImage& destination,
+                               double (*const coefficients)[3],
+                               const MirlStream& stream = MirlStream());
+
+/// The same by the matrix of the way back: destination pixel (x, y) is sampled at
+/// (m[0][0] * x + (m[0][1] * y + m[0][2]), m[1][0] * x + (m[1][1] * y + m[1][2])), each step rounded
+/// to double. A matrix that has no inverse is refused here too.
+MIRL_API MirlStatus warpAffineBack(const MirlImage& source, MirlImage& destination,
+                                   double (*const coefficients)[3],
+                                   const MirlStream& stream = MirlStream());
+
+/// The same as `warpAffine` by a matrix of three rows, whose multiples are all one map: the first
+/// two rows' results are divided by the third one's. It takes straight lines to straight lines, as
+/// photos of a plane from two sides do. Places on the horizon, where that divisor is 0, are nowhere.
+MIRL_API MirlStatus warpPerspective(const MirlImage& source, MirlImage& destination,
+                                    double (*const coefficients)[3],
+                                    const MirlStream& stream = MirlStream());
+
+/// The same as `warpPerspective` by the matrix of the way back, from destination to source.
+MIRL_API MirlStatus warpPerspectiveBack(const MirlImage& source, MirlImage& destination,
+                                        double (*const coefficients)[3],
+                                        const MirlStream& stream = MirlStream());
+
 /// Cuts margins of so many rows and columns off. What is left is copied to the destination's first
 /// pixels; the others of a larger destination stay. Any type of 8, 16 or 32 bits.
 ///

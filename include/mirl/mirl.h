@@ -12,6 +12,7 @@
 #include <mirl/image.h>
 #include <mirl/imageFiltering.h>
 #include <mirl/imageStatistics.h>
+#include <mirl/imageTransforms.h>
 #include <mirl/io.h>
 #include <mirl/operators.h>
 #include <mirl/packedVideo.h>

@@ -49,6 +49,9 @@ inline float __fmul_rz(float a, float b) {
 inline float __fmaf_rn(float a, float b, float c) {
   return __builtin_fmaf(a, b, c);
 }
+inline double __fma_rn(double a, double b, double c) {
+  return __builtin_fma(a, b, c);
+}
 inline int __float2int_rd(float value) {
   const float whole = std::floor(value);
   if (!(whole >= -2147483648.0f)) return whole != whole ? 0 : INT32_MIN;

@@ -334,6 +334,22 @@ float* Draw::floats() {
   return values.data();
 }
 
+double (*Draw::matrix())[3] {
+  if (chance(20)) {
+    tell(" null");
+    return nullptr;
+  }
+  // Near to the identity, so that there is something to see, but for some of its numbers.
+  const bool hostile = chance(3);
+  for (int i = 0; i < 9; ++i) {
+    const double slight = (i % 4 == 0 ? 1.0 : 0.0) + (upTo(201) - 100) * (i < 6 ? 0.01 : 1e-4);
+    matrix_[i / 3][i % 3] = hostile && chance(3) ? real() : slight;
+    tell("%s%g", i == 0 ? " matrix(" : i % 3 == 0 ? "; " : " ", matrix_[i / 3][i % 3]);
+  }
+  tell(")");
+  return matrix_;
+}
+
 unsigned short* Draw::words() {
   static std::vector<unsigned short> tables[3];
   std::vector<unsigned short>& table = tables[upTo(3)];

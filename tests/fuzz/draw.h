@@ -82,6 +82,8 @@ class Draw {
   /// A dozen numbers, or null.
   float* floats();
   unsigned short* words();
+  /// Three rows of three numbers, or null.
+  double (*matrix())[3];
   test::Format anyFormat();
   const MirlSize& baseSize() const { return size_; }
 
@@ -154,6 +156,7 @@ class Draw {
   std::deque<HeldFilter> filters_;
   std::deque<MirlStream> streams_;
   std::deque<std::vector<float>> floats_;
+  double matrix_[3][3] = {};
 };
 
 template <class T>
@@ -181,6 +184,8 @@ T Draw::argument() {
     return floats();
   } else if constexpr (std::is_same_v<T, unsigned short*>) {
     return words();
+  } else if constexpr (std::is_same_v<T, double(*)[3]>) {
+    return matrix();
   } else if constexpr (std::is_same_v<T, MirlType>) {
     return type();
   } else if constexpr (std::is_enum_v<T>) {

@@ -122,6 +122,7 @@ Rows rowsOfColor() {
       row("autoColor", autoColor, color),
       row("histEq", histEq, {.in = {MIRL_8U_C1}}),
       row("demosaic", demosaic, {.in = {MIRL_8U_C1, MIRL_16U_C1}, .channels = 3}),
+      row("demosaicDFPD", demosaicDFPD, {.in = {MIRL_8U_C1, MIRL_16U_C1}, .channels = 3}),
       row("adjust", adjust, {.in = kBytes, .live = true}),
       row("FPNCorrection", FPNCorrection, camera),
       {"fpn",

@@ -12,6 +12,28 @@ using Filter = const MirlFilter&;
 const Types kAny = {MIRL_8U_C1,  MIRL_8U_C2,  MIRL_8U_C3,  MIRL_8U_C4,  MIRL_16U_C1,
                     MIRL_16S_C2, MIRL_16U_C3, MIRL_32F_C4, MIRL_32S_C1, MIRL_64F_C3};
 
+/// The Haar bands of an image of even sides, mostly.
+MirlStatus bands(Draw& draw) {
+  const int channels = draw.chance(8) ? 2 : draw.oneOf({1, 3}), depth = draw.chance(8) ? 16 : 8;
+  const MirlSize half(1 + draw.upTo(40), 1 + draw.upTo(12));
+  const MirlSize size(2 * half.width + draw.chance(10), 2 * half.height + draw.chance(10));
+  const auto formatOf = [&](int bits) {
+    return test::Format{depthAndChannelsToType(bits, channels, false), bits, channels};
+  };
+  const MirlImage& source = draw.image(formatOf(depth), size, 0, false);
+  const auto band = [&]() -> MirlImage& {
+    const MirlSize odd(half.width + draw.upTo(3) - 1, half.height + draw.upTo(3) - 1);
+    const int bits = draw.chance(20) ? 16 : depth;
+    // One without columns can't be created and stays empty.
+    const MirlSize its = draw.chance(3) ? MirlSize() : draw.chance(12) ? odd : half;
+    return draw.image(formatOf(bits), its, 0, true);
+  };
+  MirlImage &a = band(), &b = band(), &c = band(), &d = draw.chance(20) ? c : band();
+  draw.tell(" %dx%d C%d", size.width, size.height, channels);
+  const MirlStream& stream = draw.stream();
+  return draw.call([&] { return imageTransforms::haarFwd(source, a, b, c, d, stream); });
+}
+
 /// Margins that are cut off or added, mostly such as the images have room for.
 template <class Length>
 MirlStatus margins(Draw& draw, MirlStatus (*run)(const MirlImage&, MirlImage&, Length, Length,
@@ -44,9 +66,11 @@ Rows rowsOfData() {
   using namespace dataExchange;
   using namespace geometryTransforms;
   using namespace imageStatistics;
+  using namespace imageTransforms;
   using imageFiltering::imageFilter;
   const Traits served{}, bytes{.in = {MIRL_8U_C1, MIRL_8U_C3}}, live{.live = true};
   const Types many = {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3, MIRL_32F_C4};
+  const Traits warped{.changes = statuses(MIRL_NPP_FAILED), .also = statuses(MIRL_NPP_FAILED)};
   const std::uint64_t copyFails = statuses(MIRL_COPY_D2D_FAILED);
   return {
       row("convertScale", convertScale),
@@ -62,6 +86,10 @@ Rows rowsOfData() {
       row("rotate part", of<In, Out, float, Point, Region>(rotate),
           {.loose = true, .changes = statuses(MIRL_MISMATCH, MIRL_INVALID_ARGUMENT)}),
       row("rotateNoCrop", rotateNoCrop, {.loose = true, .changes = statuses(MIRL_MISMATCH)}),
+      row("warpAffine", warpAffine, warped),
+      row("warpAffineBack", warpAffineBack, warped),
+      row("warpPerspective", warpPerspective, warped),
+      row("warpPerspectiveBack", warpPerspectiveBack, warped),
       {"crop", [](Draw& draw) { return margins(draw, geometryTransforms::crop); }, {.in = kAny}},
       {"taper", [](Draw& draw) { return margins(draw, geometryTransforms::taper); }, bytes},
       row("flipImage", flipImage),
@@ -75,6 +103,11 @@ Rows rowsOfData() {
            .unset = true,
            .changes =
                statuses(MIRL_MISMATCH, MIRL_CHANNELS_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}),
+      {"haarFwd",
+       bands,
+       {.unset = true,
+        .changes = statuses(MIRL_MISMATCH, MIRL_TYPE_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}},
+      row("haarInv", haarInv, {.in = bytes.in, .unset = true}),
       row("min", of<In, MirlScalar&>(imageStatistics::min)),
       row("max", of<In, MirlScalar&>(imageStatistics::max)),
       row("minMax", minMax),
