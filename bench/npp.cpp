@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace mirl::bench {
 namespace npp {
@@ -31,8 +32,9 @@ Run prepare(const Peer& peer, const MirlSize& size) {
   for (const MirlType type : shape.in) {
     images->in.push_back(noise(size, type, static_cast<unsigned>(images->in.size() + 1)));
   }
-  const MirlSize outSize(static_cast<int>(size.width * shape.scale) + 2 * shape.pad,
-                         static_cast<int>(size.height * shape.scale) + 2 * shape.pad);
+  MirlSize outSize(static_cast<int>(size.width * shape.scale) + 2 * shape.pad,
+                   static_cast<int>(size.height * shape.scale) + 2 * shape.pad);
+  if (shape.turned) std::swap(outSize.width, outSize.height);
   for (const MirlType type : shape.out) images->out.emplace_back(outSize, type);
   images->table = noise({1 << 16, 1}, shape.table);
   images->scratch.create(1 << 28, 1, k8);
@@ -67,8 +69,8 @@ Run prepare(const Peer& peer, const MirlSize& size) {
 const std::vector<Peer>& peers() {
   static const std::vector<Peer> all = [] {
     std::vector<Peer> list;
-    for (const auto family :
-         {arithmeticPeers, colorPeers, dataPeers, geometryPeers, statisticsPeers}) {
+    for (const auto family : {arithmeticPeers, colorPeers, dataPeers, geometryPeers,
+                              orthogonalPeers, statisticsPeers}) {
       for (const Peer& peer : family()) list.push_back(peer);
     }
     return list;

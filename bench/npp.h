@@ -31,6 +31,7 @@ struct Shape {
   int pad = 0;          ///< by which outputs are larger on each side
   bool waits = false;   ///< for results in `Found`, as ours does
   MirlType table = k8;  ///< what `kTable` holds
+  bool turned = false;  ///< outputs have the rows' length as height
 };
 
 /// The images of one peer, all on the current GPU.
@@ -221,6 +222,7 @@ std::vector<Peer> arithmeticPeers();
 std::vector<Peer> colorPeers();
 std::vector<Peer> dataPeers();
 std::vector<Peer> geometryPeers();
+std::vector<Peer> orthogonalPeers();
 std::vector<Peer> statisticsPeers();
 
 }  // namespace mirl::bench::npp

@@ -9,6 +9,7 @@
 #include "runtime/runtime.h"
 
 #include <cstdint>
+#include <type_traits>
 
 #if MIRL_KERNELS
 #include "engine/cuda/permute.h"

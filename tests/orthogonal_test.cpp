@@ -43,10 +43,13 @@ Pixels<T> anyPixels(const MirlSize& size, int channels, unsigned seed) {
   return pixels;
 }
 
-/// Runs with rows at any address, with results that stay in the caches and with others.
+/// Runs with rows that begin at a word, whatever their length, and at any address; with results that
+/// stay in the caches and with others.
 template <class T, class Run>
 void expectMoved(const Run& run, const Pixels<T>& in, const Pixels<T>& want) {
+  const auto words = [](int bytes) { return (bytes + 3) / 4 * 4; };
   expectInto(run, in, want);
+  expectInto(run, in, want, words(in.rowBytes()), words(want.rowBytes()));
   forOddPitches(in.rowBytes(), want.rowBytes(), [&](int pitch, int outPitch) {
     const PastCaches large;
     expectInto(run, in, want, pitch, outPitch);

@@ -43,9 +43,8 @@ void moveOne(char* to, const char* from) {
 
 // --- mirror
 
-// Processors look ahead of what is read upwards, wherever it goes.
-
-/// Calls `work(y)` for all rows, in the order of their addresses in a source.
+/// Calls `work(y)` for all rows, in the order of their addresses in a source: processors look ahead
+/// of what is read upwards, wherever it goes.
 template <class Work>
 void upwards(const Rows& rows, std::ptrdiff_t pitch, const Work& work) {
   if (pitch > 0) {
@@ -67,8 +66,10 @@ void mirrorRun(char* to, const char* from, std::ptrdiff_t count) {
     });
     store(to + left * kPixel - kVectorBytes, turned);
   }
-  for (; left > 0; --left)
-    moveOne<kPixel>(to + (left - 1) * kPixel, from + (count - left) * kPixel);
+  while (left > 0) {
+    const std::ptrdiff_t done = count - left--;
+    moveOne<kPixel>(to + left * kPixel, from + done * kPixel);
+  }
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "shows.h"
 
-// Sizes, turns and warps.
+// Sizes, turns, warps and moves.
 
 namespace gallery {
 namespace {
@@ -8,6 +8,15 @@ namespace {
 using namespace mirl::geometryTransforms;
 
 constexpr const char* kGeometry = "Sizes, turns and warps";
+constexpr const char* kMoves = "Flips and margins";
+
+template <MirlFlipType flip>
+MirlImage flipped(Stage& s) {
+  const auto operation = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+    return flipImage(in, out, flip, stream);
+  };
+  return s.run(operation, s.photo);
+}
 
 /// A piece from the middle of the photo, four times as large.
 MirlImage enlarged(Stage& s, MirlInterpolationType interpolation) {
@@ -100,6 +109,32 @@ const Show kShows[] = {
     {kGeometry, "warpPerspectiveBack", "a page straightened by its corners", "sudoku", false,
      [](Stage& s) {
        return straightened(s, {{0.129, 0.155}, {0.893, 0.122}, {0.93, 0.925}, {0.066, 0.913}});
+     }},
+    {kMoves, "flipImage", "top to bottom", "building", false, flipped<MIRL_FLIP_UD>},
+    {kMoves, "flipImage", "left to right", "building", false, flipped<MIRL_FLIP_LR>},
+    {kMoves, "flipImage", "both", "building", false, flipped<MIRL_FLIP_BOTH>},
+    {kMoves, "transpose", "rows as columns", "building", false,
+     [](Stage& s) {
+       const auto operation = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return transpose(in, out, stream);
+       };
+       return s.run(operation, s.photo);
+     }},
+    {kMoves, "crop", "a quarter cut off all around", "fruits", false,
+     [](Stage& s) {
+       const int x = s.photo.width() / 4, y = s.photo.height() / 4;
+       const auto operation = [=](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return crop(in, out, y, y, x, x, stream);
+       };
+       return s.run(operation, s.photo);
+     }},
+    {kMoves, "taper", "margins of four widths that fade to the mean", "fruits", false,
+     [](Stage& s) {
+       const auto w = static_cast<unsigned>(s.photo.width());
+       const auto operation = [=](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return taper(in, out, w / 4, w / 2, w / 8, w / 3, stream);
+       };
+       return s.run(operation, s.photo);
      }},
 };
 
