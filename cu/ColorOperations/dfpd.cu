@@ -98,10 +98,12 @@ struct kernel_green : Mosaic<T> {
     const auto changes = static_cast<Element>(change(0, 0) + change(2, 0) + change(0, 2) +
                                               change(-2, 0) + change(0, -2));
     const bool isDown = changes < 0;
-    const auto across =
-        static_cast<Element>(2 * (p(-1, 0) + p(0, 0) + p(1, 0)) - p(-2, 0) - p(2, 0));
-    const auto down = static_cast<Element>(2 * (p(0, -1) + p(0, 0) + p(0, 1)) - p(0, -2) - p(0, 2));
-    const Element green = this->limited(this->selectSum(isDown, down, across) >> 2);
+    const auto ofBoth = [&](int distance) {
+      return this->selectSum(isDown, static_cast<Element>(p(0, -distance) + p(0, distance)),
+                             static_cast<Element>(p(-distance, 0) + p(distance, 0)));
+    };
+    const auto estimate = static_cast<Element>(2 * (p(0, 0) + ofBoth(1)) - ofBoth(2));
+    const Element green = this->limited(estimate >> 2);
     const Element own = this->limited(p(0, 0));
     return static_cast<Element>(2 * (own - green) + (isDown ? 1 : 0));
   }
@@ -160,13 +162,13 @@ struct kernel_dfpd : Mosaic<T> {
   /// Of red and blue the one that a sample of the other one lacks.
   template <class Colours>
   MIRL_HD Sum missing(Place at, Sum own, Sum green, const Colours& colours) const {
-    const auto aboveBeside = [&](int dx, int dy) {
-      const Bits both = colours(dx, dy);
+    const bool isDown = (green & 1) != 0;
+    const auto aboveBeside = [&](int direction) {
+      const Bits both = select<Bits>(isDown, colours(0, direction), colours(direction, 0));
       return static_cast<Sum>(this->secondOf(both) - this->firstOf(both));
     };
-    const auto across = static_cast<Sum>(aboveBeside(-1, 0) + aboveBeside(1, 0));
-    const auto down = static_cast<Sum>(-aboveBeside(0, -1) - aboveBeside(0, 1));
-    const Sum more = this->selectSum((green & 1) != 0, down, across);
+    const auto across = static_cast<Sum>(aboveBeside(-1) + aboveBeside(1));
+    const Sum more = this->selectSum(isDown, static_cast<Sum>(-across), across);
     const Sum made = this->limited(static_cast<Sum>(2 * own + more) >> 1);
     return this->selectSum(this->isInside(at), made, own);
   }
