@@ -12,8 +12,9 @@
 // (2007), in three passes over the image, all of which happen in one.
 //
 // The definition is in floats: estimates with weights of 0.5 and 0.25, sums of their differences,
-// halves. All of these are multiples of 0.25 of less than 2^20, which floats hold exactly, so sums
-// of integers four times as large, or twice, are the same in any order.
+// halves. All of these are multiples of 0.25 and less than 2^20, which floats hold exactly. So
+// integers four times as large, or twice, give the same in any order. Of bytes none is above the
+// 5 * 4 * 255 of five differences: 16 bits do.
 
 namespace mirl::colorOperations {
 namespace {
@@ -35,8 +36,10 @@ struct Mosaic {
   int innerHeight;
   Sum maximum;
 
+  /// The column of a row's first red or blue sample.
+  MIRL_HD int firstOther(int y) const { return (y ^ redX ^ redY) & 1; }
   MIRL_HD bool isGreen(Place at) const {
-    const auto first = static_cast<Bits>(at.y ^ redX ^ redY);
+    const auto first = static_cast<Bits>(firstOther(at.y));
     return static_cast<Bits>((static_cast<Bits>(at.x) ^ first) & 1) != 0;
   }
   MIRL_HD bool inRedRow(Place at) const { return ((at.y ^ redY) & 1) == 0; }
@@ -68,7 +71,7 @@ struct kernel_change : Mosaic<T> {
   static constexpr engine::Halo halo{.across = 4, .down = 4};
   using Element = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY) & 1; }
+  MIRL_HD int firstColumn(int y) const { return this->firstOther(y); }
 
   template <class Samples>
   MIRL_HD Element operator()(const Samples& p) const {
@@ -91,7 +94,7 @@ struct kernel_green : Mosaic<T> {
   static constexpr engine::Halo halo{.across = 2, .down = 2};
   using Element = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY) & 1; }
+  MIRL_HD int firstColumn(int y) const { return this->firstOther(y); }
 
   template <class Samples, class Changes>
   MIRL_HD Element operator()(const Samples& p, const Changes& change) const {
@@ -117,7 +120,7 @@ struct kernel_colours : Mosaic<T> {
   using Element = typename Mosaic<T>::Bits;
   using Sum = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY ^ 1) & 1; }
+  MIRL_HD int firstColumn(int y) const { return 1 - this->firstOther(y); }
 
   template <class Samples, class Changes, class Greens>
   MIRL_HD Element operator()(Place at, const Samples& p, const Changes&,
