@@ -83,22 +83,21 @@ Pixels<T> demosaiced(const Pixels<T>& in, int sequence, double maximum) {
 
 template <class T>
 void check(const Pixels<T>& in, int dataBits) {
-  for (const int padding : {0, 1, 6}) {
-    MirlImage mosaic = toImage(in, padding == 0 ? 0 : in.rowBytes() + padding);
-    mosaic.setDataBits(dataBits);
-    for (int sequence = 1; sequence <= 4; ++sequence) {
+  for (int sequence = 1; sequence <= 4; ++sequence) {
+    const Pixels<T> want = demosaiced(in, sequence, std::exp2(dataBits) - 1);
+    for (const int padding : {0, 1, 6}) {
+      MirlImage mosaic = toImage(in, padding == 0 ? 0 : in.rowBytes() + padding);
+      mosaic.setDataBits(dataBits);
       MirlImage out;
       if (padding == 6) {
-        ASSERT_EQ(out.create(in.width, in.height, 3 * in.rowBytes() + 5,
-                             static_cast<int>(sizeof(T)) * 8, 3),
-                  MIRL_SUCCESS);
+        out = toImage(Pixels<T>(in.width, in.height, 3), 3 * in.rowBytes() + 5);
         out.setChannelSequence(MIRL_CHANNELSEQ_RGB);  // which doesn't count
         fillBlock(out);
       }
       ASSERT_EQ(colorOperations::demosaicDFPD(mosaic, out, static_cast<MirlBayerSeq>(sequence),
                                               padding == 1),
                 MIRL_SUCCESS);
-      ASSERT_TRUE(holds(out, demosaiced(in, sequence, std::exp2(dataBits) - 1)))
+      ASSERT_TRUE(holds(out, want))
           << "sequence " << sequence << ", padding " << padding << ", bits " << dataBits;
       if (padding == 6) {
         EXPECT_TRUE(paddingUntouched(out));
@@ -107,31 +106,35 @@ void check(const Pixels<T>& in, int dataBits) {
   }
 }
 
-/// Samples over the whole range, which mostly meet the limits, and smooth ones with edges.
+/// Steps with a slope, which aren't off the limits everywhere as noise is.
 template <class T>
-void checkKinds(std::initializer_list<int> dataBits) {
-  unsigned seed = 1;
-  for (const MirlSize size :
-       {MirlSize(1, 1), MirlSize(1, 9), MirlSize(9, 1), MirlSize(2, 2), MirlSize(3, 3),
-        MirlSize(17, 5), MirlSize(140, 67), MirlSize(530, 20)}) {
-    const Pixels<T> noise = randomPixels<T>(size.width, size.height, 1, seed++);
-    Pixels<T> photo = noise;
-    for (int y = 0; y < size.height; ++y) {
-      for (int x = 0; x < size.width; ++x) {
-        const int step = (x / 13 + y / 7) % 3 * 60 + 2 * (x % 13) + (x & y & 1) * 20;
-        photo.at(x, y) = static_cast<T>((step << (8 * sizeof(T) - 8)) + noise.at(x, y) % 9);
-      }
-    }
-    for (const int bits : dataBits) {
-      check(noise, bits);
-      check(photo, bits);
+Pixels<T> steps(const MirlSize& size) {
+  Pixels<T> pixels = randomPixels<T>(size.width, size.height, 1, 1);
+  for (int y = 0; y < size.height; ++y) {
+    for (int x = 0; x < size.width; ++x) {
+      const int step = (x / 13 + y / 7) % 3 * 60 + 2 * (x % 13) + (x & y & 1) * 20;
+      pixels.at(x, y) = static_cast<T>((step << (8 * sizeof(T) - 8)) + pixels.at(x, y) % 9);
     }
   }
+  return pixels;
+}
+
+/// Of sizes up to several tiles and strips, and to the work of two threads.
+template <class T>
+void checkSizes(int fewerBits) {
+  for (const MirlSize size :
+       {MirlSize(1, 1), MirlSize(1, 9), MirlSize(9, 1), MirlSize(2, 2), MirlSize(3, 3),
+        MirlSize(17, 5), MirlSize(140, 118), MirlSize(2100, 8)}) {
+    check(randomPixels<T>(size.width, size.height, 1, 2), fewerBits);
+    check(steps<T>(size), 8 * sizeof(T));
+  }
+  const PastCaches past;
+  check(randomPixels<T>(150, 20, 1, 3), 8 * sizeof(T));
 }
 
 TEST_P(DemosaicDFPD, EqualsItsThreePasses) {
-  checkKinds<std::uint8_t>({8, 6, 0});
-  checkKinds<std::uint16_t>({16, 12});
+  checkSizes<std::uint8_t>(6);
+  checkSizes<std::uint16_t>(12);
 }
 
 TEST_P(DemosaicDFPD, GoesAcrossWhereDirectionsAreEqual) {

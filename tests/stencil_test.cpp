@@ -1,10 +1,11 @@
-// The stencil pattern beneath the operations: borders, halos and places. Where there are GPUs this is
-// compiled as CUDA, as map_test.cpp is.
+// The stencil and cascade patterns beneath the operations: borders, halos and places. Where there
+// are GPUs this is compiled as CUDA, as map_test.cpp is.
 
 #include "engine/stencil.h"
 
 #include <cstdint>
 
+#include "engine/cascade.h"
 #include "support.h"
 
 namespace mirl::test {
@@ -17,6 +18,7 @@ template <int Across, int Down>
 struct kernel_around {
   static constexpr engine::Asks asks{.place = true};
   static constexpr engine::Halo halo{.across = Across, .down = Down};
+  using Element = float;
 
   template <class Neighbours>
   MIRL_HD float operator()(engine::Place at, const Neighbours& n) const {
@@ -26,6 +28,18 @@ struct kernel_around {
       for (int i = -Across; i <= Across; ++i) sum += (weight += 2) * static_cast<float>(n(i, j));
     }
     return sum;
+  }
+};
+
+/// A last stage: the same around what a first one made, with a corner of what that was made of.
+template <int Across, int Down>
+struct kernel_behind {
+  static constexpr engine::Asks asks{.place = true};
+  static constexpr engine::Halo halo{.across = Across, .down = Down};
+
+  template <class In, class First>
+  MIRL_HD float operator()(engine::Place at, const In& in, const First& first) const {
+    return kernel_around<Across, Down>{}(at, first) - static_cast<float>(in(Across, -Down));
   }
 };
 
@@ -40,7 +54,6 @@ void check(const MirlSize& size, int offset) {
   engine::stencil<Step, Border>(queue, kernel_around<Across, Down>{},
                                 engine::elementsOf<float>(out),
                                 engine::elementsOf<const T>(source));
-  ASSERT_TRUE(queue.device->synchronize(nullptr));
 
   Pixels<float> expected(size.width, size.height, 1);
   const auto at = [&](int x, int y) -> float {
@@ -53,16 +66,30 @@ void check(const MirlSize& size, int offset) {
     }
     return in.at(std::clamp(x, 0, size.width - 1), row);
   };
-  for (int y = 0; y < size.height; ++y) {
-    for (int x = 0; x < size.width; ++x) {
-      float sum = static_cast<float>(x + 3 * y), weight = 1;
-      for (int j = -Down; j <= Down; ++j) {
-        for (int i = -Across; i <= Across; ++i) sum += (weight += 2) * at(x + i * Step, y + j);
-      }
-      expected.at(x, y) = sum;
+  const auto around = [](int x, int y, const auto& element) {
+    float sum = static_cast<float>(x + 3 * y), weight = 1;
+    for (int j = -Down; j <= Down; ++j) {
+      for (int i = -Across; i <= Across; ++i) sum += (weight += 2) * element(x + i * Step, y + j);
     }
-  }
-  ASSERT_TRUE(holds(out, expected)) << "step " << Step << ", offset " << offset;
+    return sum;
+  };
+  const auto expect = [&](const auto& element) {
+    for (int y = 0; y < size.height; ++y) {
+      for (int x = 0; x < size.width; ++x) expected.at(x, y) = element(x, y);
+    }
+    ASSERT_TRUE(queue.device->synchronize(nullptr));
+    ASSERT_TRUE(holds(out, expected)) << "step " << Step << ", offset " << offset;
+  };
+  expect([&](int x, int y) { return around(x, y, at); });
+
+  if (Step > 1 || offset == 4) return;  // cascades are of single elements, and take their time
+  engine::cascade<Border>(queue, engine::elementsOf<float>(out),
+                          engine::elementsOf<const T>(source), kernel_around<Across, Down>{},
+                          kernel_behind<Across, Down>{});
+  expect([&](int x, int y) {
+    const auto first = [&](int i, int j) { return around(i, j, at); };
+    return around(x, y, first) - at(x + Across, y - Down);
+  });
 }
 
 template <class Border>

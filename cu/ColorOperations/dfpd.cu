@@ -12,8 +12,9 @@
 // (2007), in three passes over the image, all of which happen in one.
 //
 // The definition is in floats: estimates with weights of 0.5 and 0.25, sums of their differences,
-// halves. All of these are multiples of 0.25 of less than 2^20, which floats hold exactly, so sums
-// of integers four times as large, or twice, are the same in any order.
+// halves. All of these are multiples of 0.25 and less than 2^20, which floats hold exactly. So
+// integers four times as large, or twice, give the same in any order. Of bytes none is above the
+// 5 * 4 * 255 of five differences: 16 bits do.
 
 namespace mirl::colorOperations {
 namespace {
@@ -35,8 +36,10 @@ struct Mosaic {
   int innerHeight;
   Sum maximum;
 
+  /// The column of a row's first red or blue sample.
+  MIRL_HD int firstOther(int y) const { return (y ^ redX ^ redY) & 1; }
   MIRL_HD bool isGreen(Place at) const {
-    const auto first = static_cast<Bits>(at.y ^ redX ^ redY);
+    const auto first = static_cast<Bits>(firstOther(at.y));
     return static_cast<Bits>((static_cast<Bits>(at.x) ^ first) & 1) != 0;
   }
   MIRL_HD bool inRedRow(Place at) const { return ((at.y ^ redY) & 1) == 0; }
@@ -68,7 +71,7 @@ struct kernel_change : Mosaic<T> {
   static constexpr engine::Halo halo{.across = 4, .down = 4};
   using Element = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY) & 1; }
+  MIRL_HD int firstColumn(int y) const { return this->firstOther(y); }
 
   template <class Samples>
   MIRL_HD Element operator()(const Samples& p) const {
@@ -91,17 +94,19 @@ struct kernel_green : Mosaic<T> {
   static constexpr engine::Halo halo{.across = 2, .down = 2};
   using Element = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY) & 1; }
+  MIRL_HD int firstColumn(int y) const { return this->firstOther(y); }
 
   template <class Samples, class Changes>
   MIRL_HD Element operator()(const Samples& p, const Changes& change) const {
     const auto changes = static_cast<Element>(change(0, 0) + change(2, 0) + change(0, 2) +
                                               change(-2, 0) + change(0, -2));
     const bool isDown = changes < 0;
-    const auto across =
-        static_cast<Element>(2 * (p(-1, 0) + p(0, 0) + p(1, 0)) - p(-2, 0) - p(2, 0));
-    const auto down = static_cast<Element>(2 * (p(0, -1) + p(0, 0) + p(0, 1)) - p(0, -2) - p(0, 2));
-    const Element green = this->limited(this->selectSum(isDown, down, across) >> 2);
+    const auto ofBoth = [&](int distance) {
+      return this->selectSum(isDown, static_cast<Element>(p(0, -distance) + p(0, distance)),
+                             static_cast<Element>(p(-distance, 0) + p(distance, 0)));
+    };
+    const auto estimate = static_cast<Element>(2 * (p(0, 0) + ofBoth(1)) - ofBoth(2));
+    const Element green = this->limited(estimate >> 2);
     const Element own = this->limited(p(0, 0));
     return static_cast<Element>(2 * (own - green) + (isDown ? 1 : 0));
   }
@@ -115,7 +120,7 @@ struct kernel_colours : Mosaic<T> {
   using Element = typename Mosaic<T>::Bits;
   using Sum = typename Mosaic<T>::Sum;
 
-  MIRL_HD int firstColumn(int y) const { return (y ^ this->redX ^ this->redY ^ 1) & 1; }
+  MIRL_HD int firstColumn(int y) const { return 1 - this->firstOther(y); }
 
   template <class Samples, class Changes, class Greens>
   MIRL_HD Element operator()(Place at, const Samples& p, const Changes&,
@@ -160,13 +165,13 @@ struct kernel_dfpd : Mosaic<T> {
   /// Of red and blue the one that a sample of the other one lacks.
   template <class Colours>
   MIRL_HD Sum missing(Place at, Sum own, Sum green, const Colours& colours) const {
-    const auto aboveBeside = [&](int dx, int dy) {
-      const Bits both = colours(dx, dy);
+    const bool isDown = (green & 1) != 0;
+    const auto aboveBeside = [&](int direction) {
+      const Bits both = select<Bits>(isDown, colours(0, direction), colours(direction, 0));
       return static_cast<Sum>(this->secondOf(both) - this->firstOf(both));
     };
-    const auto across = static_cast<Sum>(aboveBeside(-1, 0) + aboveBeside(1, 0));
-    const auto down = static_cast<Sum>(-aboveBeside(0, -1) - aboveBeside(0, 1));
-    const Sum more = this->selectSum((green & 1) != 0, down, across);
+    const auto across = static_cast<Sum>(aboveBeside(-1) + aboveBeside(1));
+    const Sum more = this->selectSum(isDown, static_cast<Sum>(-across), across);
     const Sum made = this->limited(static_cast<Sum>(2 * own + more) >> 1);
     return this->selectSum(this->isInside(at), made, own);
   }

@@ -316,13 +316,12 @@ MIRL_API MirlStatus demosaic(const MirlImage& source, MirlImage& destination, Mi
 ///
 /// The outermost columns and rows stay without the last two steps: green samples are gray there, and
 /// of the other ones blue and red are both the sample. Images of less than 3 columns or rows are
-/// nothing else. Beyond the image samples are 0. Every step limits its results to 0 to 2^`dataBits` -
-/// 1, the source's, and truncates them; the samples of the mosaic are limited so as well where they
-/// are results. `flag` has no effect.
+/// nothing else. Beyond the image samples are 0. Every step truncates its results and limits them to
+/// 0 to 2^`dataBits` - 1, the source's, for 8 bits too; so are samples of the mosaic where they are
+/// results. `flag` has no effect. The work is queued on the stream.
 ///
-/// `sequence` is one of the four plain ones. Otherwise types, sequences, sizes and statuses are those
-/// of `demosaic`, but for the last: a sequence that is none of the four is `MIRL_INVALID_ARGUMENT`.
-/// The work is queued on the stream.
+/// `sequence` is one of the four plain ones. Types, the order of colours and statuses are those of
+/// `demosaic` but for the last: any other sequence is `MIRL_INVALID_ARGUMENT`.
 MIRL_API MirlStatus demosaicDFPD(const MirlImage& source, MirlImage& destination,
                                  MirlBayerSeq sequence, bool flag,
                                  const MirlStream& stream = MirlStream());
