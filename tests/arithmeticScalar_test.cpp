@@ -118,25 +118,6 @@ TEST_P(ArithmeticScalar, EverySizeAndPitch) {
   check(float{}, float{}, kOps[1], 3);
 }
 
-TEST_P(ArithmeticScalar, Types) {
-  const auto status = [](const Format& in, const Format* out) {
-    const Format to = out ? *out : in;
-    const bool good =
-        isServed(in) && isServed(to) && in.channels == to.channels && to.depth >= in.depth;
-    return good ? MIRL_SUCCESS : MIRL_MISMATCH;
-  };
-  for (const Op& op : kOps) {
-    const auto constant = [&](const auto& in, auto& out, auto&) {
-      return applying(op, 2)(in, out);
-    };
-    const auto scalar = [&](const auto& in, auto& out, auto&) {
-      return applying(op, {1, 2, 3})(in, out);
-    };
-    expectStatusesOfTypes({op.name, constant, status, sameFormat});
-    expectStatusesOfTypes({op.name, scalar, status, sameFormat});
-  }
-}
-
 MIRL_TEST_ON_ALL_DEVICES(ArithmeticScalar);
 
 }  // namespace

@@ -187,25 +187,6 @@ TEST_P(Arithmetic, EveryTripleOfTypes) {
   }
 }
 
-TEST_P(Arithmetic, BothInputsAreChecked) {
-  const MirlImage empty, good(4, 3, MIRL_8U_C1), wide(5, 3, MIRL_8U_C1), tall(4, 4, MIRL_8U_C1),
-      colour(4, 3, MIRL_8U_C3), deep(4, 3, MIRL_16U_C1);
-  const MirlStream dead = deadStream();
-  for (const Op& op : kOps) {
-    const auto refused = [&](const MirlImage& a, const MirlImage& b, MirlStatus status) {
-      for (const MirlImage& out : {empty, wide}) {
-        expectStatus(out, status, false, [&](MirlImage& copy) { return op.run(a, b, copy, dead); });
-      }
-    };
-    refused(empty, tall, MIRL_IMAGE_NOT_INITIALIZED);
-    refused(good, empty, MIRL_IMAGE_NOT_INITIALIZED);
-    for (const MirlImage& other : {wide, tall, colour}) refused(good, other, MIRL_MISMATCH);
-    refused(good, deep, MIRL_INVALID_ARGUMENT);
-    expectStatus(good, MIRL_MISMATCH, false,
-                 [&](MirlImage& copy) { return op.run(deep, good, copy, MirlStream()); });
-  }
-}
-
 MIRL_TEST_ON_ALL_DEVICES(Arithmetic);
 
 }  // namespace

@@ -13,8 +13,7 @@ using namespace colorOperations;
 
 class Channels : public DeviceTest {};
 
-constexpr MirlStatus kNoDepth = MIRL_DEPTH_NOT_SUPPORTED, kNoChannels = MIRL_CHANNELS_NOT_SUPPORTED,
-                     kMismatch = MIRL_MISMATCH;
+constexpr MirlStatus kMismatch = MIRL_MISMATCH;
 
 template <class T>
 Pixels<T> channelOf(const Pixels<T>& in, int channel) {
@@ -229,45 +228,6 @@ TEST_P(Channels, PickWantsBlueFirst) {
               sequence == MIRL_CHANNELSEQ_BGR ? MIRL_SUCCESS : kMismatch);
     EXPECT_TRUE(out.isInitialized());
   }
-}
-
-TEST_P(Channels, Types) {
-  Matrix matrix = kIdentity;
-  const auto check = [](const char* name, const Function& run, const auto& serves, auto created) {
-    expectStatusesOfTypes(
-        {name, run,
-         [=](const Format& in, const Format* out) {
-           if (in.channels != 3) return kNoChannels;
-           if (!fits(in, out)) return kMismatch;
-           return serves(in) ? MIRL_SUCCESS : kNoDepth;
-         },
-         [=](const Format& in) { return in.channels == 3 ? created(in) : DepthAndChannels(); }});
-  };
-  check("channelMix", with(channelMix, matrix.data()), isServed, sameFormat);
-  check(
-      "colorPick", pickBy(MIRL_COLOR_GREEN, 10),
-      [](const Format& in) { return std::abs(in.depth) == 8; }, unsignedFormat);
-  // Of split images the channels aren't compared.
-  const auto between = [](const char* name, const Function& run, int from, int to) {
-    expectStatusesOfTypes({name, run,
-                           [=](const Format& in, const Format* out) {
-                             if (in.channels != from) return kNoChannels;
-                             if (out && to == 3 && out->channels != 3) return kNoChannels;
-                             if (out && std::abs(in.depth) != std::abs(out->depth))
-                               return kMismatch;
-                             return isServed(in) ? MIRL_SUCCESS : kNoDepth;
-                           },
-                           [=](const Format& in) {
-                             return DepthAndChannels(std::abs(in.depth),
-                                                     in.channels == from ? to : 0);
-                           }});
-  };
-  between(
-      "channelSplit",
-      [](const auto& in, auto& out, auto& s) { return channelSplit(in, out, out, out, s); }, 3, 1);
-  between(
-      "channelMerge",
-      [](const auto& in, auto& out, auto& s) { return channelMerge(in, in, in, out, s); }, 1, 3);
 }
 
 MIRL_TEST_ON_ALL_DEVICES(Channels);

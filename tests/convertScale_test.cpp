@@ -108,25 +108,6 @@ TEST_P(ConvertScale, InPlaceAndIntoACreatedImage) {
   });
 }
 
-TEST_P(ConvertScale, EveryPairOfTypes) {
-  for (const Format& from : allFormats()) {
-    const MirlImage source(3, 2, from.type);
-    for (const Format& to : allFormats()) {
-      SCOPED_TRACE(testing::Message() << from.type << " to " << to.type);
-      const bool served = isServed(from) && isServed(to);
-      expectStatus(MirlImage(3, 2, to.type),
-                   from.channels != to.channels ? MIRL_MISMATCH
-                   : served                     ? MIRL_SUCCESS
-                                                : MIRL_TYPE_NOT_SUPPORTED,
-                   false, [&](MirlImage& out) { return convertScale(source, out, 1, 0); });
-    }
-    MirlImage made;
-    EXPECT_EQ(convertScale(source, made, 1, 0),
-              isServed(from) ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED);
-    EXPECT_EQ(formatOf(made), formatOf(source));
-  }
-}
-
 // By type and by depth: the same, whatever the destination was before.
 TEST_P(ConvertTo, AnyDestination) {
   forEachPair([]<class S, class D>(S, D) {

@@ -57,7 +57,7 @@ MirlSize sizeOf(const Operation& op, MirlSize size, int number) {
 }
 
 Inputs inputsOf(const Operation& op, const MirlSize& size = {61, 47}, unsigned seed = 1) {
-  const Format format = allFormats()[static_cast<std::size_t>(op.in)];
+  const Format format = formatOfType(op.in);
   Inputs inputs;
   for (int i = 0; i < op.traits.inputs; ++i) {
     inputs.push_back(noiseImage(sizeOf(op, size, i), format.depth, format.channels, seed++));
@@ -82,12 +82,20 @@ MirlImage resultOf(const Operation& op, const Inputs& in) {
   return out;
 }
 
+/// A depth that the operation doesn't take for an output.
+int wrongDepthOf(const Types& types, const Format& in, int right, int channels) {
+  for (const int depth : {64, 32, 8}) {
+    const bool fits = depth == right || types.depthIsRight(in, {MIRL_8U_C1, depth, channels});
+    if (!fits) return depth;
+  }
+  return 128;
+}
+
 // Whatever else is wrong, the first check that fails tells the status.
 TEST_P(EveryOperation, ChecksInOrder) {
   const MirlStream ordinary, dead = deadStream();
   for (const Operation& op : operations()) {
-    const Format in = allFormats()[static_cast<std::size_t>(op.in)];
-    const Format out = allFormats()[static_cast<std::size_t>(op.out)];
+    const Format in = formatOfType(op.in), out = formatOfType(op.out);
     for (unsigned wrongs = 0; wrongs < 1u << kWrongs; ++wrongs) {
       const auto has = [&](Wrong wrong) { return (wrongs >> wrong & 1) != 0; };
       SCOPED_TRACE(testing::Message() << op.name << ", wrong: " << wrongs);
@@ -97,9 +105,14 @@ TEST_P(EveryOperation, ChecksInOrder) {
         known |= 1u << check->first;
         if (has(check->first)) expected = check->second;
       }
-      if ((wrongs & ~known) != 0) continue;
-      const int depth = has(kType) ? 64 : in.depth;
+      // What is wrong with the output can't be said of the input.
+      const bool itself = has(kItself), ofOutput = has(kChannels) || has(kDepth) || has(kSize);
+      if ((wrongs & ~known) != 0 || (itself && ofOutput)) continue;
+      const int depth = has(kType) ? 64 : in.depth,
+                inChannels = has(kInputChannels) ? 2 : in.channels;
+      const Format given{op.in, depth, inChannels};
       const int outDepth = has(kType) ? op.traits.outputDepthOfBadType : out.depth;
+      const int outChannels = has(kInputChannels) ? op.types.created(given).second : out.channels;
       for (const int variant : {0, 1, 2}) {  // a row, a column, or both; this input or that one
         const int narrower = variant > 0, lower = variant != 1, inputs = op.traits.inputs;
         Inputs sources;
@@ -109,21 +122,95 @@ TEST_P(EveryOperation, ChecksInOrder) {
           sources.push_back(has(kSource) && i == variant % inputs
                                 ? MirlImage()
                                 : MirlImage(size.width - other * narrower,
-                                            size.height + other * lower, depth, in.channels));
+                                            size.height + other * lower, depth, inChannels));
+        }
+        const Call& run = has(kArgument) ? op.traits.runBadly : op.run;
+        const auto runs = [&](MirlImage& image) {
+          return run(sources, image, has(kStream) ? dead : ordinary);
+        };
+        if (itself) {
+          EXPECT_EQ(runs(sources[0]), expected);
+          continue;
         }
         const MirlSize size = op.traits.sizeOfOutput(sizeOf(op, {19, 11}, 0));
-        const int wrongDepth = outDepth == 64 ? 32 : 64, wrongChannels = out.channels == 2 ? 4 : 2;
-        MirlImage live(size.width - has(kSize) * narrower, size.height - has(kSize) * lower,
-                       has(kDepth) ? wrongDepth : outDepth,
-                       has(kChannels) ? wrongChannels : out.channels);
+        MirlImage live(
+            size.width - has(kSize) * narrower, size.height - has(kSize) * lower,
+            has(kDepth) ? wrongDepthOf(op.types, given, outDepth, outChannels) : outDepth,
+            !has(kChannels)    ? outChannels
+            : outChannels == 2 ? 4
+                               : 2);
         ASSERT_TRUE(live.isInitialized());
         live.setChannelSequence(MIRL_CHANNELSEQ_RGB);  // as some operations do late
-        const Call& run = has(kArgument) ? op.traits.runBadly : op.run;
-        expectStatus(live, expected, false, [&](MirlImage& image) {
-          return run(sources, image, has(kStream) ? dead : ordinary);
-        });
+        expectStatus(live, expected, false, runs);
       }
     }
+  }
+}
+
+// All 28 types, with a live output of each and with an empty one.
+TEST_P(EveryOperation, TypesOfInputsAndOutputs) {
+  for (const Operation& op : operations()) {
+    const Types& types = op.types;
+    if (types.served.empty()) continue;
+    const bool looksAtChannels =
+        std::any_of(op.checks.begin(), op.checks.end(),
+                    [](const Check& check) { return check.first == kInputChannels; });
+    int successes = 0;
+    for (const Format& in : allFormats()) {
+      const bool sameChannels =
+          types.serves([&](const Format& f) { return f.channels == in.channels; });
+      // Whatever the channels are, if these have a status of their own.
+      const bool served = types.serves([&](const Format& f) {
+        return f.depth == in.depth &&
+               (f.channels == in.channels || (looksAtChannels && !sameChannels));
+      });
+      const auto first = [&](const Format* out) {
+        return std::find_if(op.checks.begin(), op.checks.end(), [&](const Check& check) {
+          switch (check.first) {
+            case kInputChannels:
+              return !sameChannels;
+            case kType:
+              return !served;
+            case kChannels:
+              return out != nullptr && !types.channelsAreRight(in, *out);
+            case kDepth:
+              return out != nullptr && !types.depthIsRight(in, *out);
+            default:
+              return false;
+          }
+        });
+      };
+      const auto statusOf = [&](auto check) {
+        return check == op.checks.end() ? MIRL_SUCCESS : check->second;
+      };
+      const MirlSize size(13, 11);
+      Inputs sources;
+      for (int i = 0; i < op.traits.inputs; ++i) {
+        sources.push_back(noiseImage(size, in.depth, in.channels, 1));
+      }
+      const auto run = [&](MirlImage& out) { return op.run(sources, out, MirlStream()); };
+      for (const Format& out : allFormats()) {
+        SCOPED_TRACE(testing::Message() << op.name << ", " << in.type << " to " << out.type);
+        MirlImage live(op.traits.sizeOfOutput(size), out.type);
+        live.setChannelSequence(MIRL_CHANNELSEQ_RGB);
+        const MirlStatus status = statusOf(first(&out));
+        successes += status == MIRL_SUCCESS;
+        expectStatus(live, status, false, run);
+      }
+      if (!op.traits.creates) continue;
+      SCOPED_TRACE(testing::Message() << op.name << ", " << in.type);
+      const auto check = first(nullptr);
+      const bool creates = std::any_of(op.checks.begin(), check,
+                                       [](const Check& passed) { return passed.first == kStream; });
+      MirlImage made;
+      EXPECT_EQ(run(made), statusOf(check));
+      ASSERT_EQ(made.isInitialized(), creates);
+      if (!creates) continue;
+      const auto [depth, channels] = types.created(in);
+      EXPECT_EQ(made.type(), depthAndChannelsToType(std::abs(depth), channels, depth < 0));
+      EXPECT_EQ(made.device(), GetParam());
+    }
+    EXPECT_GT(successes, 0) << op.name;
   }
 }
 
@@ -265,6 +352,10 @@ TEST_P(EveryOperation, FailuresOfTheRuntimeLeaveNothingBehind) {
         runtime::failNth(call, 0);
         if (got == MIRL_SUCCESS) {
           if (n == 0) expected = bytesOf(out);
+          // In place it is the same, unless the call has changed what the sequence says of it.
+          if (n == 0 && &output == outputs && out.channelSeq() == inputs[0].channelSeq()) {
+            EXPECT_TRUE(expected == bytesOf(resultOf(op, inputs)));
+          }
           EXPECT_TRUE(bytesOf(out) == expected);
           return true;
         }
@@ -344,7 +435,7 @@ TEST_P(EveryOperation, PaddingChangesNothing) {
 // An image that was made shallower where it is has more data bits than bits.
 TEST_P(EveryOperation, NoMoreDataBitsCountThanThereAre) {
   for (const Operation& op : operations()) {
-    const Format format = allFormats()[static_cast<std::size_t>(op.in)];
+    const Format format = formatOfType(op.in);
     if (format.depth > 16 || format.channels % 2 == 0) continue;
     for (const auto& [depth, deeper, bits] :
          {std::tuple{8, 16, 16}, {8, 16, 12}, {8, 32, 32}, {16, 32, 30}, {16, 32, 17}}) {

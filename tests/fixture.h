@@ -130,6 +130,10 @@ inline std::vector<Format> allFormats() {
   return formats;
 }
 
+inline Format formatOfType(MirlType type) {
+  return allFormats()[static_cast<std::size_t>(type)];
+}
+
 using Bytes = std::vector<unsigned char>;
 
 inline Bytes randomBytes(std::size_t count, unsigned seed) {

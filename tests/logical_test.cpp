@@ -123,35 +123,6 @@ TEST_P(Logical, EverySizeAndPitch) {
                               each<Byte>(1, [](int x) { return 255 - x; }));
 }
 
-TEST_P(Logical, Types) {
-  const auto check = [&](const char* name, const Function& run, MirlStatus notServed,
-                         DepthAndChannels (*created)(const Format&) = sameFormat) {
-    const bool exact = std::string(name) == "NOT";
-    expectStatusesOfTypes({name, run,
-                           [=](const Format& in, const Format* out) {
-                             if (!fits(in, out) || (exact && out && in.type != out->type)) {
-                               return MIRL_MISMATCH;
-                             }
-                             return isServed(in) && in.depth != 32 ? MIRL_SUCCESS : notServed;
-                           },
-                           created});
-  };
-  for (const Pair& op : kPairs) {
-    check(
-        op.name, [&](const auto& in, auto& out, auto& s) { return op.run(in, in, out, s); },
-        MIRL_MISMATCH, unsignedFormat);
-    check(
-        op.name, [&](const auto& in, auto& out, auto& s) { return op.constant(in, 5, out, s); },
-        MIRL_TYPE_NOT_SUPPORTED);
-  }
-  for (const auto shift : {SHL, SHR}) {
-    check(
-        "shift", [=](const auto& in, auto& out, auto& s) { return shift(in, 5, out, s); },
-        MIRL_TYPE_NOT_SUPPORTED);
-  }
-  check("NOT", NOT, MIRL_MISMATCH);
-}
-
 TEST_P(Logical, TwoImagesMustAgree) {
   const MirlImage good(4, 3, MIRL_8U_C1), signs(4, 3, MIRL_8S_C1);
   const MirlImage others[] = {{4, 3, MIRL_8U_C3}, {4, 3, MIRL_16U_C1}};

@@ -1,7 +1,6 @@
 #pragma once
 
-// What the tests of point operations share: the comparison with a formula for one pixel, and the
-// statuses of all types.
+// What the tests of point operations share: the comparison with a formula for one pixel.
 
 #include <functional>
 
@@ -64,55 +63,6 @@ auto with(F* run, In... in) {
   return [=](const MirlImage& source, MirlImage& out, const MirlStream& stream = MirlStream()) {
     return run(source, out, in..., stream);
   };
-}
-
-using DepthAndChannels = std::pair<int, int>;
-
-inline DepthAndChannels sameFormat(const Format& in) {
-  return {in.depth, in.channels};
-}
-inline DepthAndChannels unsignedFormat(const Format& in) {
-  return {std::abs(in.depth), in.channels};
-}
-inline DepthAndChannels floatFormat(const Format& in) {
-  return {32, in.channels};
-}
-
-/// What an operation promises for each type.
-struct Promises {
-  const char* name;
-  Function run;
-  /// The status for a source and a live destination of its size, null for an empty one.
-  std::function<MirlStatus(const Format& in, const Format* out)> status;
-  /// What an empty destination gets; no channels where it stays empty.
-  std::function<DepthAndChannels(const Format& in)> created;
-};
-
-inline bool fits(const Format& in, const Format* out) {
-  return !out || unsignedFormat(in) == unsignedFormat(*out);
-}
-
-inline void expectStatusesOfTypes(const Promises& op) {
-  SCOPED_TRACE(op.name);
-  int successes = 0;
-  for (const Format& from : allFormats()) {
-    const MirlImage source = noiseImage({5, 3}, from.depth, from.channels, 1);
-    for (const Format& to : allFormats()) {
-      SCOPED_TRACE(testing::Message() << from.type << " to " << to.type);
-      const MirlStatus status = op.status(from, &to);
-      successes += status == MIRL_SUCCESS;
-      expectStatus(MirlImage(5, 3, to.type), status, false,
-                   [&](MirlImage& image) { return op.run(source, image, MirlStream()); });
-    }
-    MirlImage made;
-    EXPECT_EQ(op.run(source, made, MirlStream()), op.status(from, nullptr)) << from.type;
-    const auto [depth, channels] = op.created(from);
-    ASSERT_EQ(made.isInitialized(), channels != 0) << from.type;
-    if (channels == 0) continue;
-    EXPECT_EQ(made.type(), depthAndChannelsToType(std::abs(depth), channels, depth < 0));
-    EXPECT_EQ(made.device(), device::getCurentDevice());
-  }
-  EXPECT_GT(successes, 0);
 }
 
 }  // namespace mirl::test

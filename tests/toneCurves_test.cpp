@@ -13,8 +13,7 @@ using namespace colorOperations;
 
 class ToneCurves : public DeviceTest {};
 
-constexpr MirlStatus kNoDepth = MIRL_DEPTH_NOT_SUPPORTED, kNoType = MIRL_TYPE_NOT_SUPPORTED,
-                     kNoChannels = MIRL_CHANNELS_NOT_SUPPORTED, kMismatch = MIRL_MISMATCH;
+constexpr MirlStatus kNoType = MIRL_TYPE_NOT_SUPPORTED, kMismatch = MIRL_MISMATCH;
 
 /// Every value once.
 template <class T>
@@ -148,6 +147,20 @@ TEST_P(ToneCurves, WhatIsNoTable) {
     }
   }
   MirlImage table(256, 1, MIRL_8U_C1);
+  for (const Format& in : allFormats()) {
+    const MirlImage source(9, 4, in.type);
+    const bool bytes = source.depth() == 8, served = isServed(in) && bytes;
+    for (const Format& out : allFormats()) {
+      expectStatus(MirlImage(9, 4, out.type),
+                   !bytes || in.type != out.type ? kMismatch
+                   : served                      ? MIRL_SUCCESS
+                                                 : kNoType,
+                   false, [&](MirlImage& image) { return LUT(source, table, image); });
+    }
+    MirlImage made;
+    EXPECT_EQ(LUT(source, table, made), !bytes ? kMismatch : served ? MIRL_SUCCESS : kNoType);
+    EXPECT_EQ(made.type(), bytes ? in.type : -1);
+  }
   EXPECT_EQ(LUT(MirlImage(256, 1, MIRL_8U_C1), table, table), MIRL_IN_PLACE_NOT_SUPPORTED);
 }
 
@@ -266,49 +279,6 @@ TEST_P(ToneCurves, BinaryOfOtherSequencesWritesNothing) {
     EXPECT_EQ(imageBinary(source, out, 0), MIRL_SUCCESS);
     EXPECT_EQ(!untouched(out), sequence == 0 || sequence == 1) << sequence;
   }
-}
-
-TEST_P(ToneCurves, Types) {
-  const MirlImage table = noiseImage({256, 1}, 8, 1, 1);
-  const HostTables tables(16);
-  const auto is8u = [](const Format& f) { return isServed(f) && f.depth == 8; };
-  const auto isFloat = [](const Format& f) { return std::abs(f.depth) == 32; };
-  const auto looksUp = [&](const auto& in, auto& out, auto& s) { return LUT(in, table, out, s); };
-  const Promises all[] = {
-      {"gammaCorrect", with(gammaCorrect, 2.0f),
-       [=](const Format& in, const Format* out) {
-         return is8u(in) && fits(in, out) ? MIRL_SUCCESS : kMismatch;
-       },
-       unsignedFormat},
-      {"logTransform", with(logTransform, 2.0f),
-       [=](const Format& in, const Format* out) {
-         if (out && !isFloat(*out)) return kNoDepth;
-         if (out && out->channels != in.channels) return kMismatch;
-         return isServed(in) ? MIRL_SUCCESS : kNoDepth;
-       },
-       floatFormat},
-      {"LUT", looksUp,
-       [=](const Format& in, const Format* out) {
-         if (std::abs(in.depth) != 8 || (out && in.type != out->type)) return kMismatch;
-         return is8u(in) ? MIRL_SUCCESS : kNoType;
-       },
-       [](const Format& in) {
-         return DepthAndChannels(in.depth, std::abs(in.depth) == 8 ? in.channels : 0);
-       }},
-      {"blackGammaLUT", std::cref(tables),
-       [](const Format& in, const Format* out) {
-         if (std::abs(in.depth) > 16) return kNoDepth;
-         if (in.channels != 3) return kNoChannels;
-         return fits(in, out) ? MIRL_SUCCESS : kMismatch;
-       },
-       unsignedFormat},
-      {"imageBinary", with(imageBinary, 0.4f),
-       [=](const Format& in, const Format* out) {
-         if (out && out->channels != 1) return kNoChannels;
-         return is8u(in) && (!out || std::abs(out->depth) == 8) ? MIRL_SUCCESS : kMismatch;
-       },
-       [](const Format& in) { return DepthAndChannels(std::abs(in.depth), 1); }}};
-  for (const Promises& op : all) expectStatusesOfTypes(op);
 }
 
 MIRL_TEST_ON_ALL_DEVICES(ToneCurves);

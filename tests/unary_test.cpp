@@ -164,30 +164,6 @@ TEST_P(Unary, LargerOutputsKeepWhatIsOutside) {
   }
 }
 
-TEST_P(Unary, Types) {
-  const auto served = [](bool onlyFloat) {
-    return [=](const Format& in, const Format* out) {
-      if (out && in.channels != out->channels) return MIRL_MISMATCH;
-      if (out && (out->depth != 32 || out->channels % 2 == 0)) return MIRL_DEPTH_NOT_SUPPORTED;
-      return isServed(in) && (!onlyFloat || in.depth == 32) ? MIRL_SUCCESS : MIRL_MISMATCH;
-    };
-  };
-  for (const Function& run : {power(2), unary(arithmeticLogical::exp),
-                              unary(arithmeticLogical::sqrt), unary(arithmeticLogical::cbrt)}) {
-    expectStatusesOfTypes({"to float", run, served(false), floatFormat});
-  }
-  for (const Function& run : {unary(arithmeticLogical::floor), unary(arithmeticLogical::ceil),
-                              unary(arithmeticLogical::round)}) {
-    expectStatusesOfTypes({"float only", run, served(true), sameFormat});
-  }
-  expectStatusesOfTypes({"abs", unary(arithmeticLogical::abs),
-                         [](const Format& in, const Format* out) {
-                           const bool good = isServed(in) && (!out || in.type == out->type);
-                           return good ? MIRL_SUCCESS : MIRL_MISMATCH;
-                         },
-                         sameFormat});
-}
-
 MIRL_TEST_ON_ALL_DEVICES(Unary);
 
 }  // namespace
