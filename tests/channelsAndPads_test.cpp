@@ -9,7 +9,7 @@ namespace {
 
 using namespace dataExchange;
 
-class ChannelsAndPads : public DeviceTest {};
+MIRL_DEVICE_TESTS(ChannelsAndPads);
 
 constexpr double kNan = NAN, kInf = INFINITY;
 
@@ -187,8 +187,6 @@ TEST_P(ChannelsAndPads, Thresholds) {
   check(Byte{});
   check(Word{});
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ChannelsAndPads);
 
 }  // namespace
 }  // namespace mirl::test

@@ -11,7 +11,7 @@ namespace {
 
 using namespace colorOperations;
 
-class Channels : public DeviceTest {};
+MIRL_DEVICE_TESTS(Channels);
 
 constexpr MirlStatus kMismatch = MIRL_MISMATCH;
 
@@ -229,8 +229,6 @@ TEST_P(Channels, PickWantsBlueFirst) {
     EXPECT_TRUE(out.isInitialized());
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Channels);
 
 }  // namespace
 }  // namespace mirl::test

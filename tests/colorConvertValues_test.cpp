@@ -8,7 +8,7 @@ namespace {
 
 using namespace colorOperations;
 
-class ColorConvertValues : public DeviceTest {};
+MIRL_DEVICE_TESTS(ColorConvertValues);
 
 /// Factors by channel in memory: the middle channel first.
 float sum(float c0, float c1, float c2, float f0, float f1, float f2) {
@@ -30,8 +30,8 @@ TEST_P(ColorConvertValues, Gray) {
     checkAll<T>(gray, MIRL_CHANNELSEQ_RGB, 1, redFirst);
     checkAll<T>(gray, MIRL_CHANNELSEQ_BGR, 1, blueFirst);
     if constexpr (!std::is_same_v<T, float>) {
-      checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_RGBA, 1, redFirst);
-      checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_BGRA, 1, blueFirst);
+      checkNoise<T>(gray, 4, MIRL_CHANNELSEQ_RGBA, 1, redFirst);
+      checkNoise<T>(gray, 4, MIRL_CHANNELSEQ_BGRA, 1, blueFirst);
     }
     // Every 8-bit colour there is: truncation shows the last bit of the sum.
     if constexpr (sizeof(T) == 1) check(gray, colours(1), MIRL_CHANNELSEQ_RGB, 1, redFirst);
@@ -66,7 +66,7 @@ TEST_P(ColorConvertValues, GrayWithWeights) {
 TEST_P(ColorConvertValues, ColourFromGray) {
   forEachElement([&]<class T>(T) {
     for (const int channels : {3, 4}) {
-      checkSizes<T>(of(gray2rgb), 1, MIRL_CHANNELSEQ_NONE, channels, [](const T* p, int) {
+      checkNoise<T>(of(gray2rgb), 1, MIRL_CHANNELSEQ_NONE, channels, [](const T* p, int) {
         return Values<T>{p[0], p[0], p[0], 0};
       });
     }
@@ -292,8 +292,6 @@ TEST_P(ColorConvertValues, GrayInPlaceIsAllOrNothing) {
     EXPECT_EQ(gray2rgb(empty), MIRL_IMAGE_NOT_INITIALIZED);
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ColorConvertValues);
 
 }  // namespace
 }  // namespace mirl::test

@@ -105,6 +105,7 @@ struct Types {
 struct Traits {
   int inputs = 1;
   Call runBadly = nullptr;
+  bool pointwise = true;  ///< what a pixel becomes is its own business, given its column's parity
   bool creates = true;
   /// A failure of the runtime on the way leaves an output that was created or written in part.
   bool partial = false;
@@ -264,32 +265,41 @@ inline std::vector<Operation> operations() {
     return Checks{source, inputChannels, dead, channels, narrow, depth, last};
   };
 
-  const TypeList bytes = {MIRL_8U_C1, MIRL_8U_C3}, bytes1 = {MIRL_8U_C1}, bytes3 = {MIRL_8U_C3},
-                 anySignBytes3 = {MIRL_8U_C3, MIRL_8S_C3}, floats1And3 = {MIRL_32F_C1, MIRL_32F_C3},
-                 integers = {MIRL_8U_C1, MIRL_8U_C3, MIRL_16U_C1, MIRL_16U_C3},
-                 all1 = {MIRL_8U_C1, MIRL_16U_C1, MIRL_32F_C1},
-                 all3 = {MIRL_8U_C3, MIRL_16U_C3, MIRL_32F_C3},
-                 all = {MIRL_8U_C1, MIRL_8U_C3, MIRL_16U_C1, MIRL_16U_C3, MIRL_32F_C1, MIRL_32F_C3},
-                 all3And4 = {MIRL_8U_C3,  MIRL_8U_C4,  MIRL_16U_C3,
-                             MIRL_16U_C4, MIRL_32F_C3, MIRL_32F_C4},
-                 grayable = {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3},
-                 bytesAndFloats3 = {MIRL_8U_C3, MIRL_32F_C3},
-                 derivable = {MIRL_8U_C1,  MIRL_8U_C3,  MIRL_8S_C1,  MIRL_8S_C3,
-                              MIRL_32F_C1, MIRL_32F_C3, MIRL_32S_C1, MIRL_32S_C3},
-                 anySign1 = {MIRL_8U_C1, MIRL_16U_C1, MIRL_8S_C1, MIRL_16S_C1},
-                 anySign3 = {MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3},
-                 anySign = {MIRL_8U_C1, MIRL_16U_C1, MIRL_8S_C1, MIRL_16S_C1,
-                            MIRL_8U_C3, MIRL_16U_C3, MIRL_8S_C3, MIRL_16S_C3};
+  const auto types = [](const std::vector<int>& depths, const std::vector<int>& channelCounts) {
+    TypeList list;
+    for (const Format& format : allFormats()) {
+      const bool named = std::count(depths.begin(), depths.end(), format.depth) != 0;
+      const int n = format.channels;
+      if (named && std::count(channelCounts.begin(), channelCounts.end(), n) != 0) {
+        list.push_back(format.type);
+      }
+    }
+    return list;
+  };
+  const std::vector<int> oneOrThree = {1, 3}, bytesOrWords = {8, -8, 16, -16};
+  const TypeList all = types({8, 16, 32}, oneOrThree), all1 = types({8, 16, 32}, {1}),
+                 all3 = types({8, 16, 32}, {3}), integers = types({8, 16}, oneOrThree),
+                 bytes = types({8}, oneOrThree), bytesAndFloats3 = types({8, 32}, {3}),
+                 anySign = types(bytesOrWords, oneOrThree), anySign1 = types(bytesOrWords, {1}),
+                 anySign3 = types(bytesOrWords, {3}),
+                 grayable = {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3};
   const Types ownTest{}, numbers{all, sameSign, numbersNoShallower},
       twoNumbers{all, noSign, numbersNoShallower}, asFloats{all, floats, floatsOnly},
-      floatsAlone{floats1And3, sameSign, floatsOnly}, bits{integers, sameSign};
+      floatsAlone{types({32}, oneOrThree), sameSign, floatsOnly}, bits{integers, sameSign};
   const auto serve = [](const TypeList& list, auto... rules) { return Types{list, rules...}; };
 
   const Traits two{.inputs = 2}, three{.inputs = 3},
       withTable{.inputs = 2, .sizeOfOthers = {768, 1}}, toFloat{.outputDepthOfBadType = 32},
       converts{.loses = true}, needsOutput{.creates = false};
+  const Traits ofArea{.pointwise = false},
+      ofAreaToFloat{.pointwise = false, .outputDepthOfBadType = 32};
   const auto badly = [](const Call& run) { return Traits{.runBadly = run}; };
-  const auto filters = [](const Call& run) { return Traits{.runBadly = run, .partial = true}; };
+  const auto ofAreaBadly = [](const Call& run) {
+    return Traits{.runBadly = run, .pointwise = false};
+  };
+  const auto filters = [](const Call& run) {
+    return Traits{.runBadly = run, .pointwise = false, .partial = true};
+  };
   // Widths of which every device makes rows without padding.
   const Traits packs{.creates = false, .widthStep = 384, .sizeOfOutput = [](const MirlSize& size) {
                        return MirlSize(size.width / 3 * 4, size.height);
@@ -298,7 +308,7 @@ inline std::vector<Operation> operations() {
       .creates = false, .widthStep = 512, .sizeOfOutput = [](const MirlSize& size) {
         return MirlSize(size.width / 4 * 3, size.height);
       }};
-  Traits zoom = badly(zooms(4)), pad = badly(pads(null));
+  Traits zoom = ofAreaBadly(zooms(4)), pad = ofAreaBadly(pads(null));
   zoom.creates = false;
   zoom.sizeOfOutput = [](const MirlSize& size) {
     return MirlSize(2 * size.width, 2 * size.height);
@@ -345,25 +355,27 @@ inline std::vector<Operation> operations() {
       {"convertTo a depth", wide, real, deepens, convertedTo, ownTest, converts},
       {"bitConversion", rgb, rgb, changesBits, rescaled, ownTest, needsOutput},
       {"getChannel", wide, MIRL_16U_C1, behind(getChannel, 2), taken,
-       serve(all3And4, ofChannels<1>, noShallower), badly(behind(getChannel, 3))},
+       serve(types({8, 16, 32}, {3, 4}), ofChannels<1>, noShallower), badly(behind(getChannel, 3))},
       {"padImage", rgb, rgb, pads(values), padded, ownTest, pad},
       {"threshold", wide, wide, behind<Scalar, Scalar>(threshold, scalar, 999), limited, bits},
       {"resize", wide, wide, zooms(MIRL_INTERPOLATION_CUBIC), resized, serve(all), zoom},
       {"rotate", rgb, rgb, behind(rotate, 30.0f, Center(5, 5)), rotated, serve(all, sameSign),
-       badly(behind(rotate, NAN, Center(5, 5)))},
+       ofAreaBadly(behind(rotate, NAN, Center(5, 5)))},
       {"rotate a part", wide, wide,
-       behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partRotated, ownTest},
+       behind<float, Center, Region>(rotate, 100, Center(4, 4), region), partRotated, ownTest,
+       ofArea},
       {"rotateNoCrop", rgb, rgb, behind(rotateNoCrop, 20.0f), rotatedNoCrop, ownTest,
-       badly(behind(rotateNoCrop, -INFINITY))},
+       ofAreaBadly(behind(rotateNoCrop, -INFINITY))},
       {"imageFilter", rgb, rgb, behind<Filter>(imageFilter, sobel), filtered, serve(all, sameSign),
        filters(behind<Filter>(imageFilter, tooLong))},
       {"imageFilter in a part", wide, wide,
        behind<Region, Filter, bool>(imageFilter, region, sobel, true), filtered,
        serve(all, sameSign),
        filters(behind<Region, Filter, bool>(imageFilter, region, tooLong, true))},
-      {"imageGradients", real, real, derives, derived, serve(derivable, floats), toFloat},
+      {"imageGradients", real, real, derives, derived,
+       serve(types({8, -8, 32, -32}, oneOrThree), floats), ofAreaToFloat},
       {"demosaic", gray, rgb, behind(demosaic, MIRL_BAYER_GRBG_HQ), demosaiced,
-       serve(anySign1, ofChannels<3>), badly(behind(demosaic, MirlBayerSeq(9)))},
+       serve(anySign1, ofChannels<3>), ofAreaBadly(behind(demosaic, MirlBayerSeq(9)))},
       {"rgb2gray", rgb, gray, behind(rgb2gray), toGray, serve(grayable, ofChannels<1>)},
       {"rgb2gray with weights", rgb, gray, behind<Scalar>(rgb2gray, {0.2, 0.7, 0.1}), toGray,
        serve(all3, ofChannels<1>)},
@@ -372,7 +384,7 @@ inline std::vector<Operation> operations() {
       {"rgb2yuv", rgb, rgb, behind(rgb2yuv), colours(deepType), serve(anySign3)},
       {"yuv2rgb", wide, wide, behind(yuv2rgb), colours(deepType), serve(anySign3)},
       {"rgb2yuv422", rgb, MIRL_8U_C2, behind(rgb2yuv422), colours(type),
-       serve(bytes3, pairsOfBytes, sameDepth)},
+       serve({MIRL_8U_C3}, pairsOfBytes, sameDepth)},
       {"rgb2ycbcr", rgb, rgb, behind(rgb2ycbcr), colours(type), serve(all3)},
       {"ycbcr2rgb", wide, wide, behind(ycbcr2rgb), colours(type), serve(all3)},
       {"rgb2hsv", real, real, behind(rgb2hsv), toOrFromHsv,
@@ -385,7 +397,7 @@ inline std::vector<Operation> operations() {
       {"logTransform", wide, real, behind(logTransform, 2.0f), toLogarithms, serve(all, floats),
        toFloat},
       {"LUT", rgb, rgb, ofTwo(LUT), lookedUp, ownTest, withTable},
-      {"histEq", gray, gray, behind(histEq), equalised, serve(bytes1, sameSign)},
+      {"histEq", gray, gray, behind(histEq), equalised, serve({MIRL_8U_C1}, sameSign), ofArea},
       {"blackGammaLUT", wide, wide, blackGamma(), lookedUpOnHost, serve(anySign3), gammaTables},
       {"imageBinary", rgb, gray, behind(imageBinary, 0.4f), toBinary, serve(bytes, ofChannels<1>)},
       {"channelSplit", rgb, gray, splits, split, serve(all3, ofChannels<1>)},
@@ -393,9 +405,9 @@ inline std::vector<Operation> operations() {
       {"channelMix", wide, wide, behind(channelMix, values), mixed, serve(all3, sameSign),
        badly(behind(channelMix, null))},
       {"colorPick", rgb, rgb, behind(colorPick, MIRL_COLOR_GREEN, 9.0f), colours(deepType),
-       serve(anySignBytes3)},
+       serve(types({8, -8}, {3}))},
       {"FPNCorrection", wide, wide, corrects, corrected, serve(anySign), three},
-      {"borderMask", wide, wide, masks(values), masked, serve(anySign), badly(masks(null))},
+      {"borderMask", wide, wide, masks(values), masked, serve(anySign), ofAreaBadly(masks(null))},
       {"V210TOYUV444", v210, wide, behind(V210TOYUV444), unpacked, ownTest, unpacks},
       {"YUV444TOV210", wide, v210, behind(YUV444TOV210), packed, ownTest, packs},
       {"YUV422TOV210", flat, v210, behind(YUV422TOV210), packed, ownTest, packs}};

@@ -72,6 +72,11 @@ class DeviceTest : public testing::TestWithParam<int> {
                              return ::mirl::test::deviceName(info.param);                 \
                            })
 
+/// A suite that needs no more than the fixture.
+#define MIRL_DEVICE_TESTS(Suite)      \
+  class Suite : public DeviceTest {}; \
+  MIRL_TEST_ON_ALL_DEVICES(Suite)
+
 /// While it lives images of any size go past the caches.
 struct PastCaches {
   PastCaches() { runtime::setCacheLimit(1); }

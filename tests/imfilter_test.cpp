@@ -11,7 +11,7 @@ namespace {
 
 using imageFiltering::imageFilter;
 
-class ImageFilter : public DeviceTest {};
+MIRL_DEVICE_TESTS(ImageFilter);
 
 template <class T>
 T stored(float sum, int dataBits) {
@@ -150,8 +150,6 @@ TEST_P(ImageFilter, RestrictsItselfToARegion) {
     }
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ImageFilter);
 
 }  // namespace
 }  // namespace mirl::test

@@ -11,7 +11,7 @@ using geometryTransforms::resize;
 constexpr MirlInterpolationType kModes[] = {MIRL_INTERPOLATION_NN, MIRL_INTERPOLATION_LINEAR,
                                             MIRL_INTERPOLATION_CUBIC};
 
-class Resize : public DeviceTest {};
+MIRL_DEVICE_TESTS(Resize);
 
 int clampTo(std::int64_t index, int n) {
   return static_cast<int>(std::min<std::int64_t>(std::max<std::int64_t>(index, 0), n - 1));
@@ -197,8 +197,6 @@ TEST_P(Resize, OneObjectAndModes) {
     });
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Resize);
 
 }  // namespace
 }  // namespace mirl::test

@@ -11,7 +11,7 @@ namespace {
 
 using namespace colorOperations;
 
-class ToneCurves : public DeviceTest {};
+MIRL_DEVICE_TESTS(ToneCurves);
 
 constexpr MirlStatus kNoType = MIRL_TYPE_NOT_SUPPORTED, kMismatch = MIRL_MISMATCH;
 
@@ -280,8 +280,6 @@ TEST_P(ToneCurves, BinaryOfOtherSequencesWritesNothing) {
     EXPECT_EQ(!untouched(out), sequence == 0 || sequence == 1) << sequence;
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ToneCurves);
 
 }  // namespace
 }  // namespace mirl::test
