@@ -80,16 +80,6 @@ TEST_P(ConvertScale, AwkwardValues) {
   });
 }
 
-TEST_P(ConvertScale, ChannelsAndPitches) {
-  forEachPair([]<class S, class D>(S, D) {
-    for (const int channels : {1, 3}) {
-      expectPointwise<D, S>(scaling(0.7f, 3), channels, channels, [=](const S* in, D* out) {
-        for (int c = 0; c < channels; ++c) out[c] = stored<D>(std::fma(float(in[c]), 0.7f, 3.0f));
-      });
-    }
-  });
-}
-
 // By type and by depth: the same, whatever the destination was before.
 TEST_P(ConvertTo, AnyDestination) {
   forEachPair([]<class S, class D>(S, D) {
