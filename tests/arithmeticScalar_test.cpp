@@ -9,7 +9,7 @@ namespace {
 
 using namespace arithmeticLogical;
 
-class ArithmeticScalar : public DeviceTest {};
+MIRL_DEVICE_TESTS(ArithmeticScalar);
 
 template <class Number>
 using Operation = MirlStatus (*)(const MirlImage&, Number, MirlImage&, const MirlStream&);
@@ -103,41 +103,6 @@ TEST_P(ArithmeticScalar, AwkwardNumbers) {
     });
   });
 }
-
-TEST_P(ArithmeticScalar, EverySizeAndPitch) {
-  const std::array numbers = {17.25, -40.0, 2.5};
-  const auto check = [&]<class D, class S>(D, S, const Op& op, int channels) {
-    expectPointwise<D, S>(applying(op, numbers), channels, channels,
-                          pixelFormula<D, S>(op, channels, numbers));
-  };
-  check(Byte{}, Byte{}, kOps[0], 3);
-  check(Byte{}, Byte{}, kOps[1], 1);
-  check(float{}, Byte{}, kOps[2], 3);
-  check(Word{}, Byte{}, kOps[0], 3);
-  check(Word{}, Word{}, kOps[3], 3);
-  check(float{}, float{}, kOps[1], 3);
-}
-
-TEST_P(ArithmeticScalar, Types) {
-  const auto status = [](const Format& in, const Format* out) {
-    const Format to = out ? *out : in;
-    const bool good =
-        isServed(in) && isServed(to) && in.channels == to.channels && to.depth >= in.depth;
-    return good ? MIRL_SUCCESS : MIRL_MISMATCH;
-  };
-  for (const Op& op : kOps) {
-    const auto constant = [&](const auto& in, auto& out, auto&) {
-      return applying(op, 2)(in, out);
-    };
-    const auto scalar = [&](const auto& in, auto& out, auto&) {
-      return applying(op, {1, 2, 3})(in, out);
-    };
-    expectStatusesOfTypes({op.name, constant, status, sameFormat});
-    expectStatusesOfTypes({op.name, scalar, status, sameFormat});
-  }
-}
-
-MIRL_TEST_ON_ALL_DEVICES(ArithmeticScalar);
 
 }  // namespace
 }  // namespace mirl::test

@@ -9,7 +9,7 @@ namespace {
 
 using namespace dataExchange;
 
-class ChannelsAndPads : public DeviceTest {};
+MIRL_DEVICE_TESTS(ChannelsAndPads);
 
 constexpr double kNan = NAN, kInf = INFINITY;
 
@@ -27,17 +27,6 @@ TEST_P(ChannelsAndPads, ChannelsOfPixels) {
 }
 
 TEST_P(ChannelsAndPads, ChannelFormats) {
-  expectStatusesOfTypes({"getChannel", with(getChannel, 2),
-                         [](const Format& in, const Format* out) {
-                           if (in.channels < 3) return MIRL_INVALID_ARGUMENT;
-                           if (out && out->channels != 1) return MIRL_CHANNELS_NOT_SUPPORTED;
-                           if (in.depth < 0 || in.depth == 64) return MIRL_TYPE_NOT_SUPPORTED;
-                           return out && std::abs(out->depth) < in.depth ? MIRL_MISMATCH
-                                                                         : MIRL_SUCCESS;
-                         },
-                         [](const Format& in) {
-                           return DepthAndChannels(std::abs(in.depth), in.channels < 3 ? 0 : 1);
-                         }});
   const MirlImage gray(4, 3, MIRL_8U_C1);
   expectStatus({}, MIRL_TYPE_NOT_SUPPORTED, true,
                [&](MirlImage& out) { return getChannel(gray, out, 0); });
@@ -198,18 +187,6 @@ TEST_P(ChannelsAndPads, Thresholds) {
   check(Byte{});
   check(Word{});
 }
-
-TEST_P(ChannelsAndPads, ThresholdTypes) {
-  expectStatusesOfTypes(
-      {"threshold", [](const auto& in, auto& out, auto& s) { return threshold(in, out, 1, 2, s); },
-       [](const Format& in, const Format* out) {
-         const bool served = isServed(in) && in.depth != 32;
-         return fits(in, out) && served ? MIRL_SUCCESS : MIRL_MISMATCH;
-       },
-       sameFormat});
-}
-
-MIRL_TEST_ON_ALL_DEVICES(ChannelsAndPads);
 
 }  // namespace
 }  // namespace mirl::test

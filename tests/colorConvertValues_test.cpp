@@ -1,4 +1,5 @@
-// Gray, YUV and YCbCr: what every pixel becomes, against formulas written out plainly.
+// Gray, YUV and YCbCr: what every pixel becomes, against formulas written out plainly; and what
+// sequences mean to all conversions.
 
 #include "color_support.h"
 
@@ -7,7 +8,7 @@ namespace {
 
 using namespace colorOperations;
 
-class ColorConvertValues : public DeviceTest {};
+MIRL_DEVICE_TESTS(ColorConvertValues);
 
 /// Factors by channel in memory: the middle channel first.
 float sum(float c0, float c1, float c2, float f0, float f1, float f2) {
@@ -29,8 +30,8 @@ TEST_P(ColorConvertValues, Gray) {
     checkAll<T>(gray, MIRL_CHANNELSEQ_RGB, 1, redFirst);
     checkAll<T>(gray, MIRL_CHANNELSEQ_BGR, 1, blueFirst);
     if constexpr (!std::is_same_v<T, float>) {
-      checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_RGBA, 1, redFirst);
-      checkSizes<T>(gray, 4, MIRL_CHANNELSEQ_BGRA, 1, blueFirst);
+      checkNoise<T>(gray, 4, MIRL_CHANNELSEQ_RGBA, 1, redFirst);
+      checkNoise<T>(gray, 4, MIRL_CHANNELSEQ_BGRA, 1, blueFirst);
     }
     // Every 8-bit colour there is: truncation shows the last bit of the sum.
     if constexpr (sizeof(T) == 1) check(gray, colours(1), MIRL_CHANNELSEQ_RGB, 1, redFirst);
@@ -65,7 +66,7 @@ TEST_P(ColorConvertValues, GrayWithWeights) {
 TEST_P(ColorConvertValues, ColourFromGray) {
   forEachElement([&]<class T>(T) {
     for (const int channels : {3, 4}) {
-      checkSizes<T>(of(gray2rgb), 1, MIRL_CHANNELSEQ_NONE, channels, [](const T* p, int) {
+      checkNoise<T>(of(gray2rgb), 1, MIRL_CHANNELSEQ_NONE, channels, [](const T* p, int) {
         return Values<T>{p[0], p[0], p[0], 0};
       });
     }
@@ -195,7 +196,102 @@ TEST_P(ColorConvertValues, Ycbcr) {
   }
 }
 
-MIRL_TEST_ON_ALL_DEVICES(ColorConvertValues);
+using Conversion = MirlStatus (*)(const MirlImage&, MirlImage&, const MirlStream&);
+
+MirlStatus weightedGray(const MirlImage& source, MirlImage& out, const MirlStream& stream) {
+  return rgb2gray(source, out, MirlScalar(0.2, 0.7, 0.1), stream);
+}
+
+/// Which sequence says what the colours are.
+enum Meaning { ofSource, ofOutput, ofAnyLayout, none };
+const struct {
+  const char* name;
+  Conversion run;
+  Meaning meaning;
+  std::vector<MirlType> served;
+  int channels = 3;  ///< of the output
+  bool setsRgb = false;
+} kConversions[] = {
+    {"rgb2gray", rgb2gray, ofSource, {MIRL_8U_C3, MIRL_16U_C4, MIRL_32F_C3}, 1},
+    {"rgb2gray with weights", weightedGray, ofSource, {MIRL_16U_C3}, 1},
+    {"gray2rgb", gray2rgb, none, {MIRL_8U_C1}},
+    {"rgb2yuv", rgb2yuv, ofSource, {MIRL_8U_C3, MIRL_16S_C3}},
+    {"yuv2rgb", yuv2rgb, ofOutput, {MIRL_8U_C3, MIRL_16S_C3}},
+    {"rgb2yuv422", rgb2yuv422, none, {MIRL_8U_C3}, 2},
+    {"rgb2ycbcr", rgb2ycbcr, ofAnyLayout, {MIRL_8U_C3, MIRL_16U_C3}, 3, true},
+    {"rgb2ycbcr of floats", rgb2ycbcr, ofSource, {MIRL_32F_C3}, 3, true},
+    {"ycbcr2rgb", ycbcr2rgb, ofOutput, {MIRL_8U_C3, MIRL_32F_C3}},
+    {"rgb2hsv", rgb2hsv, ofSource, {MIRL_8U_C3, MIRL_32F_C3}},
+    {"hsv2rgb", hsv2rgb, none, {MIRL_32F_C3}},
+    {"rgb2Lab", rgb2Lab, ofSource, {MIRL_8U_C3, MIRL_32F_C3}, 3, true},
+    {"Lab2rgb", Lab2rgb, ofOutput, {MIRL_8U_C3, MIRL_32F_C3}},
+};
+
+TEST_P(ColorConvertValues, SequencesThatMeanNothingWriteNothing) {
+  for (const auto& conversion : kConversions) {
+    for (const MirlType type : conversion.served) {
+      MirlImage source(5, 3, type), made;
+      for (int i = 0; i < 64; ++i) {  // from below the first sequence to above the last
+        const auto from = static_cast<MirlChannelSeq>(i / 8 - 1);
+        const auto to = static_cast<MirlChannelSeq>(i % 8 - 1);
+        SCOPED_TRACE(testing::Message() << conversion.name << ", type " << type << ", sequences "
+                                        << from << ", " << to);
+        MirlImage out(5, 3, source.depth(), conversion.channels);
+        fillBlock(out);
+        source.setChannelSequence(from);
+        out.setChannelSequence(to);
+        EXPECT_EQ(conversion.run(source, out, MirlStream()), MIRL_SUCCESS);
+        const int sequence = conversion.meaning == ofOutput ? to : from;
+        const bool three = sequence == 0 || sequence == 1, four = sequence == 2 || sequence == 3;
+        const bool means =
+            conversion.meaning == none || (conversion.meaning == ofAnyLayout ? three || four
+                                           : source.channels() == 4          ? four
+                                                                             : three);
+        EXPECT_EQ(static_cast<bool>(untouched(out)), !means);
+        EXPECT_EQ(out.channelSeq(), conversion.setsRgb ? MIRL_CHANNELSEQ_RGB : to);
+        EXPECT_EQ(source.channelSeq(), from);
+      }
+      EXPECT_EQ(conversion.run(source, made, MirlStream()), MIRL_SUCCESS);
+      EXPECT_EQ(made.channelSeq(), conversion.setsRgb         ? MIRL_CHANNELSEQ_RGB
+                                   : conversion.channels == 3 ? MIRL_CHANNELSEQ_BGR
+                                                              : MIRL_CHANNELSEQ_NONE);
+    }
+  }
+}
+
+// Types that rgb2ycbcr doesn't serve are found out after the sequence was set.
+TEST_P(ColorConvertValues, YcbcrSetsTheSequenceBeforeTheTypeIsSeen) {
+  const MirlImage source(5, 3, MIRL_16S_C3), wide(6, 3, MIRL_16S_C3);
+  MirlImage out(5, 3, MIRL_16S_C3), made;
+  EXPECT_EQ(rgb2Lab(source, out), MIRL_DEPTH_NOT_SUPPORTED);
+  EXPECT_EQ(rgb2ycbcr(wide, out), MIRL_MISMATCH);
+  EXPECT_EQ(out.channelSeq(), MIRL_CHANNELSEQ_BGR);
+  EXPECT_EQ(rgb2ycbcr(source, out), MIRL_TYPE_NOT_SUPPORTED);
+  EXPECT_EQ(rgb2ycbcr(source, made), MIRL_TYPE_NOT_SUPPORTED);
+  EXPECT_EQ(out.channelSeq(), MIRL_CHANNELSEQ_RGB);
+  EXPECT_EQ(made.channelSeq(), MIRL_CHANNELSEQ_RGB);
+}
+
+TEST_P(ColorConvertValues, GrayInPlaceIsAllOrNothing) {
+  using runtime::Call;
+  const std::tuple<MirlType, bool, Call, MirlStatus> cases[] = {
+      {MIRL_8U_C3, true, Call::stream, MIRL_CHANNELS_NOT_SUPPORTED},
+      {MIRL_16S_C1, true, Call::stream, MIRL_TYPE_NOT_SUPPORTED},
+      {MIRL_16U_C1, false, Call::stream, MIRL_INVALID_ARGUMENT},
+      {MIRL_16U_C1, true, Call::allocate, MIRL_DEVICE_ALLOC_FAILED},
+      {MIRL_16U_C1, true, Call::free, MIRL_DEVICE_FREE_FAILED}};
+  const MirlStream alive, dead = deadStream();
+  for (const auto& [type, lives, call, status] : cases) {
+    MirlImage image(4, 3, type), empty;
+    image.setDataBits(5);
+    image.setChannelSequence(MIRL_CHANNELSEQ_RGBA);
+    const auto before = fieldsOf(image);
+    const FailNth fail(call);
+    EXPECT_EQ(gray2rgb(image, lives ? alive : dead), status);
+    EXPECT_EQ(fieldsOf(image), before);
+    EXPECT_EQ(gray2rgb(empty), MIRL_IMAGE_NOT_INITIALIZED);
+  }
+}
 
 }  // namespace
 }  // namespace mirl::test

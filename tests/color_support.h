@@ -52,19 +52,14 @@ void check(const Convert& convert, const Pixels<T>& source, MirlChannelSeq seque
   EXPECT_TRUE(holds(out, want));
 }
 
-/// Awkward sizes and odd pitches.
+/// Any pixels, also in rows that begin at any byte.
 template <class T, class Expected>
-void checkSizes(const Convert& convert, int inChannels, MirlChannelSeq sequence, int channels,
+void checkNoise(const Convert& convert, int inChannels, MirlChannelSeq sequence, int channels,
                 const Expected& expected) {
-  unsigned seed = 1;
-  for (const MirlSize& size : awkwardSizes()) {
-    const auto source = randomPixels<T>(size.width, size.height, inChannels, seed++);
-    check(convert, source, sequence, channels, expected);
-  }
-  const auto source = randomPixels<T>(61, 7, inChannels, seed);
-  forOddPitches(
-      source.rowBytes(), 61 * channels * static_cast<int>(sizeof(T)),
-      [&](int from, int to) { check(convert, source, sequence, channels, expected, from, to); });
+  const auto source = randomPixels<T>(257, 67, inChannels, 1);
+  check(convert, source, sequence, channels, expected);
+  check(convert, source, sequence, channels, expected, source.rowBytes() + 1,
+        257 * channels * static_cast<int>(sizeof(T)) + 3);
 }
 
 /// Pixels of all triples of some values, 1021 to a row.
@@ -105,11 +100,11 @@ Pixels<T> tellingPixels() {
   return triplesOf(values);
 }
 
-/// Awkward sizes, odd pitches and telling pixels, all of 3 channels.
+/// Any pixels and telling ones, all of 3 channels.
 template <class T, class Expected>
 void checkAll(const Convert& convert, MirlChannelSeq sequence, int channels,
               const Expected& expected) {
-  checkSizes<T>(convert, 3, sequence, channels, expected);
+  checkNoise<T>(convert, 3, sequence, channels, expected);
   check(convert, tellingPixels<T>(), sequence, channels, expected);
 }
 

@@ -10,8 +10,8 @@ namespace {
 
 using dataExchange::convertScale;
 
-class ConvertScale : public DeviceTest {};
-class ConvertTo : public DeviceTest {};
+MIRL_DEVICE_TESTS(ConvertScale);
+MIRL_DEVICE_TESTS(ConvertTo);
 
 template <class D, class S>
 Pixels<D> expected(const Pixels<S>& source, float scale, float shift) {
@@ -78,53 +78,6 @@ TEST_P(ConvertScale, AwkwardValues) {
       expectInto(scaling(scale, shift), in, expected<D>(in, scale, shift));
     }
   });
-}
-
-TEST_P(ConvertScale, EverySizeAndPitch) {
-  forEachPair([]<class S, class D>(S, D) {
-    for (const int channels : {1, 3}) {
-      expectPointwise<D, S>(scaling(0.7f, 3), channels, channels, [=](const S* in, D* out) {
-        for (int c = 0; c < channels; ++c) out[c] = stored<D>(std::fma(float(in[c]), 0.7f, 3.0f));
-      });
-    }
-  });
-  const auto column = randomPixels<Word>(1, 600011, 1, 3);
-  expectInto(scaling(2, -9), column, expected<Word>(column, 2, -9), 2, 2);
-}
-
-TEST_P(ConvertScale, InPlaceAndIntoACreatedImage) {
-  forEachFormat([]<class S>(S, int channels) {
-    const auto source = randomPixels<S>(257, 67, channels, 1);
-    MirlImage image = toImage(source, source.rowBytes() + 1), made;
-    image.setDataBits(7);
-    image.setChannelSequence(MIRL_CHANNELSEQ_RGB);
-    const auto before = fieldsOf(image);
-    ASSERT_EQ(convertScale(image, made, 0.3f, 9), MIRL_SUCCESS);
-    ASSERT_EQ(convertScale(image, image, 0.3f, 9), MIRL_SUCCESS);
-    EXPECT_TRUE(holds(made, expected<S>(source, 0.3f, 9)));
-    EXPECT_TRUE(holds(image, expected<S>(source, 0.3f, 9)));
-    EXPECT_EQ(fieldsOf(image), before);
-    EXPECT_EQ(formatOf(made), formatOf(MirlImage(257, 67, typeOf<S>(channels))));
-  });
-}
-
-TEST_P(ConvertScale, EveryPairOfTypes) {
-  for (const Format& from : allFormats()) {
-    const MirlImage source(3, 2, from.type);
-    for (const Format& to : allFormats()) {
-      SCOPED_TRACE(testing::Message() << from.type << " to " << to.type);
-      const bool served = isServed(from) && isServed(to);
-      expectStatus(MirlImage(3, 2, to.type),
-                   from.channels != to.channels ? MIRL_MISMATCH
-                   : served                     ? MIRL_SUCCESS
-                                                : MIRL_TYPE_NOT_SUPPORTED,
-                   false, [&](MirlImage& out) { return convertScale(source, out, 1, 0); });
-    }
-    MirlImage made;
-    EXPECT_EQ(convertScale(source, made, 1, 0),
-              isServed(from) ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED);
-    EXPECT_EQ(formatOf(made), formatOf(source));
-  }
 }
 
 // By type and by depth: the same, whatever the destination was before.
@@ -200,9 +153,6 @@ TEST_P(ConvertTo, Failures) {
   EXPECT_EQ(good.convertTo(result, -16, 1, 0), kNoType);
   EXPECT_EQ(result.type(), MIRL_16S_C1);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ConvertScale);
-MIRL_TEST_ON_ALL_DEVICES(ConvertTo);
 
 }  // namespace
 }  // namespace mirl::test

@@ -8,7 +8,7 @@
 namespace mirl::test {
 namespace {
 
-class CopyTo : public DeviceTest {};
+MIRL_DEVICE_TESTS(CopyTo);
 
 /// All types, and two without a number.
 std::vector<Format> formats() {
@@ -131,8 +131,6 @@ TEST_P(CopyTo, Statuses) {
   for (const auto& row : onlyEmpty) check(row, kBad, kGood);
   for (const auto& row : neither) check(row, kBad, kBad);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(CopyTo);
 
 }  // namespace
 }  // namespace mirl::test

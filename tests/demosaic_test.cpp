@@ -6,7 +6,7 @@
 namespace mirl::test {
 namespace {
 
-class Demosaic : public DeviceTest {};
+MIRL_DEVICE_TESTS(Demosaic);
 
 /// A filter as it is written down, rows top to bottom.
 using Filter = double[5][5];
@@ -129,8 +129,6 @@ TEST_P(Demosaic, OfFewPixels) {
   EXPECT_EQ(out.get(1, 0, 2), 70);  // half of 100 and 40, red beside
   EXPECT_EQ(out.get(1, 0, 0), 24);  // half of 40 and 8, blue below
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Demosaic);
 
 }  // namespace
 }  // namespace mirl::test

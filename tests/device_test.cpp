@@ -9,7 +9,7 @@
 namespace mirl::test {
 namespace {
 
-class Device : public DeviceTest {};
+MIRL_DEVICE_TESTS(Device);
 
 TEST_P(Device, IsCurrentForItsThread) {
   for (const int number : {-1, device::getDeviceCount(), INT_MIN, INT_MAX}) {
@@ -59,14 +59,11 @@ TEST_P(Device, Properties) {
   }
 }
 
-// From the vendor's table of throughput by compute capability.
-TEST(Cores, OfEveryComputeCapability) {
-  const std::tuple<int, int, int> rows[] = {
-      {1, 0, 8},    {1, 3, 8},    {2, 0, 32},  {2, 1, 48},   {3, 0, 192},  {3, 5, 192},
-      {3, 7, 192},  {5, 0, 128},  {5, 2, 128}, {5, 3, 128},  {6, 0, 64},   {6, 1, 128},
-      {6, 2, 128},  {7, 0, 64},   {7, 2, 64},  {7, 5, 64},   {8, 0, 64},   {8, 6, 128},
-      {8, 7, 128},  {8, 9, 128},  {9, 0, 128}, {10, 0, 128}, {10, 3, 128}, {11, 0, 128},
-      {12, 0, 128}, {12, 1, 128}, {0, 0, 0},   {4, 0, 0},    {99, 0, 0},   {-1, 0, 0}};
+// Some of the vendor's table of throughput by compute capability.
+TEST(Cores, OfComputeCapabilities) {
+  const std::tuple<int, int, int> rows[] = {{1, 0, 8},   {2, 1, 48},  {3, 5, 192},  {6, 0, 64},
+                                            {8, 6, 128}, {9, 0, 128}, {12, 1, 128}, {0, 0, 0},
+                                            {4, 0, 0},   {99, 0, 0},  {-1, 0, 0}};
   for (const auto& [major, minor, cores] : rows) {
     EXPECT_EQ(core::coresPerMultiProcessor(major, minor), cores) << major << "." << minor;
   }
@@ -169,8 +166,6 @@ TEST_P(Device, ResetLeavesOtherDevices) {
     EXPECT_EQ(queued, bytes);
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Device);
 
 using Clock = std::chrono::steady_clock;
 

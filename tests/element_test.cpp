@@ -8,7 +8,7 @@
 namespace mirl::test {
 namespace {
 
-class Element : public DeviceTest {};
+MIRL_DEVICE_TESTS(Element);
 
 /// What an element holds after `set`.
 double storedIn(int depth, double value) {
@@ -171,8 +171,6 @@ TEST_P(Element, FailuresOfTheDevice) {
   const MirlScalar pixel = image.get(1, 1);
   EXPECT_EQ(std::tuple(pixel[0], pixel[1], pixel[2]), std::tuple(100.0, 8.0, 9.0));
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Element);
 
 }  // namespace
 }  // namespace mirl::test

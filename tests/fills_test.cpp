@@ -10,7 +10,7 @@ namespace {
 
 using namespace dataExchange;
 
-class Fills : public DeviceTest {};
+MIRL_DEVICE_TESTS(Fills);
 
 constexpr double kNan = NAN, kInf = INFINITY;
 
@@ -217,8 +217,6 @@ TEST_P(Fills, RandomNumbers) {
     }
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Fills);
 
 }  // namespace
 }  // namespace mirl::test

@@ -13,7 +13,7 @@ Entries entriesOf(const MirlFilter& filter) {
   return {filter.coeffs(), filter.coeffs() + filter.width() * filter.height()};
 }
 
-class Filter : public DeviceTest {};
+MIRL_DEVICE_TESTS(Filter);
 
 TEST_P(Filter, HasADefaultAnchorThatLooksRightAndDown) {
   for (const auto& [size, anchor] : {std::pair{1, 0}, {2, 0}, {3, -1}, {4, -1}, {5, -2}, {8, -3}}) {
@@ -121,8 +121,6 @@ TEST_P(Filter, GaussianSumsToOneAroundTheMiddle) {
   EXPECT_TRUE(std::isnan(undefined(1, 1)));
   EXPECT_EQ(undefined(0, 0), 0.0f);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Filter);
 
 }  // namespace
 }  // namespace mirl::test

@@ -72,6 +72,11 @@ class DeviceTest : public testing::TestWithParam<int> {
                              return ::mirl::test::deviceName(info.param);                 \
                            })
 
+/// A suite that needs no more than the fixture.
+#define MIRL_DEVICE_TESTS(Suite)      \
+  class Suite : public DeviceTest {}; \
+  MIRL_TEST_ON_ALL_DEVICES(Suite)
+
 /// While it lives images of any size go past the caches.
 struct PastCaches {
   PastCaches() { runtime::setCacheLimit(1); }
@@ -128,6 +133,10 @@ inline std::vector<Format> allFormats() {
     }
   }
   return formats;
+}
+
+inline Format formatOfType(MirlType type) {
+  return allFormats()[static_cast<std::size_t>(type)];
 }
 
 using Bytes = std::vector<unsigned char>;

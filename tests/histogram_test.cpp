@@ -11,7 +11,7 @@ namespace {
 using imageStatistics::calcHist;
 using Bins = std::vector<unsigned int>;
 
-class Histogram : public DeviceTest {};
+MIRL_DEVICE_TESTS(Histogram);
 
 constexpr std::array kLocations = {MIRL_POINTER_DEVICE, MIRL_POINTER_HOST, MIRL_POINTER_PINNED};
 
@@ -264,8 +264,6 @@ TEST_P(Histogram, SeveralThreadsAddToOne) {
   });
   EXPECT_EQ(binsOf(histogram), countsOf(pixels, 768, 15));
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Histogram);
 
 }  // namespace
 }  // namespace mirl::test

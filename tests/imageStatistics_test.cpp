@@ -16,7 +16,7 @@ using Values = std::array<double, 4>;
 
 constexpr double kOld = -7.25;
 
-class ImageStatistics : public DeviceTest {};
+MIRL_DEVICE_TESTS(ImageStatistics);
 
 Values valuesOf(const MirlScalar& scalar) {
   return {scalar[0], scalar[1], scalar[2], scalar[3]};
@@ -375,8 +375,6 @@ TEST_P(ImageStatistics, SeveralThreadsAndStreams) {
     }
   });
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ImageStatistics);
 
 }  // namespace
 }  // namespace mirl::test

@@ -5,7 +5,7 @@
 namespace mirl::test {
 namespace {
 
-class ImageCopy : public DeviceTest {};
+MIRL_DEVICE_TESTS(ImageCopy);
 
 testing::AssertionResult isDeepCopy(const MirlImage& copy, const MirlImage& original) {
   if (formatOf(copy) != formatOf(original)) return testing::AssertionFailure() << "format";
@@ -119,8 +119,6 @@ TEST_P(ImageCopy, StaysOnItsDevice) {
   EXPECT_TRUE(isDeepCopy(MirlImage(original), original));
   EXPECT_EQ(target.release(), MIRL_SUCCESS) << "whatever device is current";
 }
-
-MIRL_TEST_ON_ALL_DEVICES(ImageCopy);
 
 }  // namespace
 }  // namespace mirl::test

@@ -9,7 +9,7 @@
 namespace mirl::test {
 namespace {
 
-class Image : public DeviceTest {};
+MIRL_DEVICE_TESTS(Image);
 
 /// What an image that never held anything tells of itself.
 auto neverCreated() {
@@ -218,8 +218,6 @@ TEST_P(Image, DataBits) {
   EXPECT_EQ(empty.setDataBits(1), kBadArgument);
   EXPECT_EQ(empty.setDataBits(0), kGood);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Image);
 
 }  // namespace
 }  // namespace mirl::test

@@ -11,7 +11,7 @@ namespace {
 
 using imageFiltering::imageFilter;
 
-class ImageFilter : public DeviceTest {};
+MIRL_DEVICE_TESTS(ImageFilter);
 
 template <class T>
 T stored(float sum, int dataBits) {
@@ -150,22 +150,6 @@ TEST_P(ImageFilter, RestrictsItselfToARegion) {
     }
   }
 }
-
-TEST_P(ImageFilter, OneObjectAndTypes) {
-  const MirlFilter filter = MirlSpecialFilters::sobel(), tooLong(513, 1);
-  MirlImage empty, image(8, 8, MIRL_8U_C1);
-  EXPECT_EQ(imageFilter(empty, empty, tooLong), MIRL_IMAGE_NOT_INITIALIZED);
-  EXPECT_EQ(imageFilter(image, image, tooLong), MIRL_IN_PLACE_NOT_SUPPORTED);
-  for (const Format& format : allFormats()) {
-    const MirlImage in(8, 8, format.type);
-    MirlImage made;
-    EXPECT_EQ(imageFilter(in, made, filter),
-              isServed(format) ? MIRL_SUCCESS : MIRL_TYPE_NOT_SUPPORTED);
-    EXPECT_EQ(formatOf(made), formatOf(in));
-  }
-}
-
-MIRL_TEST_ON_ALL_DEVICES(ImageFilter);
 
 }  // namespace
 }  // namespace mirl::test

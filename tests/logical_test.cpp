@@ -11,7 +11,7 @@ namespace {
 
 using namespace arithmeticLogical;
 
-class Logical : public DeviceTest {};
+MIRL_DEVICE_TESTS(Logical);
 
 struct Pair {
   const char* name;
@@ -114,44 +114,6 @@ TEST_P(Logical, TwoImages) {
   }
 }
 
-TEST_P(Logical, EverySizeAndPitch) {
-  expectPointwise<Byte, Byte>([](const auto& in, auto& out) { return SHL(in, 2, out); }, 3, 3,
-                              each<Byte>(3, [](int x) { return std::min(4 * x, 255); }));
-  expectPointwise<Word, Word>([](const auto& in, auto& out) { return XOR(in, 0x3333, out); }, 1, 1,
-                              each<Word>(1, [](int x) { return x ^ 0x3333; }));
-  expectPointwise<Byte, Byte>([](const auto& in, auto& out) { return NOT(in, out); }, 1, 1,
-                              each<Byte>(1, [](int x) { return 255 - x; }));
-}
-
-TEST_P(Logical, Types) {
-  const auto check = [&](const char* name, const Function& run, MirlStatus notServed,
-                         DepthAndChannels (*created)(const Format&) = sameFormat) {
-    const bool exact = std::string(name) == "NOT";
-    expectStatusesOfTypes({name, run,
-                           [=](const Format& in, const Format* out) {
-                             if (!fits(in, out) || (exact && out && in.type != out->type)) {
-                               return MIRL_MISMATCH;
-                             }
-                             return isServed(in) && in.depth != 32 ? MIRL_SUCCESS : notServed;
-                           },
-                           created});
-  };
-  for (const Pair& op : kPairs) {
-    check(
-        op.name, [&](const auto& in, auto& out, auto& s) { return op.run(in, in, out, s); },
-        MIRL_MISMATCH, unsignedFormat);
-    check(
-        op.name, [&](const auto& in, auto& out, auto& s) { return op.constant(in, 5, out, s); },
-        MIRL_TYPE_NOT_SUPPORTED);
-  }
-  for (const auto shift : {SHL, SHR}) {
-    check(
-        "shift", [=](const auto& in, auto& out, auto& s) { return shift(in, 5, out, s); },
-        MIRL_TYPE_NOT_SUPPORTED);
-  }
-  check("NOT", NOT, MIRL_MISMATCH);
-}
-
 TEST_P(Logical, TwoImagesMustAgree) {
   const MirlImage good(4, 3, MIRL_8U_C1), signs(4, 3, MIRL_8S_C1);
   const MirlImage others[] = {{4, 3, MIRL_8U_C3}, {4, 3, MIRL_16U_C1}};
@@ -163,8 +125,6 @@ TEST_P(Logical, TwoImagesMustAgree) {
     EXPECT_EQ(op.run(good, signs, out, deadStream()), MIRL_INVALID_ARGUMENT) << "depths agree";
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Logical);
 
 }  // namespace
 }  // namespace mirl::test

@@ -7,7 +7,7 @@
 namespace mirl::test {
 namespace {
 
-class Operators : public DeviceTest {};
+MIRL_DEVICE_TESTS(Operators);
 
 Pixels<Byte> bytes(std::vector<Byte> row, int channels = 1) {
   return {channels, std::move(row)};
@@ -100,13 +100,7 @@ TEST_P(Operators, Expressions) {
     MirlImage result;
     std::vector<Byte> want;
   } inBytes[] = {
-      {"a + b", a + b, {1, 2, 7, 255, 255, 16}},
-      {"a / a", a / a, {0, 1, 1, 1, 1, 1}},
-      {"1 - a", 1 - a, {1, 0, 0, 0, 0, 0}},
-      {"7 / a", 7 / a, {255, 7, 1, 0, 0, 1}},
       {"-a", -a, {0, 0, 0, 0, 0, 0}},
-      {"a ^ b", a ^ b, {1, 0, 7, 172, 255, 14}},
-      {"6 & a", 6 & a, {0, 0, 4, 0, 6, 6}},
       {"~a", ~a, {255, 254, 250, 55, 0, 248}},
       {"a << 1", a << 1, {0, 2, 10, 255, 255, 14}},
       {"a >> 1", a >> 1, {0, 0, 2, 100, 127, 3}},
@@ -180,8 +174,6 @@ TEST_P(Operators, ResultsAreWhereTheOperandsAre) {
     EXPECT_EQ(result.device(), GetParam());
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Operators);
 
 }  // namespace
 }  // namespace mirl::test

@@ -7,7 +7,7 @@ namespace {
 
 using namespace colorOperations;
 
-class PackedVideo : public DeviceTest {};
+MIRL_DEVICE_TESTS(PackedVideo);
 
 /// Where the samples of a group stand: the component, in the order of a 4:4:4 image, the pixel that
 /// it is taken from, and its lowest bit among the 128.
@@ -207,8 +207,6 @@ TEST_P(PackedVideo, WhatDoesNotFit) {
     EXPECT_TRUE(c.status == MIRL_SUCCESS || !out.isInitialized() || untouched(out));
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(PackedVideo);
 
 }  // namespace
 }  // namespace mirl::test

@@ -9,7 +9,7 @@
 namespace mirl::test {
 namespace {
 
-class PinnedPool : public DeviceTest {};
+MIRL_DEVICE_TESTS(PinnedPool);
 
 TEST_P(PinnedPool, BlocksOfAllSizes) {
   struct Block {
@@ -65,8 +65,6 @@ TEST_P(PinnedPool, BlocksAreReused) {
     EXPECT_LE(seen.size(), 65536 / size) << "more than one slab for one block at a time";
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(PinnedPool);
 
 }  // namespace
 }  // namespace mirl::test

@@ -16,7 +16,7 @@ using Point = MirlPoint2D<int>;
 constexpr float kAngles[] = {0,      30,     45,     90,      180,   -17.5f, 270,
                              359.9f, -1e-3f, 1e-30f, 725.25f, -1e7f, 3e38f};
 
-class Rotate : public DeviceTest {};
+MIRL_DEVICE_TESTS(Rotate);
 
 /// An element as the blend takes it, and what is stored of the result.
 template <class T>
@@ -232,25 +232,21 @@ TEST_P(Rotate, RectangleTurnsInsideItsBounds) {
   });
 }
 
+// Those that make their outputs anew, or what they turn in a copy.
 TEST_P(Rotate, FormatsServed) {
   for (const Format& format : allFormats()) {
     SCOPED_TRACE(format.type);
     const MirlStatus status = isServed(format) ? MIRL_SUCCESS : MIRL_MISMATCH;
     const MirlImage in = noiseImage({6, 4}, format.depth, format.channels, 1);
     const MirlRect region(1, 1, 3, 2);
-    MirlImage turned, part, larger, self(in), live(in), other(9, 2, format.type);
-    EXPECT_EQ(rotate(in, turned, 10, {1, 1}), status);
-    EXPECT_EQ(rotate(in, part, 10, {1, 1}, region), status);
+    MirlImage part, larger, self(in), other(9, 2, format.type);
     EXPECT_EQ(rotateNoCrop(in, larger, 10), status);
-    EXPECT_EQ(rotate(in, other, 10, {1, 1}, region), status);
-    EXPECT_EQ(rotate(self, self, 10, {1, 1}, region), status);
-    EXPECT_EQ(rotate(in, live, 10, {1, 1}), status);
-    EXPECT_EQ(formatOf(turned), formatOf(in));
-    EXPECT_EQ(formatOf(part), formatOf(in));
     EXPECT_EQ(formatOf(larger), formatOf(MirlImage(turnedSize(in.size(), 10), format.type)));
-    if (isServed(format)) continue;
-    for (const MirlImage* same : {&part, &other, &self, &live})
-      EXPECT_EQ(bytesOf(*same), bytesOf(in));
+    for (MirlImage* out : {&part, &other, &self}) {
+      EXPECT_EQ(rotate(out == &self ? self : in, *out, 10, {1, 1}, region), status);
+      EXPECT_EQ(formatOf(*out), formatOf(in));
+      EXPECT_TRUE(isServed(format) || bytesOf(*out) == bytesOf(in));
+    }
   }
 }
 
@@ -289,23 +285,13 @@ TEST_P(Rotate, AnglesCentresAndRectanglesAreChecked) {
     part(c);
     refused([&](MirlImage& out) { return rotate(good, out, std::get<0>(c), std::get<1>(c)); });
   }
-  MirlImage same(4, 3, MIRL_8U_C4);
   const MirlStream dead = deadStream();
   for (const MirlImage& out : {good, empty}) {
     expectStatus(out, MIRL_INVALID_ARGUMENT, false, [&](MirlImage& image) {
       return rotate(good, image, NAN, {0, 0}, all, dead);
     });
   }
-  fillBlock(same);
-  EXPECT_EQ(rotate(same, same, NAN, {0, 0}, dead), MIRL_INVALID_ARGUMENT);
-  EXPECT_EQ(rotate(same, same, 1, {4, 0}, dead), MIRL_INVALID_ARGUMENT);
-  EXPECT_EQ(rotate(same, same, 1, {0, 0}, dead), MIRL_IN_PLACE_NOT_SUPPORTED);
-  EXPECT_EQ(rotateNoCrop(same, same, NAN, dead), MIRL_INVALID_ARGUMENT);
-  EXPECT_EQ(rotateNoCrop(same, same, 1, dead), MIRL_IN_PLACE_NOT_SUPPORTED);
-  EXPECT_TRUE(untouched(same));
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Rotate);
 
 }  // namespace
 }  // namespace mirl::test

@@ -9,7 +9,7 @@ namespace {
 
 using namespace colorOperations;
 
-class SensorCorrections : public DeviceTest {};
+MIRL_DEVICE_TESTS(SensorCorrections);
 
 /// Calls visit(T, channels) for what FPNCorrection and borderMask serve.
 template <class Visit>
@@ -34,16 +34,15 @@ Pixels<T> corrected(const Pixels<T>& source, const Pixels<T>& flat, const Pixels
 /// Corrects into a live image with a guard, or in place of one of the inputs.
 template <class T>
 void expectCorrected(const Pixels<T>& source, const Pixels<T>& flat, const Pixels<T>& dark,
-                     float gain, const Pixels<T>& want, int bits = sizeof(T) * 8, int pitch = 0,
-                     int outPitch = 0) {
-  MirlImage f = toImage(flat, pitch), d = toImage(dark), s = toImage(source, pitch);
+                     float gain, const Pixels<T>& want, int bits = sizeof(T) * 8) {
+  MirlImage f = toImage(flat), d = toImage(dark), s = toImage(source, source.rowBytes() + 1);
   ASSERT_EQ(s.setDataBits(bits), MIRL_SUCCESS);
   const auto run = [&](const MirlImage& in, MirlImage& out) {
     MirlImage& sameBits = const_cast<MirlImage&>(in);
     sameBits.setDataBits(bits);
     return FPNCorrection(in, out, f, d, gain);
   };
-  expectInto(run, source, want, pitch, outPitch);
+  expectInto(run, source, want);
   for (MirlImage* out : {&s, &f, &d}) {
     MirlImage kept = *out;
     kept.setDataBits(bits);
@@ -78,11 +77,6 @@ TEST_P(SensorCorrections, FlatFieldOfEverySize) {
       const int bits = sizeof(T) == 1 ? 8 : 14;
       const auto want = corrected(source, flat, dark, 1000.3f, (1 << bits) - 1);
       expectCorrected(source, flat, dark, 1000.3f, want, bits);
-      if (width != 113) continue;
-      const int row = source.rowBytes();
-      forOddPitches(row, row, [&](int pitch, int outPitch) {
-        expectCorrected(source, flat, dark, 1000.3f, want, bits, pitch, outPitch);
-      });
     }
   });
 }
@@ -176,27 +170,15 @@ TEST_P(SensorCorrections, MasksOfEveryKind) {
 
 TEST_P(SensorCorrections, WhatDoesNotFit) {
   const MirlImage empty, good(4, 3, MIRL_8U_C1), wide(5, 3, MIRL_8U_C1), tall(4, 4, MIRL_8U_C1),
-      deep(4, 3, MIRL_16U_C1), colour(4, 3, MIRL_8U_C3), two(4, 3, MIRL_8U_C2),
-      four(4, 3, MIRL_16U_C4), float4(4, 3, MIRL_32F_C4), signedBytes(4, 3, MIRL_8S_C3);
+      deep(4, 3, MIRL_16U_C1), colour(4, 3, MIRL_8U_C3), four(4, 3, MIRL_16U_C4),
+      float4(4, 3, MIRL_32F_C4);
   const float value[3] = {};
-  const struct {
-    const MirlImage &source, &flat, &dark, &out;
-    MirlStatus status;
-    bool creates = false;
-  } corrections[] = {
-      {good, wide, good, empty, MIRL_MISMATCH},
-      {good, colour, good, empty, MIRL_MISMATCH},
-      {good, good, tall, empty, MIRL_MISMATCH},
-      {good, good, deep, empty, MIRL_MISMATCH},
-      {float4, float4, float4, empty, MIRL_DEPTH_NOT_SUPPORTED, true},
-      {four, four, four, empty, MIRL_CHANNELS_NOT_SUPPORTED, true},
-      {two, two, two, two, MIRL_CHANNELS_NOT_SUPPORTED},
-      {signedBytes, colour, colour, empty, MIRL_SUCCESS, true},
-  };
-  for (const auto& c : corrections) {
-    SCOPED_TRACE(&c - corrections);
-    expectStatus(c.out, c.status, c.creates,
-                 [&](MirlImage& out) { return FPNCorrection(c.source, out, c.flat, c.dark, 1); });
+  const std::pair<const MirlImage&, const MirlImage&> frames[] = {
+      {wide, good}, {colour, good}, {good, tall}, {good, deep}};
+  for (const auto& [flat, dark] : frames) {
+    expectStatus(empty, MIRL_MISMATCH, false, [&, &f = flat, &d = dark](MirlImage& out) {
+      return FPNCorrection(good, out, f, d, 1);
+    });
   }
 
   const struct {
@@ -212,8 +194,6 @@ TEST_P(SensorCorrections, WhatDoesNotFit) {
       {"negative", good, good, {0, 0, -1, 5}, MIRL_INVALID_ARGUMENT},
       {"overflow", good, good, {0, 0, INT32_MAX, INT32_MAX}, MIRL_INVALID_ARGUMENT},
       {"least", good, good, {INT32_MIN, INT32_MIN, 0, 0}, MIRL_INVALID_ARGUMENT},
-      {"channels", four, empty, {}, MIRL_CHANNELS_NOT_SUPPORTED, true},
-      {"nothing", signedBytes, empty, {}, MIRL_SUCCESS, true},
   };
   for (const auto& c : masks) {
     SCOPED_TRACE(std::string("wrong: ") + c.what);
@@ -233,8 +213,6 @@ TEST_P(SensorCorrections, WhatDoesNotFit) {
                  [&, s = source, o = offsets](MirlImage& out) { return fpn(out, *s, *o); });
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(SensorCorrections);
 
 }  // namespace
 }  // namespace mirl::test

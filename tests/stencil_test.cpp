@@ -11,7 +11,7 @@
 namespace mirl::test {
 namespace {
 
-class StencilPattern : public DeviceTest {};
+MIRL_DEVICE_TESTS(StencilPattern);
 
 /// Elements that tell which neighbour they are: none is taken for another.
 template <int Across, int Down>
@@ -111,8 +111,6 @@ TEST_P(StencilPattern, GoesOnBeyondTheImage) {
   checkBorder<engine::NearestPixel>();
   checkBorder<engine::ZeroOutside>();
 }
-
-MIRL_TEST_ON_ALL_DEVICES(StencilPattern);
 
 }  // namespace
 }  // namespace mirl::test

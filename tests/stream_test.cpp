@@ -7,7 +7,7 @@
 namespace mirl::test {
 namespace {
 
-class Stream : public DeviceTest {};
+MIRL_DEVICE_TESTS(Stream);
 
 /// The id that the next stream will get, found by making one.
 int nextId() {
@@ -201,8 +201,6 @@ TEST_P(Stream, OfAnotherDeviceIsAMismatch) {
     EXPECT_EQ(usedInOperations(stream), MIRL_SUCCESS) << "created anew on the current device";
   }
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Stream);
 
 }  // namespace
 }  // namespace mirl::test

@@ -17,7 +17,7 @@ namespace {
 
 using runtime::Direction;
 
-class Threads : public DeviceTest {};
+MIRL_DEVICE_TESTS(Threads);
 
 /// Large enough that the host device shares its rows out over threads of its own.
 constexpr int kWidth = 601;
@@ -112,8 +112,6 @@ TEST_P(Threads, OneFaultStrikesOnce) {
   });
   EXPECT_EQ(failures, 1);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Threads);
 
 std::size_t size(int count) {
   return static_cast<std::size_t>(count);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr MirlStatus kGood = MIRL_SUCCESS, kBad = MIRL_INVALID_ARGUMENT;
 
-class Transfer : public DeviceTest {};
+MIRL_DEVICE_TESTS(Transfer);
 
 std::size_t at(int value) {
   return static_cast<std::size_t>(value);
@@ -254,8 +254,6 @@ TEST_P(Transfer, StatusOfEveryForm) {
   }
   EXPECT_EQ(memory, host);
 }
-
-MIRL_TEST_ON_ALL_DEVICES(Transfer);
 
 }  // namespace
 }  // namespace mirl::test

@@ -31,22 +31,10 @@ Draw::Draw(std::uint64_t seed, int device, const Traits& traits, bool tells)
   device::setCurrentDevice(device);
   format_ = test::allFormats()[static_cast<std::size_t>(
       traits.in[static_cast<std::size_t>(upTo(static_cast<int>(traits.in.size())))])];
-  switch (upTo(8)) {
-    case 0:
-      size_ = {1, 1};
-      break;
-    case 1:
-      size_ = {1 + upTo(300), 1};
-      break;
-    case 2:
-      size_ = {1, 1 + upTo(70)};
-      break;
-    case 3:
-      size_ = {1 + upTo(150), 1 + upTo(12)};
-      break;
-    default:
-      size_ = {1 + upTo(40), 1 + upTo(20)};
-  }
+  const MirlSize sizes[] = {
+      {1, 1}, {1 + upTo(300), 1}, {1, 1 + upTo(70)}, {1 + upTo(150), 1 + upTo(12)}};
+  const int kind = upTo(8);
+  size_ = kind < 4 ? sizes[kind] : MirlSize(1 + upTo(40), 1 + upTo(20));
   // From here on rows are shared out over threads.
   if (chance(1500)) size_ = {300 + upTo(400), 200 + upTo(100)};
   pitchKind_ = 1 + upTo(4);

@@ -105,8 +105,8 @@ std::string problemOf(const Row& row, std::uint64_t seed, std::string* arguments
 void report(const Row& row, std::uint64_t seed, const std::string& problem) {
   std::string arguments;
   problemOf(row, seed, &arguments);
-  std::fprintf(stderr, "%s%s: %s:%s\n  again: %s\n", isatty(STDERR_FILENO) ? "\r\033[K" : "",
-               row.name.c_str(), problem.c_str(), arguments.c_str(), repeatOf(row, seed).c_str());
+  std::fprintf(stderr, "%s: %s:%s\n  again: %s\n", row.name.c_str(), problem.c_str(),
+               arguments.c_str(), repeatOf(row, seed).c_str());
 }
 
 void printRepeating() {
@@ -142,11 +142,9 @@ int run(const Rows& rows, const Options& options) {
   constexpr int kRare = 16, kMostReports = 3;  // of one operation
   const auto start = Clock::now();
   const auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
-  const bool terminal = isatty(STDERR_FILENO) != 0;
   std::vector<long> counts(rows.size()), successes(rows.size()), reports(rows.size());
   long calls = 0;
   int problems = 0;
-  double shown = 0;
   std::printf("mirl_fuzz: %zu operations on %d devices, seed %llu\n", rows.size(),
               device::getDeviceCount(), static_cast<unsigned long long>(options.seed));
   std::fflush(stdout);
@@ -168,10 +166,6 @@ int run(const Rows& rows, const Options& options) {
     alarm(120);  // ends a call that hangs
     const double most = options.seconds >= 0 ? options.seconds : options.calls < 0 ? 10 : 1e9;
     over = over || elapsed() > most;
-    if (terminal && elapsed() > shown + 0.5) {
-      shown = elapsed();
-      std::fprintf(stderr, "\r%.0f s, %ld calls, %d problems", shown, calls, problems);
-    }
   }
   alarm(0);
   repeating[0] = '\0';
@@ -183,9 +177,8 @@ int run(const Rows& rows, const Options& options) {
     ++problems;
   }
   const auto [least, most] = std::minmax_element(counts.begin(), counts.end());
-  std::printf("%s%ld calls in %.1f s (%.0f a second), %ld to %ld of each operation: %d problems\n",
-              terminal ? "\n" : "", calls, elapsed(), static_cast<double>(calls) / elapsed(),
-              *least, *most, problems);
+  std::printf("%ld calls in %.1f s (%.0f a second), %ld to %ld of each operation: %d problems\n",
+              calls, elapsed(), static_cast<double>(calls) / elapsed(), *least, *most, problems);
   return problems == 0 ? 0 : 1;
 }
 

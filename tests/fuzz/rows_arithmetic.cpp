@@ -36,72 +36,45 @@ MirlStatus product(Draw& draw, int kind) {
   });
 }
 
-/// Operators of images with an image, a scalar or a number.
-template <class X>
-void addOperators(Rows& rows, const std::string& with) {
-  const auto name = [&](const char* symbol) { return "operator" + (symbol + (" " + with)); };
-  const auto member = [&](const char* symbol) { return "MirlImage::" + name(symbol); };
-  const Traits inPlace{.live = true};
-  rows.push_back(makes(
-      name("+"), +[](In a, X x) { return a + x; }));
-  rows.push_back(makes(
-      name("-"), +[](In a, X x) { return a - x; }));
-  rows.push_back(makes(
-      name("*"), +[](In a, X x) { return a * x; }));
-  rows.push_back(makes(
-      name("/"), +[](In a, X x) { return a / x; }));
-  rows.push_back(row(
-      member("+="), +[](Out a, X x) { return a += x, ok; }, inPlace));
-  rows.push_back(row(
-      member("-="), +[](Out a, X x) { return a -= x, ok; }, inPlace));
-  rows.push_back(row(
-      member("*="), +[](Out a, X x) { return a *= x, ok; }, inPlace));
-  rows.push_back(row(
-      member("/="), +[](Out a, X x) { return a /= x, ok; }, inPlace));
-  if constexpr (!std::is_same_v<X, In>) {
-    rows.push_back(makes(
-        name("+") + " in front", +[](X x, In a) { return x + a; }));
-    rows.push_back(makes(
-        name("-") + " in front", +[](X x, In a) { return x - a; }));
-    rows.push_back(makes(
-        name("*") + " in front", +[](X x, In a) { return x * a; }));
-    rows.push_back(makes(
-        name("/") + " in front", +[](X x, In a) { return x / a; }));
+/// An operator behind an image, in front of it where there is one, and the one that assigns.
+template <class X, class Op, class Change>
+void addOperator(Rows& rows, const std::string& name, const Types& in, Op, Change) {
+  const auto symbol = name.substr(0, name.find(' ')), with = name.substr(name.find(' '));
+  const Traits traits{.in = in}, inPlace{.in = in, .live = true};
+  const auto behind = +[](In a, X x) { return MirlImage(Op{}(a, x)); };
+  const auto changes = +[](Out a, X x) { return Change{}(a, x), ok; };
+  rows.push_back(makes("operator" + name, behind, traits));
+  rows.push_back(row("MirlImage::operator" + symbol + "=" + with, changes, inPlace));
+  if constexpr (!std::is_same_v<X, In> && std::is_invocable_v<Op, X, In>) {
+    const auto inFront = +[](X x, In a) { return MirlImage(Op{}(x, a)); };
+    rows.push_back(makes("operator" + name + " in front", inFront, traits));
   }
 }
 
 template <class X>
+void addOperators(Rows& rows, const std::string& with) {
+  const auto add = [&](const std::string& symbol, auto op, auto change) {
+    addOperator<X>(rows, symbol + " " + with, kServed, op, change);
+  };
+  add("+", std::plus<>(), [](Out a, X x) { a += x; });
+  add("-", std::minus<>(), [](Out a, X x) { a -= x; });
+  add("*", std::multiplies<>(), [](Out a, X x) { a *= x; });
+  add("/", std::divides<>(), [](Out a, X x) { a /= x; });
+}
+
+template <class X>
 void addBitOperators(Rows& rows, const std::string& with) {
-  const auto name = [&](const char* symbol) { return "operator" + (symbol + (" " + with)); };
-  const auto member = [&](const char* symbol) { return "MirlImage::" + name(symbol); };
-  const Traits bits{.in = kIntegers}, inPlace{.in = kIntegers, .live = true};
-  rows.push_back(makes(
-      name("&"), +[](In a, X x) { return a & x; }, bits));
-  rows.push_back(makes(
-      name("|"), +[](In a, X x) { return a | x; }, bits));
-  rows.push_back(makes(
-      name("^"), +[](In a, X x) { return a ^ x; }, bits));
-  rows.push_back(row(
-      member("&="), +[](Out a, X x) { return a &= x, ok; }, inPlace));
-  rows.push_back(row(
-      member("|="), +[](Out a, X x) { return a |= x, ok; }, inPlace));
-  rows.push_back(row(
-      member("^="), +[](Out a, X x) { return a ^= x, ok; }, inPlace));
+  const auto add = [&](const std::string& symbol, auto op, auto change) {
+    addOperator<X>(rows, symbol + " " + with, kIntegers, op, change);
+  };
+  add("&", std::bit_and<>(), [](Out a, X x) { a &= x; });
+  add("|", std::bit_or<>(), [](Out a, X x) { a |= x; });
+  add("^", std::bit_xor<>(), [](Out a, X x) { a ^= x; });
   if constexpr (std::is_same_v<X, int>) {
-    rows.push_back(makes(
-        name("&") + " in front", +[](X x, In a) { return x & a; }, bits));
-    rows.push_back(makes(
-        name("|") + " in front", +[](X x, In a) { return x | a; }, bits));
-    rows.push_back(makes(
-        name("^") + " in front", +[](X x, In a) { return x ^ a; }, bits));
-    rows.push_back(makes(
-        name("<<"), +[](In a, X x) { return a << x; }, bits));
-    rows.push_back(makes(
-        name(">>"), +[](In a, X x) { return a >> x; }, bits));
-    rows.push_back(row(
-        member("<<="), +[](Out a, X x) { return a <<= x, ok; }, inPlace));
-    rows.push_back(row(
-        member(">>="), +[](Out a, X x) { return a >>= x, ok; }, inPlace));
+    const auto left = [](In a, int n) { return a << n; };
+    const auto right = [](In a, int n) { return a >> n; };
+    add("<<", left, [](Out a, int n) { a <<= n; });
+    add(">>", right, [](Out a, int n) { a >>= n; });
   }
 }
 
