@@ -122,6 +122,15 @@ inline std::vector<Operation> operations() {
     if (other.release() != MIRL_SUCCESS) other.release();  // one fault at a time
     return status;
   };
+  const auto median = [](MirlSize window) {
+    return behind<Region, const MirlSize&>(imageFiltering::medianFilter, MirlRect(), window);
+  };
+  // Of the whole image and, for a bad one, of more rows.
+  const auto extreme = [](auto filter, int more) -> Call {
+    return [=](const Inputs& in, MirlImage& out, const Stream& s) {
+      return filter(in[0], out, {0, 0, in[0].width(), in[0].height() + more}, {5, 40}, s);
+    };
+  };
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
   const auto pads = [](float* colour) {
     return behind<int, int, int, int, const float*>(padImage, 1, 2, 3, 4, colour);
@@ -147,6 +156,14 @@ inline std::vector<Operation> operations() {
                turned = {source, argument, channels, depth, dead, mixedType},
                partTurned = {source, channels, depth, dead},
                filtered = {source, narrow, channels, depth, argument, dead, type},
+               ranked = {source, dead, narrow, channels, depth, type, {kArgument, mismatch}},
+               extremes = {source,
+                           dead,
+                           narrow,
+                           channels,
+                           depth,
+                           mixedType,
+                           {kArgument, MIRL_ROI_OUT_OF_BOUNDS}},
                grays = {source, dead, badChannels, narrow, depth, mixedType},
                fromGray = {source, dead, narrow, depth, {kChannels, noType}, type},
                plain = {source, dead, channels, narrow, depth, type},
@@ -167,6 +184,9 @@ inline std::vector<Operation> operations() {
   const Traits two{.inputs = 2}, toFloat{.outputDepthOfBadType = 32}, converts{.loses = true};
   const auto badly = [](const Call& run) { return Traits{.runBadly = run}; };
   const auto filters = [](const Call& run) { return Traits{.runBadly = run, .partial = true}; };
+  const auto shrinks = [=](auto filter) {
+    return Traits{.runBadly = extreme(filter, 1), .copyFails = MIRL_COPY_D2ARRAY_FAILED};
+  };
   // Widths of which every device makes rows without padding.
   const Traits packs{.creates = false, .widthStep = 384, .sizeOfOutput = [](const MirlSize& size) {
                        return MirlSize(size.width / 3 * 4, size.height);
@@ -247,6 +267,11 @@ inline std::vector<Operation> operations() {
            derives,
            {source, dead, narrow, channels, depth, mixedType},
            toFloat},
+          {"medianFilter", rgb, rgb, median({5, 5}), ranked, badly(median({3, 5}))},
+          {"minFilter", rgb, rgb, extreme(imageFiltering::minFilter, 0), extremes,
+           shrinks(imageFiltering::minFilter)},
+          {"maxFilter", gray, gray, extreme(imageFiltering::maxFilter, 0), extremes,
+           shrinks(imageFiltering::maxFilter)},
           {"demosaic",
            gray,
            rgb,
