@@ -88,7 +88,7 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
       unsigned column[kCore], made[kCore];
 #pragma unroll
       for (int j = 0; j < kCore; ++j) column[j] = staged[(2 * ty + 1 + j) * kWords + w];
-      networks::run<networks::kSorting<kCore>, Order>(column, made);
+      networks::run<networks::Sorting<kCore>, Order>(column, made);
 #pragma unroll
       for (int j = 0; j < kCore; ++j) sorted[j * kWords + w] = made[j];
     }
@@ -106,14 +106,14 @@ __global__ void __launch_bounds__(kBlockX* kBlockY)
           wires[c * kCore + j] = bytesAt(sorted + (j * kWords + tx), kFirst + c * Step);
         }
       }
-      networks::run<networks::kMiddle<N>, Order>(wires, middle);
+      networks::run<networks::Middle<N>, Order>(wires, middle);
 #pragma unroll
       for (int r = 0; r < 2; ++r) {
         const auto outer = staged + ((2 * ty + r * N) * kWords + tx);
         unsigned row[N], made[N];
 #pragma unroll
         for (int c = 0; c < N; ++c) row[c] = bytesAt(outer, kFirst + c * Step);
-        networks::run<networks::kSorting<N>, Order>(row, made);
+        networks::run<networks::Sorting<N>, Order>(row, made);
         if (y + r < out.height) {
           storeWord<Aligned>(out, x, y + r, networks::medianOf<N, Order>(middle, made));
         }

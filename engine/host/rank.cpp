@@ -100,7 +100,8 @@ template <int N>
 class MedianRows {
   static constexpr int kReach = N / 2;
   static constexpr int kCore = N - 1;  // rows that both windows have
-  static constexpr std::ptrdiff_t kPiece = 1024;
+  /// So that the lines of a piece stay in the nearest cache.
+  static constexpr std::ptrdiff_t kPiece = N == 3 ? 4096 : N == 5 ? 2048 : 1024;
   static constexpr std::ptrdiff_t kMostMargin = 3 * kReach;
 
  public:
@@ -129,7 +130,7 @@ class MedianRows {
     for (std::ptrdiff_t i = first; i < last; i += kLanes) {
       Vector column[kCore], sorted[kCore];
       for (int j = 0; j < kCore; ++j) column[j] = loadSome(row[j] + i, last - i);
-      networks::run<networks::kSorting<kCore>, Order>(column, sorted);
+      networks::run<networks::Sorting<kCore>, Order>(column, sorted);
       for (int j = 0; j < kCore; ++j) store(sorted[j], sorted_[j] + (i - begin));
     }
     const auto staged = static_cast<std::size_t>(last - first);
@@ -140,6 +141,7 @@ class MedianRows {
     const auto continued = [&](std::uint8_t* line) {
       continueLine(line, 0, first - begin, last - begin, end - begin);
     };
+    if (first == begin && last == end) return;
     for (auto& line : sorted_) continued(line);
     for (auto& line : outer_) continued(line);
   }
@@ -149,11 +151,11 @@ class MedianRows {
     for (int c = 0; c < N; ++c) {
       for (int j = 0; j < kCore; ++j) wires[c * kCore + j] = load(sorted_[j] + i + c * step_);
     }
-    networks::run<networks::kMiddle<N>, Order>(wires, middle);
+    networks::run<networks::Middle<N>, Order>(wires, middle);
     for (int r = 0; r < 2; ++r) {
       Vector row[N], sorted[N];
       for (int c = 0; c < N; ++c) row[c] = load(outer_[r] + i + c * step_);
-      networks::run<networks::kSorting<N>, Order>(row, sorted);
+      networks::run<networks::Sorting<N>, Order>(row, sorted);
       store(networks::medianOf<N, Order>(middle, sorted), made_[r] + i);
     }
   }

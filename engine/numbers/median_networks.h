@@ -113,32 +113,38 @@ constexpr Network middleOf(int n) {
   return network;
 }
 
+/// As types, for code that runs them.
 template <int N>
-inline constexpr Network kSorting = sorting(N);
+struct Sorting {
+  static constexpr Network kNetwork = sorting(N);
+};
 template <int N>
-inline constexpr Network kMiddle = middleOf(N);
+struct Middle {
+  static constexpr Network kNetwork = middleOf(N);
+};
 
-template <const Network& kNetwork, class Order, int I, class V>
+template <class Built, class Order, int I, class V>
 [[gnu::always_inline]] MIRL_HD inline void exchange(V* wires) {
-  constexpr Exchange kStep = kNetwork.exchange[I];
+  constexpr Exchange kStep = Built::kNetwork.exchange[I];
   const V a = wires[kStep.low], b = wires[kStep.high];
   if constexpr (kStep.keepsLow) wires[kStep.low] = Order::lesser(a, b);
   if constexpr (kStep.keepsHigh) wires[kStep.high] = Order::greater(a, b);
 }
 
-template <const Network& kNetwork, class Order, class V, int... I, int... R>
+template <class Built, class Order, class V, int... I, int... R>
 [[gnu::always_inline]] MIRL_HD inline void run(V* wires, V* results,
                                                std::integer_sequence<int, I...>,
                                                std::integer_sequence<int, R...>) {
-  (exchange<kNetwork, Order, I>(wires), ...);
-  ((results[R] = wires[std::integral_constant<int, kNetwork.results.at[R]>::value]), ...);
+  (exchange<Built, Order, I>(wires), ...);
+  ((results[R] = wires[std::integral_constant<int, Built::kNetwork.results.at[R]>::value]), ...);
 }
 
 /// Runs a network, which leaves the wires in disorder.
-template <const Network& kNetwork, class Order, class V>
+template <class Built, class Order, class V>
 [[gnu::always_inline]] MIRL_HD inline void run(V* wires, V* results) {
-  run<kNetwork, Order>(wires, results, std::make_integer_sequence<int, kNetwork.count>{},
-                       std::make_integer_sequence<int, kNetwork.results.count>{});
+  constexpr int kExchanges = Built::kNetwork.count, kResults = Built::kNetwork.results.count;
+  run<Built, Order>(wires, results, std::make_integer_sequence<int, kExchanges>{},
+                    std::make_integer_sequence<int, kResults>{});
 }
 
 template <class Order, class V, int... I>
