@@ -63,10 +63,41 @@ void addPeers(std::vector<Peer>& peers, MirlType type, Resize resize, Rotate rot
   }
 }
 
+template <class Median, class Extreme>
+void addRanks(std::vector<Peer>& peers, MirlType type, Median median, Extreme least,
+              Extreme greatest) {
+  const auto name = [&](const char* filter, int side) {
+    const std::string window = std::to_string(side) + "x" + std::to_string(side);
+    return filter + (" " + window) + " " + typeName(type);
+  };
+  for (const int side : {3, 5, 7, 9}) {
+    const int margin = side / 2;
+    peers.push_back(
+        {name("medianFilter", side),
+         {{type}, {type}},
+         call(median, Source{0, margin, margin}, Target{0, margin, margin}, Size{margin},
+              NppiSize{side, side}, NppiPoint{margin, margin}, kScratch)});
+  }
+  for (const int side : {3, 5, 31}) {
+    const NppiSize window{side, side};
+    const NppiPoint middle{side / 2, side / 2};
+    for (const auto& [filter, extreme] : {std::pair{"minFilter", least}, {"maxFilter", greatest}}) {
+      peers.push_back({name(filter, side),
+                       {{type}, {type}},
+                       call(extreme, kA, kSize, NppiPoint{0, 0}, kOut, kSize, window, middle,
+                            NPP_BORDER_REPLICATE)});
+    }
+  }
+}
+
 }  // namespace
 
 std::vector<Peer> geometryPeers() {
   std::vector<Peer> peers;
+  addRanks(peers, k8, nppiFilterMedian_8u_C1R_Ctx, nppiFilterMinBorder_8u_C1R_Ctx,
+           nppiFilterMaxBorder_8u_C1R_Ctx);
+  addRanks(peers, k8c, nppiFilterMedian_8u_C3R_Ctx, nppiFilterMinBorder_8u_C3R_Ctx,
+           nppiFilterMaxBorder_8u_C3R_Ctx);
   addPeers(peers, k8, nppiResize_8u_C1R_Ctx, nppiRotate_8u_C1R_Ctx, nppiFilterBorder32f_8u_C1R_Ctx);
   addPeers(peers, k8c, nppiResize_8u_C3R_Ctx, nppiRotate_8u_C3R_Ctx,
            nppiFilterBorder32f_8u_C3R_Ctx);

@@ -109,4 +109,18 @@ inline MirlStatus copy(const runtime::Queue& queue, const Part& from, const Part
   return queued ? MIRL_SUCCESS : MIRL_COPY_D2D_FAILED;
 }
 
+/// Queues the copies of what lies outside a rectangle: above it, left and right of it, below it.
+inline MirlStatus copyAround(const runtime::Queue& queue, const Part& from, const Part& to,
+                             const MirlRect& rect) {
+  const int right = rect.x + rect.width, bottom = rect.y + rect.height;
+  for (const MirlRect& part :
+       {MirlRect(0, 0, from.width(), rect.y), MirlRect(0, rect.y, rect.x, rect.height),
+        MirlRect(right, rect.y, from.width() - right, rect.height),
+        MirlRect(0, bottom, from.width(), from.height() - bottom)}) {
+    const MirlStatus copied = copy(queue, from[part], to[part]);
+    if (copied != MIRL_SUCCESS) return copied;
+  }
+  return MIRL_SUCCESS;
+}
+
 }  // namespace mirl::core

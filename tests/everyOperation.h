@@ -228,6 +228,15 @@ inline std::vector<Operation> operations() {
   const auto tapers = [](unsigned left) {
     return behind<unsigned, unsigned, unsigned, unsigned>(taper, left, 2, 3, 4);
   };
+  const auto median = [](MirlSize window) {
+    return behind<Region, const MirlSize&>(imageFiltering::medianFilter, MirlRect(), window);
+  };
+  // Of the whole image and, for a bad one, of more rows.
+  const auto extreme = [](auto filter, int more) -> Call {
+    return [=](const Inputs& in, MirlImage& out, const Stream& s) {
+      return filter(in[0], out, {0, 0, in[0].width(), in[0].height() + more}, {5, 40}, s);
+    };
+  };
   const auto zooms = [](int mode) { return behind(resize, MirlInterpolationType(mode)); };
   const auto pads = [](float* colour) {
     return behind<int, int, int, int, const float*>(padImage, 1, 2, 3, 4, colour);
@@ -269,6 +278,9 @@ inline std::vector<Operation> operations() {
       toBands = {source, dead, channels, type, narrow, depth},
       fromBands = {source, depth, channels, dead, mixedType, other},
       filtered = {source, itself, narrow, channels, depth, argument, dead, type},
+      ranked = {source, dead, narrow, channels, depth, type, {kArgument, mismatch}, itself},
+      extremes =
+          {source, dead, narrow, channels, depth, mixedType, {kArgument, MIRL_ROI_OUT_OF_BOUNDS}},
       derived = {source, dead, narrow, channels, mixedType, depth, inputChannels},
       demosaiced = {source, inputChannels, dead,     badChannels,
                     narrow, depth,         deepType, {kArgument, mismatch}},
@@ -354,6 +366,10 @@ inline std::vector<Operation> operations() {
   fade.sizeOfOutput = [](const MirlSize& size) {
     return MirlSize(size.width + 3, size.height + 7);
   };
+  const auto shrinks = [=](auto filter) {
+    return Traits{
+        .runBadly = extreme(filter, 1), .pointwise = false, .copyFails = MIRL_COPY_D2ARRAY_FAILED};
+  };
   const Traits gammaTables{.runBadly = blackGamma(true), .copyFails = MIRL_COPY_H2D_FAILED};
 
   return {
@@ -426,6 +442,12 @@ inline std::vector<Operation> operations() {
        behind<Region, Filter, bool>(imageFilter, region, sobel, true), filtered,
        serve(all, sameSign),
        filters(behind<Region, Filter, bool>(imageFilter, region, tooLong, true))},
+      {"medianFilter", rgb, rgb, median({5, 5}), ranked, serve(bytes, sameSign),
+       ofAreaBadly(median({3, 5}))},
+      {"minFilter", rgb, rgb, extreme(imageFiltering::minFilter, 0), extremes,
+       serve(bytes, sameSign), shrinks(imageFiltering::minFilter)},
+      {"maxFilter", gray, gray, extreme(imageFiltering::maxFilter, 0), extremes,
+       serve(bytes, sameSign), shrinks(imageFiltering::maxFilter)},
       {"imageGradients", rgb, real, derives, derived,
        serve(types({8, -8, 32, -32}, oneOrThree), floats), ofAreaToFloat},
       {"demosaic", gray, rgb, behind(demosaic, MIRL_BAYER_GRBG_HQ), demosaiced,

@@ -38,20 +38,6 @@ engine::Taps tapsOf(const MirlFilter& filter, const MirlImage& image) {
   return taps;
 }
 
-/// Copies what lies outside a rectangle: above it, left and right of it, below it.
-MirlStatus copyAround(const runtime::Queue& queue, const core::Part& from, const core::Part& to,
-                      const MirlRect& rect) {
-  const int right = rect.x + rect.width, bottom = rect.y + rect.height;
-  for (const MirlRect& part :
-       {MirlRect(0, 0, from.width(), rect.y), MirlRect(0, rect.y, rect.x, rect.height),
-        MirlRect(right, rect.y, from.width() - right, rect.height),
-        MirlRect(0, bottom, from.width(), from.height() - bottom)}) {
-    const MirlStatus copied = core::copy(queue, from[part], to[part]);
-    if (copied != MIRL_SUCCESS) return copied;
-  }
-  return MIRL_SUCCESS;
-}
-
 MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter& filter,
                const MirlRect* region, bool copyOutside, const MirlStream& stream) {
   if (!core::isLive(source)) return MIRL_IMAGE_NOT_INITIALIZED;
@@ -81,7 +67,8 @@ MirlStatus run(const MirlImage& source, MirlImage& destination, const MirlFilter
         }
       });
   if (!served) return MIRL_TYPE_NOT_SUPPORTED;
-  if (status == MIRL_SUCCESS && copyOutside) status = copyAround(queue, source, destination, part);
+  if (status == MIRL_SUCCESS && copyOutside)
+    status = core::copyAround(queue, source, destination, part);
   return isNew.keptIf(status);
 }
 

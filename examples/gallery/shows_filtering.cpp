@@ -1,11 +1,16 @@
 #include "shows.h"
 
-// Linear filters.
+#include <algorithm>
+#include <random>
+#include <vector>
+
+// Linear filters, and those by rank.
 
 namespace gallery {
 namespace {
 
 constexpr const char* kFilters = "Linear filtering";
+constexpr const char* kRanks = "Medians and extremes";
 
 /// The photo through a filter.
 MirlImage through(Stage& s, const MirlImage& image, const MirlFilter& filter) {
@@ -34,6 +39,42 @@ MirlImage gradient(Stage& s, MirlGradientKernelType kernel, bool second, float g
       },
       s.gray);
   return s.in(MIRL_8U_C1, both, gain, 128);
+}
+
+/// The photo with a tenth of its pixels black and a tenth white.
+MirlImage saltAndPepper(const MirlImage& photo) {
+  const std::size_t pixels =
+      static_cast<std::size_t>(photo.width()) * static_cast<std::size_t>(photo.height());
+  std::vector<unsigned char> bytes(3 * pixels);
+  check(photo.download(bytes.data(), 3 * photo.width()), "download");
+  std::mt19937 chance(1);
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const auto drawn = chance() % 10;
+    if (drawn < 2)
+      std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(3 * i), 3,
+                  static_cast<unsigned char>(255 * drawn));
+  }
+  MirlImage spoiled = Stage::like(photo, photo.type());
+  check(spoiled.upload(bytes.data(), 3 * photo.width()), "upload");
+  return spoiled;
+}
+
+MirlImage ranked(Stage& s, const MirlImage& image,
+                 decltype(mirl::imageFiltering::minFilter)& filter, int side) {
+  return s.run(
+      [&](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+        return filter(in, out, {0, 0, in.width(), in.height()}, {side, side}, stream);
+      },
+      image);
+}
+
+/// Before in the left half, after in the right one.
+MirlImage cleaned(Stage& s, int side) {
+  const MirlImage before = saltAndPepper(s.photo);
+  MirlImage after = ranked(s, before, mirl::imageFiltering::medianFilter, side);
+  check(before.copyTo(after, {0, 0}, {0, 0, before.width() / 2, before.height()}, s.stream),
+        "copyTo");
+  return after;
 }
 
 const Show kShows[] = {
@@ -72,6 +113,16 @@ const Show kShows[] = {
            },
            s.photo);
      }},
+    {kRanks, "medianFilter", "salt and pepper, in the right half through 3x3", "fruits", false,
+     [](Stage& s) { return cleaned(s, 3); }},
+    {kRanks, "medianFilter", "salt and pepper, in the right half through 5x5", "fruits", false,
+     [](Stage& s) { return cleaned(s, 5); }},
+    {kRanks, "medianFilter", "9x9", "baboon", false,
+     [](Stage& s) { return ranked(s, s.photo, mirl::imageFiltering::medianFilter, 9); }},
+    {kRanks, "minFilter", "erosion by 9x9", "building", false,
+     [](Stage& s) { return ranked(s, s.photo, mirl::imageFiltering::minFilter, 9); }},
+    {kRanks, "maxFilter", "dilation by 9x9", "building", false,
+     [](Stage& s) { return ranked(s, s.photo, mirl::imageFiltering::maxFilter, 9); }},
 };
 
 }  // namespace

@@ -69,4 +69,53 @@ MIRL_API MirlStatus imageGradients(const MirlImage& source, MirlImage& first, Mi
                                    MirlGradientKernelType kernel,
                                    const MirlStream& stream = MirlStream());
 
+/// Replaces each byte by the median of those around it, channel by channel, in a window of 3x3, 5x5,
+/// 7x7 or 9x9 pixels: for unsigned 8-bit images of 1 or 3 channels. The region is of no effect: all
+/// of the image is filtered.
+///
+/// Beyond the image the rows of elements are continued by their nearest element, as for
+/// `imageFilter`. An empty destination is created with the source's size, type and `channelSeq`. The
+/// work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` for images or a stream of two devices
+/// and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live destination differs in
+/// width, height, depth or channels; what `create` returns for an empty one; and with that created
+/// `MIRL_TYPE_NOT_SUPPORTED` for other types, `MIRL_MISMATCH` for other windows and
+/// `MIRL_IN_PLACE_NOT_SUPPORTED` if both images are one.
+MIRL_API MirlStatus medianFilter(const MirlImage& source, MirlImage& destination,
+                                 const MirlRect& region, const MirlSize& window,
+                                 const MirlStream& stream = MirlStream());
+
+/// Replaces each byte of a rectangle by the least one of those around it (an erosion), channel by
+/// channel, for unsigned 8-bit images of 1 or 3 channels. Outside the rectangle the destination
+/// becomes equal to the source.
+///
+/// The window of the pixel at (x, y) has columns x - (width - 1) / 2 to x + width / 2 and rows
+/// likewise, the quotients truncated: with an even side it reaches further to the right or down. It
+/// may have any size; without area all is 255 for the least and 0 for the greatest. It sees the
+/// rectangle alone, whose rows of elements are continued by their nearest element: beyond a rectangle
+/// of 3 channels every channel sees the first element (channel 0) of the row to the left of it, and
+/// the last (channel 2) to the right.
+///
+/// The destination may be the source. An empty one is created with the source's size and type. The
+/// work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED`; `MIRL_MISMATCH` for images or a stream of two devices
+/// and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` if a live destination differs in
+/// width, height, depth or channels; what `create` returns for an empty one; and with that created
+/// `MIRL_MISMATCH` for other types, `MIRL_ROI_OUT_OF_BOUNDS` for a rectangle that begins or ends
+/// outside the image or has a negative side, `MIRL_DEVICE_ALLOC_FAILED` without memory for scratch
+/// and `MIRL_COPY_D2ARRAY_FAILED` if an image can't be copied that is both source and destination,
+/// all of these with nothing written; `MIRL_COPY_FAILED` if what is outside can't be copied. With the
+/// last three an empty destination is empty again. A rectangle without pixels leaves all of the image
+/// outside.
+MIRL_API MirlStatus minFilter(const MirlImage& source, MirlImage& destination,
+                              const MirlRect& region, const MirlSize& window,
+                              const MirlStream& stream = MirlStream());
+
+/// The same with the greatest one (a dilation).
+MIRL_API MirlStatus maxFilter(const MirlImage& source, MirlImage& destination,
+                              const MirlRect& region, const MirlSize& window,
+                              const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::imageFiltering

@@ -115,6 +115,13 @@ Point Draw::point() {
   return {x, coordinate(size_.height)};
 }
 
+MirlSize Draw::window() {
+  const int width = chance(2) ? oneOf({3, 5, 7, 9}) : integer();
+  const int height = chance(2) ? width : integer();
+  tell(" window %dx%d", width, height);
+  return {width, height};
+}
+
 MirlType Draw::type() {
   if (chance(6)) return static_cast<MirlType>(integer());
   const int first = chance(4) ? upTo(7) : oneOf({0, 2, 4});

@@ -78,6 +78,8 @@ class Draw {
   MirlRect rect();
   Point point();
   MirlSize size();
+  /// That filters look through.
+  MirlSize window();
   MirlType type();
   /// A dozen numbers, or null.
   float* floats();
@@ -178,6 +180,9 @@ T Draw::argument() {
   } else if constexpr (std::is_same_v<T, MirlRect> || std::is_same_v<T, const MirlRect&>) {
     static thread_local MirlRect drawn;
     return drawn = rect();
+  } else if constexpr (std::is_same_v<T, const MirlSize&>) {
+    static thread_local MirlSize drawn;
+    return drawn = window();
   } else if constexpr (std::is_same_v<T, Point>) {
     return point();
   } else if constexpr (std::is_same_v<T, const float*> || std::is_same_v<T, float*>) {

@@ -72,6 +72,10 @@ Rows rowsOfData() {
   const Types many = {MIRL_8U_C3, MIRL_8U_C4, MIRL_16U_C3, MIRL_16U_C4, MIRL_32F_C3, MIRL_32F_C4};
   const Traits warped{.changes = statuses(MIRL_NPP_FAILED), .also = statuses(MIRL_NPP_FAILED)};
   const std::uint64_t copyFails = statuses(MIRL_COPY_D2D_FAILED);
+  const Traits extremes{
+      .in = bytes.in,
+      .changes = statuses(MIRL_MISMATCH, MIRL_ROI_OUT_OF_BOUNDS, MIRL_COPY_FAILED),
+      .also = statuses(MIRL_ROI_OUT_OF_BOUNDS, MIRL_COPY_D2ARRAY_FAILED)};
   return {
       row("convertScale", convertScale),
       row("bitConversion", +[](In in, Out out, Stream s) { return bitConversion(in, out, s); },
@@ -103,6 +107,12 @@ Rows rowsOfData() {
            .unset = true,
            .changes =
                statuses(MIRL_MISMATCH, MIRL_CHANNELS_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}),
+      row("medianFilter", imageFiltering::medianFilter,
+          {.in = bytes.in,
+           .changes =
+               statuses(MIRL_MISMATCH, MIRL_TYPE_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}),
+      row("minFilter", imageFiltering::minFilter, extremes),
+      row("maxFilter", imageFiltering::maxFilter, extremes),
       {"haarFwd",
        bands,
        {.unset = true,
