@@ -138,10 +138,10 @@ class MedianRows {
                 staged);
     std::memcpy(outer_[1] + (first - begin), rowNear(in_, std::int64_t{y} + 1 + kReach) + first,
                 staged);
+    if (first == begin && last == end) return;
     const auto continued = [&](std::uint8_t* line) {
       continueLine(line, 0, first - begin, last - begin, end - begin);
     };
-    if (first == begin && last == end) return;
     for (auto& line : sorted_) continued(line);
     for (auto& line : outer_) continued(line);
   }
