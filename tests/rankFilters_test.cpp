@@ -70,7 +70,7 @@ auto filterOf(Rank rank, const MirlRect& region, const MirlSize& window) {
 TEST_P(RankFilters, MediansEqualTheMiddleOfASort) {
   unsigned seed = 1;
   for (const MirlSize& size : {MirlSize(1, 1), MirlSize(1, 9), MirlSize(9, 1), MirlSize(2, 2),
-                               MirlSize(17, 5), MirlSize(43, 35), MirlSize(1091, 7)}) {
+                               MirlSize(17, 5), MirlSize(43, 35), MirlSize(1391, 7)}) {
     for (const int channels : {1, 3}) {
       BytePixels in = randomPixels<Byte>(size.width, size.height, channels, seed++);
       for (const int side : {3, 5, 7, 9}) {
@@ -115,6 +115,22 @@ TEST_P(RankFilters, ExtremesEqualThoseOfTheWindow) {
       }
     }
   }
+}
+
+// On the host a window may have more rows than are kept at a time.
+TEST_P(RankFilters, HighWindowsOfWideImages) {
+  if (GetParam() != device::getDeviceCount() - 1) GTEST_SKIP() << "of the host";
+  const MirlSize window(1, 64);
+  const BytePixels narrow = randomPixels<Byte>(7, 97, 1, 5);
+  const BytePixels least = ranked(narrow, {0, 0, 7, 97}, window, kLeast);
+  BytePixels in(100003, 97, 1), want = in;
+  for (int y = 0; y < in.height; ++y) {
+    for (int x = 0; x < in.width; ++x) {
+      in.at(x, y) = narrow.at(x % 7, y);
+      want.at(x, y) = least.at(x % 7, y);
+    }
+  }
+  expectInto(filterOf(kLeast, {0, 0, in.width, in.height}, window), in, want);
 }
 
 // What the table of all operations doesn't know.

@@ -40,31 +40,22 @@ struct Order {
 
 #else
 
-constexpr std::ptrdiff_t kLanes = 32;
-struct Vector {
-  std::uint8_t byte[kLanes];
-};
+// What compilers have of their own.
+constexpr std::ptrdiff_t kLanes = 16;
+using Vector [[gnu::vector_size(kLanes)]] = std::uint8_t;
 
 Vector load(const std::uint8_t* at) {
   Vector vector;
-  std::memcpy(vector.byte, at, sizeof vector.byte);
+  std::memcpy(&vector, at, sizeof vector);
   return vector;
 }
 void store(const Vector& vector, std::uint8_t* at) {
-  std::memcpy(at, vector.byte, sizeof vector.byte);
+  std::memcpy(at, &vector, sizeof vector);
 }
 
 struct Order {
-  static Vector lesser(const Vector& a, const Vector& b) {
-    Vector made;
-    for (int i = 0; i < kLanes; ++i) made.byte[i] = std::min(a.byte[i], b.byte[i]);
-    return made;
-  }
-  static Vector greater(const Vector& a, const Vector& b) {
-    Vector made;
-    for (int i = 0; i < kLanes; ++i) made.byte[i] = std::max(a.byte[i], b.byte[i]);
-    return made;
-  }
+  static Vector lesser(const Vector& a, const Vector& b) { return a < b ? a : b; }
+  static Vector greater(const Vector& a, const Vector& b) { return a > b ? a : b; }
 };
 
 #endif
@@ -138,10 +129,10 @@ class MedianRows {
                 staged);
     std::memcpy(outer_[1] + (first - begin), rowNear(in_, std::int64_t{y} + 1 + kReach) + first,
                 staged);
+    if (first == begin && last == end) return;
     const auto continued = [&](std::uint8_t* line) {
       continueLine(line, 0, first - begin, last - begin, end - begin);
     };
-    if (first == begin && last == end) return;
     for (auto& line : sorted_) continued(line);
     for (auto& line : outer_) continued(line);
   }

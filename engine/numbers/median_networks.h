@@ -123,19 +123,24 @@ struct Middle {
   static constexpr Network kNetwork = middleOf(N);
 };
 
-template <class Built, class Order, int I, class V>
+/// Exchanges `kBegin` to `kEnd` - 1, by halves: compilers limit how far expressions are nested.
+template <class Built, class Order, int kBegin, int kEnd, class V>
 [[gnu::always_inline]] MIRL_HD inline void exchange(V* wires) {
-  constexpr Exchange kStep = Built::kNetwork.exchange[I];
-  const V a = wires[kStep.low], b = wires[kStep.high];
-  if constexpr (kStep.keepsLow) wires[kStep.low] = Order::lesser(a, b);
-  if constexpr (kStep.keepsHigh) wires[kStep.high] = Order::greater(a, b);
+  if constexpr (kEnd - kBegin > 1) {
+    constexpr int kMiddle = (kBegin + kEnd) / 2;
+    exchange<Built, Order, kBegin, kMiddle>(wires);
+    exchange<Built, Order, kMiddle, kEnd>(wires);
+  } else {
+    constexpr Exchange kStep = Built::kNetwork.exchange[kBegin];
+    const V a = wires[kStep.low], b = wires[kStep.high];
+    if constexpr (kStep.keepsLow) wires[kStep.low] = Order::lesser(a, b);
+    if constexpr (kStep.keepsHigh) wires[kStep.high] = Order::greater(a, b);
+  }
 }
 
-template <class Built, class Order, class V, int... I, int... R>
-[[gnu::always_inline]] MIRL_HD inline void run(V* wires, V* results,
-                                               std::integer_sequence<int, I...>,
-                                               std::integer_sequence<int, R...>) {
-  (exchange<Built, Order, I>(wires), ...);
+template <class Built, class V, int... R>
+[[gnu::always_inline]] MIRL_HD inline void takeResults(const V* wires, V* results,
+                                                       std::integer_sequence<int, R...>) {
   ((results[R] = wires[std::integral_constant<int, Built::kNetwork.results.at[R]>::value]), ...);
 }
 
@@ -143,8 +148,8 @@ template <class Built, class Order, class V, int... I, int... R>
 template <class Built, class Order, class V>
 [[gnu::always_inline]] MIRL_HD inline void run(V* wires, V* results) {
   constexpr int kExchanges = Built::kNetwork.count, kResults = Built::kNetwork.results.count;
-  run<Built, Order>(wires, results, std::make_integer_sequence<int, kExchanges>{},
-                    std::make_integer_sequence<int, kResults>{});
+  exchange<Built, Order, 0, kExchanges>(wires);
+  takeResults<Built>(wires, results, std::make_integer_sequence<int, kResults>{});
 }
 
 template <class Order, class V, int... I>
