@@ -149,6 +149,8 @@ bool setCurrentDevice(int id);
 struct Queue {
   Device* device = nullptr;
   void* stream = nullptr;
+  /// A kernel of the call was lost: those after it would read what it never wrote, and stay away.
+  mutable bool lost = false;
 };
 
 /// A created stream, shared by all copies of a `MirlStream` and destroyed with the last of them.

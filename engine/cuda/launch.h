@@ -43,11 +43,12 @@ inline Shape covering(std::int64_t width, std::int64_t height, Threads threads, 
           {static_cast<unsigned>(threads.x), static_cast<unsigned>(threads.y)}};
 }
 
-/// Queues a kernel. If that fails the device remembers it for the next wait that can tell. The
-/// runtime's last error is left as the launch leaves it.
+/// Queues a kernel. If that fails the device remembers it for the next wait that can tell, and the
+/// call queues no more. The runtime's last error is left as the launch leaves it.
 template <class... Parameters, class... Arguments>
 void launch(const runtime::Queue& queue, const Shape& shape, void (*kernel)(Parameters...),
             const Arguments&... arguments) {
+  if (queue.lost) return;
   const runtime::cuda::Current current(queue.device->nativeId());
   cudaLaunchConfig_t config{};
   config.gridDim = shape.grid;
@@ -56,7 +57,9 @@ void launch(const runtime::Queue& queue, const Shape& shape, void (*kernel)(Para
   config.stream = static_cast<cudaStream_t>(queue.stream);
   const bool queued = current.ok() && !runtime::shouldFail(runtime::Call::launch) &&
                       cudaLaunchKernelEx(&config, kernel, arguments...) == cudaSuccess;
-  if (!queued) queue.device->rememberFailure();
+  if (queued) return;
+  queue.lost = true;
+  queue.device->rememberFailure();
 }
 
 }  // namespace mirl::engine::cuda
