@@ -46,4 +46,9 @@ Prepare nppPeer(const Case& benchCase);
 std::vector<std::string> nppOperations();
 #endif
 
+/// What images are warped by: a turn with a shift, and a page seen from its side. No constants,
+/// because warps take any.
+inline double kTurn[3][3] = {{0.985, -0.174, 90}, {0.174, 0.985, -60}, {0, 0, 1}};
+inline double kPage[3][3] = {{0.9, 0.1, 40}, {-0.05, 0.95, 60}, {3e-5, -2e-5, 1}};
+
 }  // namespace mirl::bench

@@ -18,10 +18,6 @@ using geometryTransforms::rotateNoCrop;
 using geometryTransforms::warpAffine;
 using geometryTransforms::warpPerspective;
 
-/// A turn with a shift, and a page seen from its side.
-double affineLens[3][3] = {{0.985, -0.174, 90}, {0.174, 0.985, -60}, {0, 0, 1}};
-double pageLens[3][3] = {{0.9, 0.1, 40}, {-0.05, 0.95, 60}, {3e-5, -2e-5, 1}};
-
 struct Mode {
   const char* name;
   MirlInterpolationType type;
@@ -126,8 +122,8 @@ void addWarps(const MirlSize& size, MirlType type) {
          },
          openCvWarp(size, type, lens, perspective)});
   };
-  row("warpAffine", warpAffine, affineLens, false);
-  row("warpPerspective", warpPerspective, pageLens, true);
+  row("warpAffine", warpAffine, kTurn, false);
+  row("warpPerspective", warpPerspective, kPage, true);
 }
 
 const bool registered = [] {

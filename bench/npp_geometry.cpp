@@ -90,10 +90,28 @@ void addRanks(std::vector<Peer>& peers, MirlType type, Median median, Extreme le
   }
 }
 
+template <class Affine, class Perspective>
+void addWarps(std::vector<Peer>& peers, MirlType type, Affine affine, Perspective perspective) {
+  const auto add = [&](const char* name, auto warp, const double(*lens)[3]) {
+    peers.push_back({name + typeName(type), {{type}, {type}}, [=](Images& images) {
+                       return invoke(images, warp, InSignal{}, kSize, images.in[0].pitch(), kInRect,
+                                     kOut, kOutRect, lens, NPPI_INTER_LINEAR);
+                     }});
+  };
+  add("warpAffine ", affine, kTurn);
+  add("warpPerspective ", perspective, kPage);
+}
+
 }  // namespace
 
 std::vector<Peer> geometryPeers() {
   std::vector<Peer> peers;
+  addWarps(peers, k8, nppiWarpAffine_8u_C1R_Ctx, nppiWarpPerspective_8u_C1R_Ctx);
+  addWarps(peers, k8c, nppiWarpAffine_8u_C3R_Ctx, nppiWarpPerspective_8u_C3R_Ctx);
+  addWarps(peers, k16, nppiWarpAffine_16u_C1R_Ctx, nppiWarpPerspective_16u_C1R_Ctx);
+  addWarps(peers, k16c, nppiWarpAffine_16u_C3R_Ctx, nppiWarpPerspective_16u_C3R_Ctx);
+  addWarps(peers, k32, nppiWarpAffine_32f_C1R_Ctx, nppiWarpPerspective_32f_C1R_Ctx);
+  addWarps(peers, k32c, nppiWarpAffine_32f_C3R_Ctx, nppiWarpPerspective_32f_C3R_Ctx);
   addRanks(peers, k8, nppiFilterMedian_8u_C1R_Ctx, nppiFilterMinBorder_8u_C1R_Ctx,
            nppiFilterMaxBorder_8u_C1R_Ctx);
   addRanks(peers, k8c, nppiFilterMedian_8u_C3R_Ctx, nppiFilterMinBorder_8u_C3R_Ctx,

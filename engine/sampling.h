@@ -5,7 +5,8 @@
 //
 // - a map says where: a `Zoom`, whose columns and rows are independent of each other, or any
 //   functor `Point operator()(int x, int y) const`, or with a `FinePoint` where float isn't fine
-//   enough. A pixel's centre is at its whole coordinates.
+//   enough, which tells by `kKeepsOrder` whether the places of a row's pixels rise or fall along
+//   it in either coordinate, to the last bit. A pixel's centre is at its whole coordinates.
 // - a sampler (Nearest, Bilinear, Cubic) says which pixels take part and how they are blended: in
 //   float, along the rows first, then down the column.
 // - a border rule (EdgeBorder, ZeroBorder, WithinBorder) says what stands outside the source.
@@ -92,6 +93,13 @@ MIRL_HD inline Position positionOf(double coordinate) {
 #endif
   const int index = static_cast<int>(limited);
   return {index, static_cast<float>(limited - static_cast<double>(index))};
+}
+
+/// The position of a coordinate that is known to lie behind the first pixel's centre.
+template <class Real>
+MIRL_HD Position positionInside(Real coordinate) {
+  const int index = static_cast<int>(coordinate);
+  return {index, static_cast<float>(coordinate - static_cast<Real>(index) + Real{0})};
 }
 
 /// One axis of a zoom, `source` pixels becoming `destination` pixels: pixel x comes from
@@ -244,6 +252,8 @@ struct WithinBorder {
 /// 0); floats are stored as they are.
 template <class T>
 struct PlainElements {
+  static constexpr bool kIsNormalized = false;
+
   MIRL_HD static float load(T element) { return toFloat(element); }
   MIRL_HD static T store(float value) {
     if constexpr (std::is_same_v<T, float>) {
@@ -251,6 +261,35 @@ struct PlainElements {
     } else {
       // The float below 0.5: with 0.5 itself the sum would round up to 1 for that float.
       return static_cast<T>(truncateTo(value + 0.49999997f, kGreatest<T>));
+    }
+  }
+};
+
+/// The codec of integers as 0 to 1, truncated on their way back; floats as they are.
+template <class T>
+struct NormalizedElements {
+  static constexpr bool kIsNormalized = true;
+
+  /// element / greatest, rounded to nearest as a division would: the product with the reciprocal,
+  /// whose own rounding error is the second term.
+  MIRL_HD static float load(T element) {
+    if constexpr (std::is_same_v<T, float>) {
+      return element;
+    } else {
+      constexpr double kReciprocal = 1.0 / kGreatest<T>;
+      constexpr auto kHigh = static_cast<float>(kReciprocal);
+      constexpr auto kLow = static_cast<float>(kReciprocal - static_cast<double>(kHigh));
+      const float value = toFloat(element);
+      return fusedMultiplyAdd(value, kHigh, value * kLow);
+    }
+  }
+
+  /// The exact product of value and greatest, truncated. Blends of 0 to 1 stay within that.
+  MIRL_HD static T store(float value) {
+    if constexpr (std::is_same_v<T, float>) {
+      return value;
+    } else {
+      return static_cast<T>(truncatedProduct(value, kGreatest<T>));
     }
   }
 };

@@ -19,6 +19,7 @@ using engine::Combination;
 
 /// From a destination pixel to the sample's place in the source.
 struct kernel_rotate {
+  static constexpr bool kKeepsOrder = true;
   float a;
   float b;
   float tx;
@@ -28,34 +29,6 @@ struct kernel_rotate {
     const float u = static_cast<float>(x) - tx;
     const float v = static_cast<float>(y) - ty;
     return {u * a - v * b - 0.5f, u * b + v * a - 0.5f};
-  }
-};
-
-/// Integers as 0 to 1, truncated on their way back; floats as they are.
-template <class T>
-struct NormalizedElements {
-  /// element / greatest, rounded to nearest as a division would: the product with the reciprocal,
-  /// whose own rounding error is the second term.
-  MIRL_HD static float load(T element) {
-    if constexpr (std::is_same_v<T, float>) {
-      return element;
-    } else {
-      constexpr double kReciprocal = 1.0 / engine::kGreatest<T>;
-      constexpr auto kHigh = static_cast<float>(kReciprocal);
-      constexpr auto kLow = static_cast<float>(kReciprocal - static_cast<double>(kHigh));
-      const float value = engine::toFloat(element);
-      return engine::fusedMultiplyAdd(value, kHigh, value * kLow);
-    }
-  }
-
-  /// The exact product of value and greatest, truncated. Blends of 0 to 1 stay within that.
-  MIRL_HD static T store(float value) {
-    if constexpr (std::is_same_v<T, float>) {
-      return value;
-    } else {
-      constexpr float kGreatest = engine::kGreatest<T>;
-      return static_cast<T>(engine::truncatedProduct(value, kGreatest));
-    }
   }
 };
 
@@ -90,9 +63,9 @@ bool isServed(const MirlImage& image) {
 void run(const runtime::Queue& queue, const kernel_rotate& map, const MirlImage& like,
          const Part& source, const Part& destination) {
   const auto turn = [&]<class T, int C>(Combination<T>, Channels<C>) {
-    engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(queue, map, NormalizedElements<T>{},
-                                                              engine::pixelsOf<T, C>(destination),
-                                                              engine::pixelsOf<const T, C>(source));
+    engine::resampleMap<engine::Bilinear, engine::ZeroBorder>(
+        queue, map, engine::NormalizedElements<T>{}, engine::pixelsOf<T, C>(destination),
+        engine::pixelsOf<const T, C>(source));
   };
   engine::visitPixels<1, 3>(engine::AllElements{}, engine::typesOf(like), turn);
 }

@@ -30,6 +30,7 @@ struct Form {
 
 /// From a destination pixel to its place in the source.
 struct kernel_affine {
+  static constexpr bool kKeepsOrder = true;
   Form x;
   Form y;
 
@@ -39,6 +40,7 @@ struct kernel_affine {
 };
 
 struct kernel_perspective {
+  static constexpr bool kKeepsOrder = false;  // only up to the rounding
   Form x;
   Form y;
   Form w;

@@ -6,9 +6,9 @@
 // are fetched without tests, or wholly outside.
 
 #include "engine/host/element_pairs.h"
-#include "engine/host/gather_pairs.h"
 #include "engine/host/ivdep.h"
 #include "engine/host/rows.h"
+#include "engine/host/sample_bytes.h"
 #include "engine/sampling.h"
 #include "engine/view.h"
 
@@ -18,19 +18,9 @@
 
 namespace mirl::engine::resample {
 
-/// Pixels of a block: two of the longest vectors.
-inline constexpr int kBlock = 32;
 inline constexpr int kTileWidth = 256;
 inline constexpr int kTileHeight = 64;
 inline constexpr int kRowsAhead = 8;
-
-/// Where the pixels of a block come from.
-struct BlockPositions {
-  alignas(64) int x[kBlock];
-  alignas(64) int y[kBlock];
-  alignas(64) float acrossFraction[kBlock];
-  alignas(64) float downFraction[kBlock];
-};
 
 /// Of pixels `Step` apart.
 template <class Sampler, int Step = 1, class Map>
@@ -42,6 +32,21 @@ void locate(const Map map, int x, int y, BlockPositions& at) {
   }
   for (int i = 0; i < kBlock; ++i) {
     const Position down = Sampler::locate(map(x + i * Step, y).y);
+    at.y[i] = down.index;
+    at.downFraction[i] = down.fraction;
+  }
+}
+
+/// The same of pixels that all have their first tap inside.
+template <class Sampler, class Map>
+void locateInside(const Map map, int x, int y, BlockPositions& at) {
+  for (int i = 0; i < kBlock; ++i) {
+    const Position across = positionInside(map(x + i, y).x);
+    at.x[i] = across.index;
+    at.acrossFraction[i] = across.fraction;
+  }
+  for (int i = 0; i < kBlock; ++i) {
+    const Position down = positionInside(map(x + i, y).y);
     at.y[i] = down.index;
     at.downFraction[i] = down.fraction;
   }
@@ -127,30 +132,18 @@ void readTap(const View<const Pixel<T, C>>& in, int x, int y, T* to) {
   }
 }
 
-/// The pairs of neighbours that the pixels of a block are blended from, all of them inside.
-template <class T>
-void gather(const BlockPositions& at, const Box& box, const View<const Pixel<T, 1>>& in,
-            Pair<T>* upper, Pair<T>* lower) {
-  if constexpr (sizeof(T) == 1) {
-    static_assert(kBlock == kGathered);
-    const View<const T> bytes{reinterpret_cast<const T*>(in.data), in.pitch, in.width, in.height};
-    if (gatherPairs(bytes, at.x, at.y, box, upper, lower)) return;
-  }
-  for (int i = 0; i < kBlock; ++i) {
-    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
-    std::memcpy(&upper[i], from, sizeof upper[i]);
-    std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
-  }
-}
-
 /// A block of one channel, from pairs of neighbours.
 template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, const Box& box, Cover cover,
+void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
                    const View<const Pixel<T, 1>>& in, char* out) {
   alignas(64) Pair<T> upper[kBlock];
   alignas(64) Pair<T> lower[kBlock];
   if (cover == Cover::inside) {
-    gather(at, box, in, upper, lower);
+    for (int i = 0; i < kBlock; ++i) {
+      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
+      std::memcpy(&upper[i], from, sizeof upper[i]);
+      std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+    }
   } else {
     for (int i = 0; i < kBlock; ++i) {
       T taps[4];
@@ -230,7 +223,7 @@ void packGroups(const T* groups, char* out) {
 
 /// The same of three channels.
 template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, const Box&, Cover cover,
+void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
                    const View<const Pixel<T, 3>>& in, char* out) {
   using Groups = NeighbourGroups<T>;
   const Groups groups = cover == Cover::inside ? Groups(at, in) : Groups(Border{}, at, in);
@@ -254,12 +247,48 @@ void blendGathered(const Codec& codec, const BlockPositions& at, const Box&, Cov
   packGroups(made, out);
 }
 
+/// Where a block lies, as its positions do.
+struct Located {
+  Box box;
+  Cover cover;
+};
+
+template <class Sampler, class Border, class Map, class T>
+Located locateBlock(const Map& map, const View<T>& in, int x, int y, BlockPositions& at) {
+  if constexpr (Map::kKeepsOrder && std::is_same_v<Sampler, Bilinear>) {
+    // The ends of the block tell about all of it.
+    const auto first = map(x, y), last = map(x + kBlock - 1, y);
+    const int x0 = Sampler::locate(first.x).index, x1 = Sampler::locate(last.x).index;
+    const int y0 = Sampler::locate(first.y).index, y1 = Sampler::locate(last.y).index;
+    const Box box{std::min(x0, x1), std::min(y0, y1), std::max(x0, x1), std::max(y0, y1)};
+    if (coverOf<Sampler, Border>(box, in.width, in.height) == Cover::inside) {
+      locateInside<Sampler>(map, x, y, at);
+      return {box, Cover::inside};
+    }
+  }
+  locate<Sampler>(map, x, y, at);
+  const Box box = boxOf(at);
+  return {box, coverOf<Sampler, Border>(box, in.width, in.height)};
+}
+
+/// A block inside, of bytes of one channel by vectors of their own where that can be.
+template <class Codec, class T, int C>
+bool sampleByBytes([[maybe_unused]] const Codec& codec, [[maybe_unused]] const BlockPositions& at,
+                   [[maybe_unused]] const Box& box,
+                   [[maybe_unused]] const View<const Pixel<T, C>>& in, [[maybe_unused]] char* out) {
+  if constexpr (sizeof(Pixel<T, C>) == 1) {
+    const View<const T> bytes{reinterpret_cast<const T*>(in.data), in.pitch, in.width, in.height};
+    return sampleBytes<Codec::kIsNormalized>(bytes, at, box, reinterpret_cast<T*>(out));
+  } else {
+    return false;
+  }
+}
+
 /// A block of destination pixels at `out`.
 template <class Sampler, class Border, class Codec, class T, int C>
-void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const Pixel<T, C>>& in,
-                 char* out) {
-  const Box box = boxOf(at);
-  const Cover cover = coverOf<Sampler, Border>(box, in.width, in.height);
+void sampleBlock(const Codec& codec, const BlockPositions& at, const Located& located,
+                 const View<const Pixel<T, C>>& in, char* out) {
+  const auto& [box, cover] = located;
   if ((Border::kHasNone || !Border::kReachesAll) && cover == Cover::outside) {
     Pixel<T, C> zero;
     for (T& element : zero.v) element = codec.store(0.0f);
@@ -272,8 +301,8 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const View<const 
     }
   } else if (cover == Cover::inside && box.top == box.bottom && isRun(at)) {
     blendRun(codec, at, in, out);
-  } else {
-    blendGathered<Border>(codec, at, box, cover, in, out);
+  } else if (cover != Cover::inside || !sampleByBytes(codec, at, box, in, out)) {
+    blendGathered<Border>(codec, at, cover, in, out);
   }
   if constexpr (!Border::kReachesAll) {
     for (int i = 0; cover == Cover::mixed && i < kBlock; ++i) {
@@ -299,15 +328,16 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
   BlockPositions at;
   for (int left = x; left<end; left = end - left> kBlock ? left + kBlock : end) {
     const int first = std::min(left, end - kBlock);
-    locate<Sampler>(map, first, y, at);
-    sampleBlock<Sampler, Border>(codec, at, in, row + first * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+    const Located located = locateBlock<Sampler, Border>(map, in, first, y, at);
+    sampleBlock<Sampler, Border>(codec, at, located, in,
+                                 row + first * std::ptrdiff_t{sizeof(Pixel<T, C>)});
   }
 }
 
 /// Asks for what a row further on will read: a turned source is no stream that the processor would
-/// recognise by itself. One pixel in four is enough, or in eight of single bytes, because
-/// several rows meet a line of the caches. Always inline: GCC takes a function that only prefetches for one without effect, and
-/// drops calls.
+/// recognise by itself. One pixel in four is enough, or in eight of single bytes, because several
+/// rows meet a line of the caches. Always inline: GCC takes a function that only prefetches for one
+/// without effect, and drops calls.
 template <class Map, class T, int C>
 [[gnu::always_inline]] inline void prefetchRow(const Map& map, const View<const Pixel<T, C>>& in,
                                                int x, int end, int y) {
