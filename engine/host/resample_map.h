@@ -5,10 +5,10 @@
 // gathered and then blended in vector loops. Most blocks lie wholly inside the source, where they
 // are fetched without tests, or wholly outside.
 
+#include "engine/host/block_pairs.h"
 #include "engine/host/element_pairs.h"
 #include "engine/host/ivdep.h"
 #include "engine/host/rows.h"
-#include "engine/host/sample_bytes.h"
 #include "engine/sampling.h"
 #include "engine/view.h"
 
@@ -41,27 +41,13 @@ void locate(const Map map, int x, int y, BlockPositions& at) {
 template <class Sampler, class Map>
 void locateInside(const Map map, int x, int y, BlockPositions& at) {
   for (int i = 0; i < kBlock; ++i) {
-    const Position across = positionInside(map(x + i, y).x);
+    const auto point = map(x + i, y);
+    const Position across = positionInside(point.x), down = positionInside(point.y);
     at.x[i] = across.index;
     at.acrossFraction[i] = across.fraction;
-  }
-  for (int i = 0; i < kBlock; ++i) {
-    const Position down = positionInside(map(x + i, y).y);
     at.y[i] = down.index;
     at.downFraction[i] = down.fraction;
   }
-}
-
-/// Where the first taps of a block lie.
-inline Box boxOf(const BlockPositions& at) {
-  int left = at.x[0], right = left, top = at.y[0], bottom = top;
-  for (int i = 0; i < kBlock; ++i) {
-    left = std::min(left, at.x[i]);
-    right = std::max(right, at.x[i]);
-    top = std::min(top, at.y[i]);
-    bottom = std::max(bottom, at.y[i]);
-  }
-  return {left, top, right, bottom};
 }
 
 enum class Cover { inside, outside, mixed };
@@ -80,6 +66,12 @@ Cover coverOf(const Box& box, int width, int height) {
       box.bottom + Sampler::kFirst < -kReach || box.top + Sampler::kFirst >= height;
   return outside ? Cover::outside : Cover::mixed;
 }
+
+/// Where a block lies, as its positions do.
+struct Located {
+  Box box;
+  Cover cover;
+};
 
 /// Whether the pixels of a block come from neighbours in one source row, as in a shift and in long
 /// stretches of a slight turn.
@@ -132,32 +124,49 @@ void readTap(const View<const Pixel<T, C>>& in, int x, int y, T* to) {
   }
 }
 
+/// The pairs of pixels whose taps are all inside, wherever they lie.
+template <class T>
+void gatherPairs(const View<const Pixel<T, 1>>& in, const BlockPositions& at,
+                 BlockPairs<T>& pairs) {
+  for (int i = 0; i < kBlock; ++i) {
+    const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
+    std::memcpy(&pairs.above[i], from, sizeof pairs.above[i]);
+    std::memcpy(&pairs.below[i], from + in.pitch, sizeof pairs.below[i]);
+  }
+}
+
 /// A block of one channel, from pairs of neighbours.
-template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+template <class Border, bool InOrder, class Codec, class T>
+void blendGathered(const Codec& codec, const BlockPositions& at, const Located& located,
                    const View<const Pixel<T, 1>>& in, char* out) {
-  alignas(64) Pair<T> upper[kBlock];
-  alignas(64) Pair<T> lower[kBlock];
-  if (cover == Cover::inside) {
-    for (int i = 0; i < kBlock; ++i) {
-      const char* from = rowBytes(in, at.y[i]) + at.x[i] * std::ptrdiff_t{sizeof(T)};
-      std::memcpy(&upper[i], from, sizeof upper[i]);
-      std::memcpy(&lower[i], from + in.pitch, sizeof lower[i]);
+  [[maybe_unused]] const View<const T> elements{reinterpret_cast<const T*>(in.data), in.pitch,
+                                                in.width, in.height};
+  BlockPairs<T> pairs;
+  if (located.cover == Cover::inside) {
+    if constexpr (sizeof(T) == 1) {
+      auto* const bytes = reinterpret_cast<T*>(out);
+      if (sampleBytes<Codec::kIsNormalized>(elements, at, located.box, bytes)) return;
     }
+    // Of words of eight bytes too few are picked at a time.
+    bool picked = false;
+    if constexpr (sizeof(T) == 2) picked = pickPairs<InOrder>(elements, at, located.box, pairs);
+    if (!picked) gatherPairs(in, at, pairs);
   } else {
     for (int i = 0; i < kBlock; ++i) {
       T taps[4];
       for (int k = 0; k < 4; ++k) readTap<Border>(in, at.x[i] + k % 2, at.y[i] + k / 2, taps + k);
-      std::memcpy(&upper[i], taps, sizeof upper[i]);
-      std::memcpy(&lower[i], taps + 2, sizeof lower[i]);
+      std::memcpy(&pairs.above[i], taps, sizeof pairs.above[i]);
+      std::memcpy(&pairs.below[i], taps + 2, sizeof pairs.below[i]);
     }
   }
   alignas(64) T made[kBlock];
   for (int i = 0; i < kBlock; ++i) {
     const float across[1] = {at.acrossFraction[i]};
     const float down[1] = {at.downFraction[i]};
-    const float above[2] = {codec.load(firstOf<T>(upper[i])), codec.load(secondOf<T>(upper[i]))};
-    const float below[2] = {codec.load(firstOf<T>(lower[i])), codec.load(secondOf<T>(lower[i]))};
+    const float above[2] = {codec.load(firstOf<T>(pairs.above[i])),
+                            codec.load(secondOf<T>(pairs.above[i]))};
+    const float below[2] = {codec.load(firstOf<T>(pairs.below[i])),
+                            codec.load(secondOf<T>(pairs.below[i]))};
     const float lines[2] = {Bilinear::blend(above, across), Bilinear::blend(below, across)};
     made[i] = codec.store(Bilinear::blend(lines, down));
   }
@@ -222,11 +231,11 @@ void packGroups(const T* groups, char* out) {
 }
 
 /// The same of three channels.
-template <class Border, class Codec, class T>
-void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
+template <class Border, bool InOrder, class Codec, class T>
+void blendGathered(const Codec& codec, const BlockPositions& at, const Located& located,
                    const View<const Pixel<T, 3>>& in, char* out) {
   using Groups = NeighbourGroups<T>;
-  const Groups groups = cover == Cover::inside ? Groups(at, in) : Groups(Border{}, at, in);
+  const Groups groups = located.cover == Cover::inside ? Groups(at, in) : Groups(Border{}, at, in);
   alignas(64) float across[Groups::kElements], down[Groups::kElements];
   for (int i = 0; i < kBlock; ++i) {
     for (int k = 0; k < Groups::kGroup; ++k) {
@@ -247,12 +256,6 @@ void blendGathered(const Codec& codec, const BlockPositions& at, Cover cover,
   packGroups(made, out);
 }
 
-/// Where a block lies, as its positions do.
-struct Located {
-  Box box;
-  Cover cover;
-};
-
 template <class Sampler, class Border, class Map, class T>
 Located locateBlock(const Map& map, const View<T>& in, int x, int y, BlockPositions& at) {
   if constexpr (Map::kKeepsOrder && std::is_same_v<Sampler, Bilinear>) {
@@ -267,25 +270,12 @@ Located locateBlock(const Map& map, const View<T>& in, int x, int y, BlockPositi
     }
   }
   locate<Sampler>(map, x, y, at);
-  const Box box = boxOf(at);
+  const Box box = Box::of<false>(at, 0, kBlock);
   return {box, coverOf<Sampler, Border>(box, in.width, in.height)};
 }
 
-/// A block inside, of bytes of one channel by vectors of their own where that can be.
-template <class Codec, class T, int C>
-bool sampleByBytes([[maybe_unused]] const Codec& codec, [[maybe_unused]] const BlockPositions& at,
-                   [[maybe_unused]] const Box& box,
-                   [[maybe_unused]] const View<const Pixel<T, C>>& in, [[maybe_unused]] char* out) {
-  if constexpr (sizeof(Pixel<T, C>) == 1) {
-    const View<const T> bytes{reinterpret_cast<const T*>(in.data), in.pitch, in.width, in.height};
-    return sampleBytes<Codec::kIsNormalized>(bytes, at, box, reinterpret_cast<T*>(out));
-  } else {
-    return false;
-  }
-}
-
 /// A block of destination pixels at `out`.
-template <class Sampler, class Border, class Codec, class T, int C>
+template <class Sampler, class Border, bool InOrder, class Codec, class T, int C>
 void sampleBlock(const Codec& codec, const BlockPositions& at, const Located& located,
                  const View<const Pixel<T, C>>& in, char* out) {
   const auto& [box, cover] = located;
@@ -301,8 +291,8 @@ void sampleBlock(const Codec& codec, const BlockPositions& at, const Located& lo
     }
   } else if (cover == Cover::inside && box.top == box.bottom && isRun(at)) {
     blendRun(codec, at, in, out);
-  } else if (cover != Cover::inside || !sampleByBytes(codec, at, box, in, out)) {
-    blendGathered<Border>(codec, at, cover, in, out);
+  } else {
+    blendGathered<Border, InOrder>(codec, at, located, in, out);
   }
   if constexpr (!Border::kReachesAll) {
     for (int i = 0; cover == Cover::mixed && i < kBlock; ++i) {
@@ -329,8 +319,8 @@ void sampleRow(const Map& map, const Codec& codec, const View<Pixel<T, C>>& out,
   for (int left = x; left<end; left = end - left> kBlock ? left + kBlock : end) {
     const int first = std::min(left, end - kBlock);
     const Located located = locateBlock<Sampler, Border>(map, in, first, y, at);
-    sampleBlock<Sampler, Border>(codec, at, located, in,
-                                 row + first * std::ptrdiff_t{sizeof(Pixel<T, C>)});
+    sampleBlock<Sampler, Border, Map::kKeepsOrder>(
+        codec, at, located, in, row + first * std::ptrdiff_t{sizeof(Pixel<T, C>)});
   }
 }
 

@@ -1,4 +1,4 @@
-#include "engine/host/sample_bytes.h"
+#include "engine/host/block_pairs.h"
 
 #include "engine/sampling.h"
 
@@ -10,58 +10,73 @@
 #include <cstddef>
 #include <cstring>
 
-// Compilers turn shuffles of words in vectors of this length into single instructions.
-#if MIRL_WITH_HIGHWAY && defined(__AVX512BW__) && defined(__GNUC__) && !defined(__clang__)
-#define MIRL_WORD_PERMUTES 1
+// Compilers turn shuffles in vectors of this length into single instructions.
+#if MIRL_WITH_HIGHWAY && HWY_TARGET <= HWY_AVX3 && defined(__GNUC__) && !defined(__clang__)
+#define MIRL_PAIR_PERMUTES 1
 #else
-#define MIRL_WORD_PERMUTES 0
+#define MIRL_PAIR_PERMUTES 0
 #endif
 
 namespace mirl::engine::resample {
 
-#if MIRL_WORD_PERMUTES
+#if MIRL_PAIR_PERMUTES
 
 namespace {
 
-using Words = std::uint16_t __attribute__((vector_size(2 * kBlock)));
+/// Pairs of elements.
+template <class T>
+constexpr int kLanes = 64 / sizeof(Pair<T>);
+template <class T>
+using Pairs [[gnu::vector_size(64)]] = Pair<T>;
 
-/// Columns that two vectors of bytes have pairs of, those that begin at even bytes and at odd ones.
-constexpr int kColumns = 2 * kBlock;
-constexpr int kMostRows = kBlock + 1;
+/// Columns that two vectors have pairs of, those that begin at even elements and at odd ones.
+template <class T>
+constexpr int kColumns = 2 * kLanes<T>;
 
-Words load(const char* from) {
-  Words words;
-  std::memcpy(&words, from, sizeof words);
-  return words;
-}
-
-/// x[i] - first.
-Words offsets(const int* x, int first) {
-  Words words;
-  for (int i = 0; i < kBlock; ++i) words[i] = static_cast<std::uint16_t>(x[i] - first);
-  return words;
-}
-
-/// Each pixel with its right neighbour as the high byte, and the pairs below them.
-struct Pairs {
-  Words above{};
-  Words below{};
-};
-
-Pairs gather(const char* from, std::ptrdiff_t pitch, const BlockPositions& at, const Box& box,
-             int left) {
-  const Words column = offsets(at.x, left);
-  const Words pair = column >> 1 | (column & 1) << 5;
-  const Words isAbove = offsets(at.y, box.top), isBelow = isAbove + 1;
-  Pairs pairs;
-  Words row{};
-  for (int y = box.top; y <= box.bottom + 1; ++y, from += pitch, row += 1) {
-    const Words picked = __builtin_shuffle(load(from), load(from + 1), pair);
-    pairs.above = isAbove == row ? picked : pairs.above;
-    pairs.below = isBelow == row ? picked : pairs.below;
-  }
+template <class T>
+Pairs<T> load(const char* from) {
+  Pairs<T> pairs;
+  std::memcpy(&pairs, from, sizeof pairs);
   return pairs;
 }
+
+/// places[i] - first.
+template <class T>
+Pairs<T> offsets(const int* places, int first) {
+  Pairs<T> made;
+  for (int i = 0; i < kLanes<T>; ++i) made[i] = static_cast<Pair<T>>(places[i] - first);
+  return made;
+}
+
+}  // namespace
+
+template <bool InOrder, class T>
+bool pickPairs(const View<const T>& in, const BlockPositions& at, const Box& whole,
+               BlockPairs<T>& pairs) {
+  for (int first = 0; first < kBlock; first += kLanes<T>) {
+    const Box box = kLanes<T> == kBlock ? whole : Box::of<InOrder>(at, first, kLanes<T>);
+    // The columns begin early where a row ends too soon for as many as are read.
+    const int left = std::min(box.left, in.width - (kColumns<T> + 1));
+    if (left < 0 || box.right - left >= kColumns<T> || box.bottom - box.top > kLanes<T>) {
+      return false;
+    }
+    const Pairs<T> column = offsets<T>(at.x + first, left);
+    const Pairs<T> lane = column >> 1 | (column & 1) * kLanes<T>;
+    const Pairs<T> isAbove = offsets<T>(at.y + first, box.top), isBelow = isAbove + 1;
+    Pairs<T> above{}, below{}, row{};
+    for (int y = box.top; y <= box.bottom + 1; ++y, row += 1) {
+      const char* const from = rowBytes(in, y) + left * std::ptrdiff_t{sizeof(T)};
+      const Pairs<T> picked = __builtin_shuffle(load<T>(from), load<T>(from + sizeof(T)), lane);
+      above = isAbove == row ? picked : above;
+      below = isBelow == row ? picked : below;
+    }
+    std::memcpy(pairs.above + first, &above, sizeof above);
+    std::memcpy(pairs.below + first, &below, sizeof below);
+  }
+  return true;
+}
+
+namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 constexpr hn::CappedTag<float, kBlock / 2> kFloats;
@@ -104,14 +119,8 @@ Ints toBytes(Floats value) {
 template <bool Normalized>
 bool sampleBytes(const View<const std::uint8_t>& in, const BlockPositions& at, const Box& box,
                  std::uint8_t* out) {
-  // The columns begin early where a row ends too soon for as many as are read.
-  const int left = std::min(box.left, in.width - (kColumns + 1));
-  if (left < 0 || box.right - left >= kColumns || box.bottom - box.top >= kMostRows) return false;
-  const Pairs pairs =
-      gather(reinterpret_cast<const char*>(rowOf(in, box.top)) + left, in.pitch, at, box, left);
-  alignas(64) std::uint16_t above[kBlock], below[kBlock];
-  std::memcpy(above, &pairs.above, sizeof above);
-  std::memcpy(below, &pairs.below, sizeof below);
+  BlockPairs<std::uint8_t> pairs;
+  if (!pickPairs<true>(in, at, box, pairs)) return false;
   const Ints lowByte = hn::Set(kInts, 255);
   for (int half = 0; half < kBlock; half += kBlock / 2) {
     const auto line = [&](const std::uint16_t* words, const Lanes(&weights)[1]) {
@@ -122,7 +131,7 @@ bool sampleBytes(const View<const std::uint8_t>& in, const BlockPositions& at, c
     };
     const Lanes across[1] = {{hn::Load(kFloats, at.acrossFraction + half)}};
     const Lanes down[1] = {{hn::Load(kFloats, at.downFraction + half)}};
-    const Lanes lines[2] = {line(above, across), line(below, across)};
+    const Lanes lines[2] = {line(pairs.above, across), line(pairs.below, across)};
     const Ints made = toBytes<Normalized>(Bilinear::blend(lines, down).v);
     hn::StoreU(hn::DemoteTo(kBytes, hn::And(made, lowByte)), kBytes, out + half);
   }
@@ -130,6 +139,11 @@ bool sampleBytes(const View<const std::uint8_t>& in, const BlockPositions& at, c
 }
 
 #else
+
+template <bool InOrder, class T>
+bool pickPairs(const View<const T>&, const BlockPositions&, const Box&, BlockPairs<T>&) {
+  return false;
+}
 
 template <bool Normalized>
 bool sampleBytes(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
@@ -139,6 +153,10 @@ bool sampleBytes(const View<const std::uint8_t>&, const BlockPositions&, const B
 
 #endif
 
+template bool pickPairs<false>(const View<const std::uint16_t>&, const BlockPositions&, const Box&,
+                               BlockPairs<std::uint16_t>&);
+template bool pickPairs<true>(const View<const std::uint16_t>&, const BlockPositions&, const Box&,
+                              BlockPairs<std::uint16_t>&);
 template bool sampleBytes<false>(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
                                  std::uint8_t*);
 template bool sampleBytes<true>(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
