@@ -33,6 +33,10 @@ using Pairs [[gnu::vector_size(64)]] = Pair<T>;
 template <class T>
 constexpr int kColumns = 2 * kLanes<T>;
 
+/// Of more rows, pixels are fetched faster one by one.
+template <class T>
+constexpr int kMostRows = kLanes<T> * 3 / 8;
+
 template <class T>
 Pairs<T> load(const char* from) {
   Pairs<T> pairs;
@@ -57,7 +61,7 @@ bool pickPairs(const View<const T>& in, const BlockPositions& at, const Box& who
     const Box box = kLanes<T> == kBlock ? whole : Box::of<InOrder>(at, first, kLanes<T>);
     // The columns begin early where a row ends too soon for as many as are read.
     const int left = std::min(box.left, in.width - (kColumns<T> + 1));
-    if (left < 0 || box.right - left >= kColumns<T> || box.bottom - box.top > kLanes<T>) {
+    if (left < 0 || box.right - left >= kColumns<T> || box.bottom - box.top > kMostRows<T>) {
       return false;
     }
     const Pairs<T> column = offsets<T>(at.x + first, left);
@@ -117,10 +121,8 @@ Ints toBytes(Floats value) {
 }  // namespace
 
 template <bool Normalized>
-bool sampleBytes(const View<const std::uint8_t>& in, const BlockPositions& at, const Box& box,
-                 std::uint8_t* out) {
-  BlockPairs<std::uint8_t> pairs;
-  if (!pickPairs<true>(in, at, box, pairs)) return false;
+bool blendBytes(const BlockPairs<std::uint8_t>& pairs, const BlockPositions& at,
+                std::uint8_t* out) {
   const Ints lowByte = hn::Set(kInts, 255);
   for (int half = 0; half < kBlock; half += kBlock / 2) {
     const auto line = [&](const std::uint16_t* words, const Lanes(&weights)[1]) {
@@ -146,20 +148,23 @@ bool pickPairs(const View<const T>&, const BlockPositions&, const Box&, BlockPai
 }
 
 template <bool Normalized>
-bool sampleBytes(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
-                 std::uint8_t*) {
+bool blendBytes(const BlockPairs<std::uint8_t>&, const BlockPositions&, std::uint8_t*) {
   return false;
 }
 
 #endif
 
-template bool pickPairs<false>(const View<const std::uint16_t>&, const BlockPositions&, const Box&,
-                               BlockPairs<std::uint16_t>&);
-template bool pickPairs<true>(const View<const std::uint16_t>&, const BlockPositions&, const Box&,
-                              BlockPairs<std::uint16_t>&);
-template bool sampleBytes<false>(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
-                                 std::uint8_t*);
-template bool sampleBytes<true>(const View<const std::uint8_t>&, const BlockPositions&, const Box&,
+#define MIRL_PICK_PAIRS(InOrder, T)                                                         \
+  template bool pickPairs<InOrder>(const View<const T>&, const BlockPositions&, const Box&, \
+                                   BlockPairs<T>&)
+MIRL_PICK_PAIRS(false, std::uint8_t);
+MIRL_PICK_PAIRS(true, std::uint8_t);
+MIRL_PICK_PAIRS(false, std::uint16_t);
+MIRL_PICK_PAIRS(true, std::uint16_t);
+
+template bool blendBytes<false>(const BlockPairs<std::uint8_t>&, const BlockPositions&,
                                 std::uint8_t*);
+template bool blendBytes<true>(const BlockPairs<std::uint8_t>&, const BlockPositions&,
+                               std::uint8_t*);
 
 }  // namespace mirl::engine::resample

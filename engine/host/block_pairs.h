@@ -51,16 +51,16 @@ struct BlockPairs {
   alignas(64) Pair<T> below[kBlock];
 };
 
-/// Those of a block whose taps are all inside. Where they lie within a few columns the rows in
-/// question are read whole, and pairs picked from them by permutations. False where they don't, or
-/// where this build has no such permutations. `InOrder`: positions rise or fall along the block.
+/// Those of a block whose taps are all inside. Where they lie within a few columns and rows these
+/// are read whole, and pairs picked from them by permutations. False where they don't, or where
+/// this build has no such permutations. `InOrder`: positions rise or fall along the block.
 template <bool InOrder, class T>
 bool pickPairs(const View<const T>& in, const BlockPositions& at, const Box& box,
                BlockPairs<T>& pairs);
 
-/// Such a block of bytes, blended as whole numbers or as 0 to 1.
+/// Blends a block of bytes, as whole numbers or as 0 to 1, in vectors from the first byte to the
+/// last. False, with nothing done, where this build has no such vectors.
 template <bool Normalized>
-bool sampleBytes(const View<const std::uint8_t>& in, const BlockPositions& at, const Box& box,
-                 std::uint8_t* out);
+bool blendBytes(const BlockPairs<std::uint8_t>& pairs, const BlockPositions& at, std::uint8_t* out);
 
 }  // namespace mirl::engine::resample

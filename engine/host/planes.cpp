@@ -66,6 +66,44 @@ std::ptrdiff_t joinVectors(const T* const (&planes)[N], std::ptrdiff_t count, vo
   return i;
 }
 
+/// Six channels are pairs of pixels of three.
+template <class T>
+std::ptrdiff_t splitVectors(const void* pixels, std::ptrdiff_t count, T* const (&planes)[6]) {
+  const Vectors<T> d;
+  const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+  std::ptrdiff_t i = 0;
+  for (; i + lanes <= count; i += lanes) {
+    hn::Vec<decltype(d)> first[3], second[3];
+    hn::LoadInterleaved3(d, elementAt<T>(pixels, i * 6), first[0], first[1], first[2]);
+    hn::LoadInterleaved3(d, elementAt<T>(pixels, i * 6 + 3 * lanes), second[0], second[1],
+                         second[2]);
+    for (int c = 0; c < 3; ++c) {
+      hn::StoreU(hn::ConcatEven(d, second[c], first[c]), d, planes[c] + i);
+      hn::StoreU(hn::ConcatOdd(d, second[c], first[c]), d, planes[c + 3] + i);
+    }
+  }
+  return i;
+}
+
+template <class T>
+std::ptrdiff_t joinVectors(const T* const (&planes)[6], std::ptrdiff_t count, void* pixels) {
+  const Vectors<T> d;
+  const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+  std::ptrdiff_t i = 0;
+  for (; i + lanes <= count; i += lanes) {
+    alignas(64) T both[3][2 * hn::MaxLanes(d)];
+    for (int c = 0; c < 3; ++c) {
+      hn::StoreInterleaved2(hn::LoadU(d, planes[c] + i), hn::LoadU(d, planes[c + 3] + i), d,
+                            both[c]);
+    }
+    for (std::ptrdiff_t half = 0; half < 2 * lanes; half += lanes) {
+      hn::StoreInterleaved3(hn::Load(d, both[0] + half), hn::Load(d, both[1] + half),
+                            hn::Load(d, both[2] + half), d, elementAt<T>(pixels, i * 6 + half * 3));
+    }
+  }
+  return i;
+}
+
 #else
 
 template <class T, int N>
@@ -79,35 +117,6 @@ std::ptrdiff_t joinVectors(const T* const (&)[N], std::ptrdiff_t, void*) {
 }
 
 #endif
-
-/// Six channels are pairs of pixels of three, and go by way of those.
-constexpr std::ptrdiff_t kPairs = 256;
-
-template <class T>
-std::ptrdiff_t splitVectors(const void* pixels, std::ptrdiff_t count, T* const (&planes)[6]) {
-  alignas(64) T both[3][2 * kPairs];
-  for (std::ptrdiff_t i = 0; i < count; i += kPairs) {
-    const std::ptrdiff_t some = std::min(kPairs, count - i);
-    splitPlanes<T, 3>(elementAt<T>(pixels, i * 6), 2 * some, {both[0], both[1], both[2]});
-    for (int c = 0; c < 3; ++c) {
-      splitPlanes<T, 2>(both[c], some, {planes[c] + i, planes[c + 3] + i});
-    }
-  }
-  return count;
-}
-
-template <class T>
-std::ptrdiff_t joinVectors(const T* const (&planes)[6], std::ptrdiff_t count, void* pixels) {
-  alignas(64) T both[3][2 * kPairs];
-  for (std::ptrdiff_t i = 0; i < count; i += kPairs) {
-    const std::ptrdiff_t some = std::min(kPairs, count - i);
-    for (int c = 0; c < 3; ++c) {
-      joinPlanes<T, 2>({planes[c] + i, planes[c + 3] + i}, some, both[c]);
-    }
-    joinPlanes<T, 3>({both[0], both[1], both[2]}, 2 * some, elementAt<T>(pixels, i * 6));
-  }
-  return count;
-}
 
 }  // namespace
 

@@ -143,13 +143,9 @@ void blendGathered(const Codec& codec, const BlockPositions& at, const Located& 
                                                 in.width, in.height};
   BlockPairs<T> pairs;
   if (located.cover == Cover::inside) {
-    if constexpr (sizeof(T) == 1) {
-      auto* const bytes = reinterpret_cast<T*>(out);
-      if (sampleBytes<Codec::kIsNormalized>(elements, at, located.box, bytes)) return;
-    }
     // Of words of eight bytes too few are picked at a time.
     bool picked = false;
-    if constexpr (sizeof(T) == 2) picked = pickPairs<InOrder>(elements, at, located.box, pairs);
+    if constexpr (sizeof(T) < 4) picked = pickPairs<InOrder>(elements, at, located.box, pairs);
     if (!picked) gatherPairs(in, at, pairs);
   } else {
     for (int i = 0; i < kBlock; ++i) {
@@ -158,6 +154,9 @@ void blendGathered(const Codec& codec, const BlockPositions& at, const Located& 
       std::memcpy(&pairs.above[i], taps, sizeof pairs.above[i]);
       std::memcpy(&pairs.below[i], taps + 2, sizeof pairs.below[i]);
     }
+  }
+  if constexpr (sizeof(T) == 1) {
+    if (blendBytes<Codec::kIsNormalized>(pairs, at, reinterpret_cast<T*>(out))) return;
   }
   alignas(64) T made[kBlock];
   for (int i = 0; i < kBlock; ++i) {
