@@ -67,7 +67,7 @@ View<T> quadrant(const MirlImage& image, int column, int row) {
 }  // namespace
 
 MirlStatus fft2(const MirlImage& source, MirlImage& destination, const MirlStream& stream) {
-  if (!core::isLive(source)) return MIRL_MISMATCH;
+  if (!source.isInitialized()) return MIRL_MISMATCH;
   if (source.channels() != 1) return MIRL_CHANNELS_NOT_SUPPORTED;
   const core::NewOutput isNew(destination);
   runtime::Queue queue;

@@ -4,6 +4,7 @@
 
 #include "engine/cuda/launch.h"
 #include "engine/cuda/map.h"
+#include "engine/host/map.h"
 #include "engine/numbers/conversions.h"
 #include "engine/view.h"
 #include "runtime/cuda/fourier_plans.h"
@@ -53,23 +54,16 @@ inline bool transformFourier(const runtime::Queue& queue, const View<Pixel<float
   if (suits) return transformInPlace(queue, out, in);
 
   const std::size_t rowBytes = static_cast<std::size_t>(out.width) * kItem;
-  const auto rows = static_cast<std::size_t>(out.height);
-  const runtime::Scratch packed(queue, rowBytes * rows);
+  const runtime::Scratch packed(queue, rowBytes * static_cast<std::size_t>(out.height));
   if (!packed.ok()) return false;
   const View<Pixel<float, 2>> made{packed.as<Pixel<float, 2>>(), out.width * kItem, out.width,
                                    out.height};
   if (!transformInPlace(queue, made, in)) return false;
-  const runtime::Copy copy{.dst = out.data,
-                           .dstPitch = static_cast<std::size_t>(out.pitch),
-                           .src = made.data,
-                           .srcPitch = rowBytes,
-                           .rowBytes = rowBytes,
-                           .rows = rows,
-                           .direction = runtime::Direction::deviceToDevice};
-  if (!queue.lost && !queue.device->copyAsync(copy, queue.stream)) {
-    queue.lost = true;
-    queue.device->rememberFailure();
-  }
+  const auto bytesOf = []<class Byte>(Byte* data, std::ptrdiff_t pitch, const auto& of) {
+    return View<Byte>{data, pitch, of.width * static_cast<int>(kItem), of.height};
+  };
+  map(queue, Same{}, bytesOf(reinterpret_cast<std::uint8_t*>(out.data), out.pitch, out),
+      bytesOf(packed.as<const std::uint8_t>(), made.pitch, made));
   return true;
 }
 

@@ -8,9 +8,10 @@
 
 #include <algorithm>
 #include <list>
-#include <map>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <vector>
 
 namespace mirl::runtime::cuda {
 
@@ -68,12 +69,10 @@ struct Kept {
 
 constexpr std::size_t kMostKept = 8;
 
-/// Never destroyed: at the program's end cuFFT may be gone before.
+/// By number. Never destroyed: at the program's end cuFFT may be gone before.
 Kept& keptFor(const Device& device) {
-  static auto& mutex = *new std::mutex;
-  static auto& all = *new std::map<const Device*, Kept>;
-  const std::lock_guard lock(mutex);
-  return all[&device];
+  static auto& all = *new std::vector<Kept>(static_cast<std::size_t>(deviceCount()));
+  return all[static_cast<std::size_t>(device.id())];
 }
 
 std::shared_ptr<FourierPlan> planFor(const Device& device, const SpectrumShape& shape) {
@@ -103,7 +102,11 @@ std::shared_ptr<FourierPlan> planFor(const Device& device, const SpectrumShape& 
 RealTransform::RealTransform(const Queue& queue, const SpectrumShape& shape) : queue_(queue) {
   const Current current(queue.device->nativeId());
   if (!current.ok()) return;
-  plan_ = planFor(*queue.device, shape);
+  try {
+    plan_ = planFor(*queue.device, shape);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
   if (plan_ != nullptr) work_.emplace(queue, std::max<std::size_t>(plan_->workBytes(), 1));
 }
 

@@ -7,6 +7,7 @@
 #include <complex>
 #include <cstring>
 #include <map>
+#include <new>
 #include <numbers>
 #include <vector>
 
@@ -84,7 +85,11 @@ cufftResult withPlan(cufftHandle handle, const Call& call) {
   const auto found = plans().find(handle);
   if (found == plans().end()) fault("a plan of cuFFT's that was destroyed");
   if (found->second.device != currentDevice()) fault("a plan of cuFFT's for another device");
-  return call(m, found->second);
+  try {
+    return call(m, found->second);
+  } catch (const std::bad_alloc&) {
+    return CUFFT_ALLOC_FAILED;
+  }
 }
 
 }  // namespace
@@ -101,8 +106,12 @@ using namespace mirl::simulated;
 cufftResult cufftCreate(cufftHandle* plan) {
   const std::lock_guard lock(machine().mutex);
   static cufftHandle last = 0;
-  *plan = ++last;
-  plans()[*plan] = {.device = currentDevice()};
+  try {
+    plans()[++last] = {.device = currentDevice()};
+  } catch (const std::bad_alloc&) {
+    return CUFFT_ALLOC_FAILED;
+  }
+  *plan = last;
   return CUFFT_SUCCESS;
 }
 
