@@ -4,6 +4,7 @@
 #include "runtime/fault.h"
 #include "runtime/scratch.h"
 
+#include <cuda_runtime_api.h>
 #include <cufft.h>
 
 #include <algorithm>
