@@ -206,6 +206,9 @@ class LineTransform {
     spectrum_ = spectrum;
   }
 
+  /// Where in the buffers there may be what is to be loaded: nothing is written there before.
+  Complex* staging(Complex* buffers) const { return buffers + inner_; }
+
   /// Transforms load(0) to load(length - 1); where in the buffers the results are.
   template <class Load>
   const Complex* operator()(const Load& load, Complex* buffers) const {
@@ -470,8 +473,7 @@ bool transformFourier(const runtime::Queue& queue, const View<Item>& out,
 
   // All memory first, so that without it nothing has been written.
   const std::size_t tableBytes = (down.tableItems() + across.tableItems()) * sizeof(Item);
-  const std::size_t buffers =
-      std::max(down.buffers(), across.buffers() + static_cast<std::size_t>(in.width));
+  const std::size_t buffers = std::max(down.buffers(), across.buffers());
   const auto threads = static_cast<std::size_t>(std::max(columnShares.threads, rowShares.threads));
   const runtime::Scratch tables(queue, tableBytes);
   const runtime::Scratch scratch(queue, threads * buffers * sizeof(Complex));
@@ -488,7 +490,7 @@ bool transformFourier(const runtime::Queue& queue, const View<Item>& out,
     }
   });
   forRows(rowShares, rowCost, [&](const Rows& rows, int thread) {
-    Complex* const loaded = buffersOf(thread) + across.buffers();
+    Complex* const loaded = across.staging(buffersOf(thread));
     for (int i = rows.begin; i < rows.end; ++i) {
       const RowBlock block(out, std::ptrdiff_t{i} * kLanes);
       block.load(loaded);
