@@ -110,6 +110,9 @@ def rows():
     for scale in (0.5, 0.7, 1.5):
         yield f"resize linear 8u C1 x{scale:.2g}", lambda: ndimage.zoom(a, scale, order=1)
 
+    a = noise("32f")
+    yield "fft2 8u C1", lambda: cp.fft.fft2(a)
+
     for kind in ("8u", "16u", "32f"):
         a = noise(kind)
         out = cp.empty_like(a)

@@ -105,10 +105,14 @@ elseif(MIRL_WITH_CUDA)
     endif()
   endforeach()
   find_package(CUDAToolkit REQUIRED)
-  target_link_libraries(mirl_dependencies INTERFACE CUDA::cudart_static)
-  list(APPEND MIRL_PRIVATE_LIBRARIES CUDA::cudart_static)
+  if(NOT TARGET CUDA::cufft)
+    message(FATAL_ERROR "cuFFT was not found in ${CUDAToolkit_LIBRARY_DIR}: install the toolkit's "
+                        "libcufft-dev package, or set MIRL_CUDA=OFF")
+  endif()
+  target_link_libraries(mirl_dependencies INTERFACE CUDA::cudart_static CUDA::cufft)
+  list(APPEND MIRL_PRIVATE_LIBRARIES CUDA::cudart_static CUDA::cufft)
   string(APPEND MIRL_REQUIRES "find_dependency(CUDAToolkit)\n")
-  string(APPEND MIRL_PC_LIBS " -L${CUDAToolkit_LIBRARY_DIR} -lcudart_static -ldl -lrt")
+  string(APPEND MIRL_PC_LIBS " -L${CUDAToolkit_LIBRARY_DIR} -lcufft -lcudart_static -ldl -lrt")
 endif()
 
 # --- OpenCV ---------------------------------------------------------------------------------------

@@ -46,6 +46,9 @@ inline DepthAndChannels noSign(const Format& in) {
 inline DepthAndChannels floats(const Format& in) {
   return {32, in.channels};
 }
+inline DepthAndChannels complexNumbers(const Format&) {
+  return {32, 2};
+}
 inline DepthAndChannels pairsOfBytes(const Format&) {
   return {8, 2};
 }
@@ -109,7 +112,8 @@ struct Traits {
   bool creates = true;
   /// A failure of the runtime on the way leaves an output that was created or written in part.
   bool partial = false;
-  bool loses = false;  ///< and with this none
+  bool loses = false;   ///< and with this none
+  bool rounds = false;  ///< devices, and rows of other pitches, agree within rounding only
   int outputDepthOfBadType = 64;
   int widthStep = 1, heightStep = 1;  ///< what the inputs' sides are multiples of
   MirlSize (*sizeOfOutput)(const MirlSize& size) = [](const MirlSize& size) { return size; };
@@ -275,6 +279,10 @@ inline std::vector<Operation> operations() {
       transposed = {source, itself, dead, {kSize, bad}, depth, channels, mixedType},
       tapered = {source, itself, argument, dead, narrow, channels, depth, mixedType},
       warped = {source, pointer, itself, channels, depth, dead, mixedType},
+      toSpectrum = {{kSource, mismatch}, inputChannels, dead, narrow, badDepth,
+                    badChannels,         deepType},
+      shifted = {source, deepType, itself, dead, narrow, depth, channels},
+      ofSpectrum = {source, deepType, inputChannels, dead, narrow, depth, channels},
       toBands = {source, dead, channels, type, narrow, depth},
       fromBands = {source, depth, channels, dead, mixedType, other},
       filtered = {source, itself, narrow, channels, depth, argument, dead, type},
@@ -360,6 +368,8 @@ inline std::vector<Operation> operations() {
     return MirlSize(size.width / 2, size.height / 2);
   };
   doubles.sizeOfOutput = zoom.sizeOfOutput;
+  const Traits spectrum{.pointwise = false, .rounds = true, .outputDepthOfBadType = 32},
+      evenSides{.pointwise = false, .widthStep = 2, .heightStep = 2}, ofHeight = ofArea;
   Traits cut = ofAreaBadly(crops(-1)), swap = ofArea, fade = ofAreaBadly(tapers(32768));
   cut.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.width - 7, size.height - 3); };
   swap.sizeOfOutput = [](const MirlSize& size) { return MirlSize(size.height, size.width); };
@@ -454,6 +464,12 @@ inline std::vector<Operation> operations() {
        serve(anySign1, ofChannels<3>), ofAreaBadly(behind(demosaic, MirlBayerSeq(9)))},
       {"demosaicDFPD", gray, rgb, behind(demosaicDFPD, MIRL_BAYER_GRBG, true), directed,
        serve(anySign1, ofChannels<3>), ofAreaBadly(behind(demosaicDFPD, MIRL_BAYER_BGGR_HQ, true))},
+      {"fft2", gray, MIRL_32F_C2, behind(fft2), toSpectrum,
+       serve({MIRL_8U_C1, MIRL_8S_C1}, complexNumbers), spectrum},
+      {"fftShift", MIRL_32F_C2, MIRL_32F_C2, behind(fftShift), shifted,
+       serve(types({32, -32}, {1, 2, 3, 4}), sameSign, sameDepth), evenSides},
+      {"fftGetProperty", MIRL_32F_C2, MIRL_32F_C1, behind(fftGetProperty, MIRL_FFT_PHASE_SCALED),
+       ofSpectrum, serve({MIRL_32F_C2, MIRL_32S_C2}, ofChannels<1>), ofHeight},
       {"haarFwd", rgb, rgb, transforms, toBands, ownTest, halves},
       {"haarInv", rgb, rgb, restores, fromBands, ownTest, doubles},
       {"rgb2gray", rgb, gray, behind(rgb2gray), toGray, serve(grayable, ofChannels<1>)},

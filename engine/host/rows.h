@@ -31,8 +31,7 @@ struct RowCost {
   std::size_t setUp;
 };
 
-namespace detail {
-
+/// Shares rows out as `shares` says: `work(const Rows&, int thread)`.
 template <class Work>
 void forRows(const runtime::Shares& shares, const RowCost& row, const Work& work) {
   const bool pastCaches =
@@ -43,13 +42,11 @@ void forRows(const runtime::Shares& shares, const RowCost& row, const Work& work
   });
 }
 
-}  // namespace detail
-
 /// Shares `count` rows out: `work(const Rows&)` does some of them.
 template <class Work>
 void forRows(int count, const RowCost& row, const Work& work) {
-  detail::forRows(runtime::sharesOf(count, row.work, row.setUp), row,
-                  [&](const Rows& rows, int) { work(rows); });
+  forRows(runtime::sharesOf(count, row.work, row.setUp), row,
+          [&](const Rows& rows, int) { work(rows); });
 }
 
 /// The same with `scratchBytes` for each thread: `work(const Rows&, std::byte* scratch)`. False,
@@ -62,7 +59,7 @@ bool forRows(const runtime::Queue& queue, int count, const RowCost& row, std::si
   const runtime::Shares shares = runtime::sharesOf(count, row.work, row.setUp);
   const runtime::Scratch scratch(queue, each * static_cast<std::size_t>(shares.threads));
   if (!scratch.ok()) return false;
-  detail::forRows(shares, row, [&](const Rows& rows, int thread) {
+  forRows(shares, row, [&](const Rows& rows, int thread) {
     work(rows, scratch.as<std::byte>() + each * static_cast<std::size_t>(thread));
   });
   return true;

@@ -1,6 +1,6 @@
 #include "shows.h"
 
-// Transforms: bands of a photo, and the photo back from them.
+// Transforms: spectra, bands of a photo, and the photo back from them.
 
 namespace gallery {
 namespace {
@@ -9,12 +9,26 @@ using namespace mirl::imageTransforms;
 
 constexpr const char* kTransforms = "Transforms";
 
-/// As much of the photo as has an even width and height.
-MirlImage evenPhoto(Stage& s) {
+/// As much of a photo as has an even width and height.
+MirlImage evenPart(const Stage& s, const MirlImage& photo) {
   MirlImage even;
-  const MirlRect rect(0, 0, s.photo.width() & ~1, s.photo.height() & ~1);
-  check(s.photo.copyTo(even, {0, 0}, rect, s.stream), "copyTo");
+  const MirlRect rect(0, 0, photo.width() & ~1, photo.height() & ~1);
+  check(photo.copyTo(even, {0, 0}, rect, s.stream), "copyTo");
   return even;
+}
+
+MirlImage spectrumOf(const Stage& s) {
+  MirlImage spectrum;
+  check(fft2(evenPart(s, s.gray), spectrum, s.stream), "fft2");
+  return spectrum;
+}
+
+/// The logarithm of magnitudes, from e^4 in black to e^14 in white.
+MirlImage logarithms(const Stage& s, const MirlImage& spectrum) {
+  MirlImage magnitude, logarithm;
+  check(fftGetProperty(spectrum, magnitude, MIRL_FFT_MAGNITUDE, s.stream), "fftGetProperty");
+  check(mirl::colorOperations::logTransform(magnitude, logarithm, 25.5f, s.stream), "logTransform");
+  return s.in(MIRL_8U_C1, logarithm, 1, -102);
 }
 
 /// The bands of the photo; the first one is kept by the stage.
@@ -26,11 +40,37 @@ struct Bands {
         [&](const MirlImage& in, MirlImage& first, const MirlStream& stream) {
           return haarFwd(in, first, of[1], of[2], of[3], stream);
         },
-        evenPhoto(s));
+        evenPart(s, s.photo));
   }
 };
 
 const Show kShows[] = {
+    {kTransforms, "fft2", "magnitudes, with the lowest frequencies in the corners", "building",
+     false,
+     [](Stage& s) {
+       return logarithms(s, s.run([](const MirlImage& in, MirlImage& out,
+                                     const MirlStream& stream) { return fft2(in, out, stream); },
+                                  evenPart(s, s.gray)));
+     }},
+    {kTransforms, "fftShift", "and in the middle", "building", false,
+     [](Stage& s) {
+       return logarithms(s,
+                         s.run([](const MirlImage& in, MirlImage& out,
+                                  const MirlStream& stream) { return fftShift(in, out, stream); },
+                               spectrumOf(s)));
+     }},
+    {kTransforms, "fftGetProperty", "the phase, from -pi in black to pi in white", "building",
+     false,
+     [](Stage& s) {
+       MirlImage shifted;
+       check(fftShift(spectrumOf(s), shifted, s.stream), "fftShift");
+       const MirlImage phase = s.run(
+           [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+             return fftGetProperty(in, out, MIRL_FFT_PHASE, stream);
+           },
+           shifted);
+       return s.in(MIRL_8U_C1, phase, 127.5f / 3.14159265f, 127.5f);
+     }},
     {kTransforms, "haarFwd", "four bands, three of them four times as strong", "building", false,
      [](Stage& s) {
        const Bands bands(s);

@@ -4,9 +4,72 @@
 #include <mirl/image.h>
 #include <mirl/status.h>
 #include <mirl/stream.h>
+#include <mirl/types.h>
 
 /// Images as sums of patterns.
 namespace mirl::imageTransforms {
+
+/// The two-dimensional discrete Fourier transform of a gray image of 8 bits: its spectrum,
+///
+///     destination(x, y) = the sum of source(j, k) * e^(-2 pi i (x j / width + y k / height))
+///
+/// over all j and k, as floats: the real part in channel 0, the imaginary part in channel 1. It has
+/// the source's size, any size, all frequencies, the zero frequency at (0, 0), and isn't normalised.
+///
+/// An element is off by 2e-6 of the largest magnitude of a spectrum at most. Host and GPUs agree
+/// within that, not to the last bit; so do GPUs of different kinds.
+///
+/// An empty destination is created with the source's size and two channels of floats. The work is
+/// queued on the stream. On GPUs plans are made once for each of the last few sizes and kept.
+///
+/// In this order: `MIRL_MISMATCH` if the source is empty; `MIRL_CHANNELS_NOT_SUPPORTED` if it hasn't
+/// one channel; `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for
+/// a dead stream; of a live destination `MIRL_MISMATCH` for another size,
+/// `MIRL_DEPTH_NOT_SUPPORTED` if it hasn't 32 bits and `MIRL_CHANNELS_NOT_SUPPORTED` if it hasn't two
+/// channels, and what `create` returns for an empty one; `MIRL_DEPTH_NOT_SUPPORTED` if the source
+/// hasn't 8 bits, when an empty destination has been created; `MIRL_DEVICE_ALLOC_FAILED` without
+/// memory for the work or a plan, with the destination as it was.
+MIRL_API MirlStatus fft2(const MirlImage& source, MirlImage& destination,
+                         const MirlStream& stream = MirlStream());
+
+/// Moves the zero frequency of a spectrum, or of what `fftGetProperty` read from one, from the corner
+/// to the middle: quadrants of width / 2 by height / 2 elements, both truncated, change places with
+/// those across, upper left with lower right and upper right with lower left. Twice in a row that
+/// changes nothing. Of an odd width or height the last column or row isn't part of it: the
+/// destination keeps what it has there, of an empty one what is undefined. For images of 32 bits and
+/// any channels.
+///
+/// An empty destination is created like the source. The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_DEPTH_NOT_SUPPORTED` if
+/// it hasn't 32 bits; `MIRL_IN_PLACE_NOT_SUPPORTED` if the destination is the source;
+/// `MIRL_MISMATCH` for images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead
+/// stream; `MIRL_MISMATCH` if a live destination has another size, depth or channels, and what
+/// `create` returns for an empty one.
+MIRL_API MirlStatus fftShift(const MirlImage& source, MirlImage& destination,
+                             const MirlStream& stream = MirlStream());
+
+/// Reads a property of a spectrum's elements re + i * im, as floats:
+///
+///     MIRL_FFT_MAGNITUDE    sqrt(fma(re, re, im * im))
+///     MIRL_FFT_PHASE        atan2(im, re) in radians, within 2 units in the last place
+///     MIRL_FFT_REAL         re
+///     MIRL_FFT_IMAG         im
+///
+/// and the same divided by the spectrum's height for their `_SCALED` forms. The phase of zeros and
+/// infinities is what the standard's function gives. All devices give the same bits. Another property
+/// writes nothing.
+///
+/// An empty destination is created with the source's size and one channel of floats. The work is
+/// queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` if the source is empty; `MIRL_DEPTH_NOT_SUPPORTED` if
+/// it hasn't 32 bits; `MIRL_CHANNELS_NOT_SUPPORTED` if it hasn't two channels; `MIRL_MISMATCH` for
+/// images or a stream of two devices and `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH`
+/// if a live destination has another size, hasn't 32 bits or hasn't one channel, and what `create`
+/// returns for an empty one.
+MIRL_API MirlStatus fftGetProperty(const MirlImage& source, MirlImage& destination,
+                                   MirlFFTProp property, const MirlStream& stream = MirlStream());
 
 /// One level of the two-dimensional Haar wavelet transform, for unsigned 8-bit images of 1 or 3
 /// channels of even width and height. A block of 2x2 elements a, b above c, d of a channel becomes

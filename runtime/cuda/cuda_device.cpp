@@ -1,5 +1,6 @@
 #include "runtime/cuda/cuda_device.h"
 
+#include "runtime/cuda/fourier_plans.h"
 #include "runtime/pinned_pool.h"
 
 #include <cuda_runtime_api.h>
@@ -198,6 +199,7 @@ class CudaDevice final : public Device {
   }
 
   void doReset() override {
+    dropFourierPlans(*this);
     const std::lock_guard lock(poolMutex_);
     if (!here([] { return cudaDeviceReset(); })) return;
     pool_ = nullptr;

@@ -99,7 +99,8 @@ void Draw::disarm(MirlStatus status) {
     const bool created = !std::get<0>(images_[i].fields);
     // What a failing call leaves in an image of its own making is anything.
     const bool madeAnew = created || (changes && failed);
-    addImage(images_[i].image, !madeAnew || (!failed && !traits_.unset));
+    const bool rounded = traits_.rounds && images_[i].written;
+    addImage(images_[i].image, !rounded && (!madeAnew || (!failed && !traits_.unset)));
   }
   for (const HeldScalar& held : scalars_) {
     const Four now = fourOf(held.scalar);

@@ -39,6 +39,7 @@ struct Traits {
   bool unset = false;         ///< a created output isn't filled
   bool loose = false;         ///< outputs get other buffers, or their padding is written
   bool pitch = false;         ///< the result depends on pitches, so devices don't choose them
+  bool rounds = false;        ///< devices agree within rounding only
   bool rare = false;          ///< slow
   bool futile = false;        ///< can't succeed in this build
   std::uint64_t changes = 0;  ///< statuses with which outputs may have changed
