@@ -34,6 +34,31 @@ MirlStatus bands(Draw& draw) {
   return draw.call([&] { return imageTransforms::haarFwd(source, a, b, c, d, stream); });
 }
 
+/// A flow between two images, into arrays that are checked behind their ends, or null.
+template <class Run>
+MirlStatus flow(Draw& draw, const Run& run) {
+  const MirlImage &first = draw.input(), &second = draw.input();
+  const auto pixels = static_cast<std::size_t>(first.width()) *
+                      static_cast<std::size_t>(first.isInitialized() ? first.height() : 0);
+  constexpr std::size_t kBehind = 4;
+  std::vector<float> x(pixels + kBehind, -7), y = x;
+  const bool hasX = !draw.chance(12), hasY = !draw.chance(12);
+  const auto call = run(draw);
+  const MirlStream& stream = draw.stream();
+  const MirlStatus status = draw.call([&] {
+    return call(first, second, hasX ? x.data() : nullptr, hasY ? y.data() : nullptr, stream);
+  });
+  for (std::vector<float>* flow : {&x, &y}) {
+    for (std::size_t i = status == MIRL_SUCCESS ? pixels : 0; i < pixels + kBehind; ++i) {
+      if ((*flow)[i] != -7 && status != MIRL_COPY_D2H_FAILED && status != MIRL_KERNEL_FAILED) {
+        draw.broken("wrote where it had no business");
+      }
+    }
+    for (const float value : *flow) draw.result(static_cast<double>(value));
+  }
+  return status;
+}
+
 /// Margins that are cut off or added, mostly such as the images have room for.
 template <class Length>
 MirlStatus margins(Draw& draw, MirlStatus (*run)(const MirlImage&, MirlImage&, Length, Length,
@@ -118,6 +143,18 @@ Rows rowsOfData() {
        {.unset = true,
         .changes = statuses(MIRL_MISMATCH, MIRL_TYPE_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}},
       row("haarInv", haarInv, {.in = bytes.in, .unset = true}),
+      {"opticalFlowHS",
+       [](Draw& draw) {
+         return flow(draw, [](Draw& numbers) {
+           const auto alpha = static_cast<float>(numbers.real());
+           const int steps = numbers.chance(4) ? -numbers.upTo(2) : numbers.upTo(200);
+           numbers.tell(" alpha %g, %d steps", static_cast<double>(alpha), steps);
+           return [=](In a, In b, float* x, float* y, Stream s) {
+             return computerVision::opticalFlowHS(a, b, x, y, false, alpha, steps, s);
+           };
+         });
+       },
+       {.in = {MIRL_8U_C1}, .also = statuses(MIRL_MATRIX_SIZE_MISMATCH)}},
       row("min", of<In, MirlScalar&>(imageStatistics::min)),
       row("max", of<In, MirlScalar&>(imageStatistics::max)),
       row("minMax", minMax),

@@ -1,0 +1,154 @@
+#pragma once
+
+// Several numbers at once, in explicit vectors, with the operators of one: what is written for any
+// number type N computes one item with `float`, and many with `host::Lanes`. Each lane has the bits
+// that it would have alone.
+
+#include "engine/device_code.h"
+#include "engine/numbers/conversions.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#if MIRL_WITH_HIGHWAY
+#include <hwy/highway.h>
+#endif
+
+#if MIRL_WITH_HIGHWAY && !HWY_HAVE_SCALABLE && HWY_TARGET != HWY_SCALAR && \
+    (defined(__FMA__) || defined(__aarch64__))
+#define MIRL_HAS_LANES 1
+#else
+#define MIRL_HAS_LANES 0
+#endif
+
+namespace mirl::engine {
+
+// The same for one number.
+
+MIRL_HD inline bool any(bool a) {
+  return a;
+}
+MIRL_HD inline float select(bool which, float a, float b) {
+  return which ? a : b;
+}
+template <class Make>
+MIRL_HD float fill(float*, const Make& make) {
+  return make(0);
+}
+MIRL_HD inline void store(float value, float* to) {
+  *to = value;
+}
+/// How many numbers there are in one.
+template <class N>
+inline constexpr int kLanesOf = 1;
+
+#if MIRL_HAS_LANES
+
+namespace host {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+inline constexpr hn::ScalableTag<float> kFloats;
+using FloatVector = hn::Vec<decltype(kFloats)>;
+inline constexpr int kVectorLanes = HWY_MAX_BYTES / sizeof(float);
+
+/// Which of the lanes of several vectors.
+template <int V>
+struct Choice {
+  hn::Mask<decltype(kFloats)> of[V];
+
+  friend Choice operator|(const Choice& a, const Choice& b) {
+    Choice c;
+    for (int i = 0; i < V; ++i) c.of[i] = hn::Or(a.of[i], b.of[i]);
+    return c;
+  }
+  friend Choice operator&(const Choice& a, const Choice& b) {
+    Choice c;
+    for (int i = 0; i < V; ++i) c.of[i] = hn::And(a.of[i], b.of[i]);
+    return c;
+  }
+  friend bool any(const Choice& a) {
+    for (int i = 0; i < V; ++i) {
+      if (!hn::AllFalse(kFloats, a.of[i])) return true;
+    }
+    return false;
+  }
+};
+
+/// V vectors: chains of dependent operations that go on beside each other.
+template <int V>
+struct Lanes {
+  static constexpr int kCount = V * kVectorLanes;
+
+  FloatVector of[V];
+
+  Lanes() = default;
+  Lanes(float value) {
+    for (auto& vector : of) vector = hn::Set(kFloats, value);
+  }
+
+  template <class F>
+  static Lanes each(const F& f) {
+    Lanes made;
+    for (int i = 0; i < V; ++i) made.of[i] = f(i);
+    return made;
+  }
+  friend Lanes operator+(const Lanes& a, const Lanes& b) {
+    return each([&](int i) { return hn::Add(a.of[i], b.of[i]); });
+  }
+  friend Lanes operator-(const Lanes& a, const Lanes& b) {
+    return each([&](int i) { return hn::Sub(a.of[i], b.of[i]); });
+  }
+  friend Lanes operator*(const Lanes& a, const Lanes& b) {
+    return each([&](int i) { return hn::Mul(a.of[i], b.of[i]); });
+  }
+  friend Lanes operator/(const Lanes& a, const Lanes& b) {
+    return each([&](int i) { return hn::Div(a.of[i], b.of[i]); });
+  }
+  friend Lanes operator-(const Lanes& a) {
+    return each([&](int i) { return hn::Neg(a.of[i]); });
+  }
+  friend Lanes fusedMultiplyAdd(const Lanes& a, const Lanes& b, const Lanes& c) {
+    return each([&](int i) { return hn::MulAdd(a.of[i], b.of[i], c.of[i]); });
+  }
+  /// As that of one number, see engine/numbers/conversions.h.
+  friend Lanes dividedBy(const Lanes& value, const Lanes& divisor, const Lanes& reciprocal) {
+    return each([&](int i) {
+      const FloatVector quotient = hn::Mul(value.of[i], reciprocal.of[i]);
+      const FloatVector residue = hn::NegMulAdd(quotient, divisor.of[i], value.of[i]);
+      return hn::MulAdd(residue, reciprocal.of[i], quotient);
+    });
+  }
+  friend Choice<V> operator<(const Lanes& a, const Lanes& b) {
+    Choice<V> c;
+    for (int i = 0; i < V; ++i) c.of[i] = hn::Lt(a.of[i], b.of[i]);
+    return c;
+  }
+  friend Choice<V> operator!=(const Lanes& a, const Lanes& b) {
+    Choice<V> c;
+    for (int i = 0; i < V; ++i) c.of[i] = hn::Ne(a.of[i], b.of[i]);
+    return c;
+  }
+  friend Lanes select(const Choice<V>& which, const Lanes& a, const Lanes& b) {
+    return each([&](int i) { return hn::IfThenElse(which.of[i], a.of[i], b.of[i]); });
+  }
+  /// Of `make(0)`, `make(1)` and so on.
+  template <class Make>
+  friend Lanes fill(Lanes*, const Make& make) {
+    alignas(64) float values[kCount];
+    for (int i = 0; i < kCount; ++i) values[i] = make(i);
+    return each([&](int i) { return hn::Load(kFloats, values + i * kVectorLanes); });
+  }
+  friend void store(const Lanes& value, float* to) {
+    for (int i = 0; i < V; ++i) hn::StoreU(value.of[i], kFloats, to + i * kVectorLanes);
+  }
+};
+
+}  // namespace host
+
+template <int V>
+inline constexpr int kLanesOf<host::Lanes<V>> = host::Lanes<V>::kCount;
+
+#endif
+
+}  // namespace mirl::engine
