@@ -1,12 +1,54 @@
 #include "bench.h"
 #include "open_cv.h"
 
+#if MIRL_BENCH_OPENCV
+#include <opencv2/video/tracking.hpp>
+#endif
+
+#include <utility>
 #include <vector>
 
 namespace mirl::bench {
 namespace {
 
 using namespace computerVision;
+
+/// A scene of soft noise, and the same a few pixels further.
+std::pair<MirlImage, MirlImage> frames(const MirlSize& size) {
+  MirlImage small = noise({size.width / 6, size.height / 6}, MIRL_8U_C1), a(size, MIRL_8U_C1);
+  MirlImage b(size, MIRL_8U_C1);
+  double motion[3][3] = {{1.01, 0.01, 3}, {-0.01, 0.99, 2}, {0, 0, 1}};
+  geometryTransforms::resize(small, a, MIRL_INTERPOLATION_CUBIC);
+  geometryTransforms::warpAffine(a, b, motion);
+  return {a, b};
+}
+
+#if MIRL_BENCH_OPENCV
+
+cv::Mat cvOf(const MirlImage& image) {
+  cv::Mat mat(image.height(), image.width(), CV_8U);
+  image.download(mat.data, static_cast<int>(mat.step[0]));
+  return mat;
+}
+
+Prepare farneback(const MirlSize& size) {
+  return [=]() -> Run {
+    const auto [a, b] = frames(size);
+    const cv::Mat first = cvOf(a), second = cvOf(b);
+    cv::Mat flow;
+    return [=]() mutable {
+      cv::calcOpticalFlowFarneback(first, second, flow, 0.5, 4, 7, 3, 5, 1.1, 0);
+    };
+  };
+}
+
+#else
+
+Prepare farneback(const MirlSize&) {
+  return nullptr;
+}
+
+#endif
 
 const bool registered = [] {
   for (const auto& [width, height] : kSizes) {
@@ -18,6 +60,15 @@ const bool registered = [] {
                y = x;
            return [=]() mutable { opticalFlowHS(a, b, x.data(), y.data(), false, 15.0f, 100); };
          }});
+    add({"opticalFlowPyrLKDense", size, 10,
+         [=]() -> Run {
+           const auto [a, b] = frames(size);
+           std::vector<float> x(static_cast<std::size_t>(size.width) *
+                                static_cast<std::size_t>(size.height)),
+               y = x;
+           return [=]() mutable { opticalFlowPyrLKDense(a, b, x.data(), y.data(), {}); };
+         },
+         farneback(size)});
   }
   return true;
 }();

@@ -53,6 +53,8 @@ template <class F>
 void each([[maybe_unused]] const runtime::Queue& queue, const F& f, int width, int height,
           std::size_t work) {
   static_assert(kServesAllDevices<F>, "compile this unit as CUDA");
+  static_assert(F::kVectors > 0);
+  if (width < 1 || height < 1) return;
 #if MIRL_KERNELS
   if (!queue.device->isHost()) {
     cuda::each(queue, f, width, height);

@@ -10,11 +10,18 @@
 #include <cstddef>
 #include <cstdint>
 
-#if MIRL_WITH_HIGHWAY
+// GPUs have no such vectors, and their pass needn't see any.
+#if defined(__CUDA_ARCH__)
+#define MIRL_SEES_LANES 0
+#else
+#define MIRL_SEES_LANES MIRL_WITH_HIGHWAY
+#endif
+
+#if MIRL_SEES_LANES
 #include <hwy/highway.h>
 #endif
 
-#if MIRL_WITH_HIGHWAY && !HWY_HAVE_SCALABLE && HWY_TARGET != HWY_SCALAR && \
+#if MIRL_SEES_LANES && !HWY_HAVE_SCALABLE && HWY_TARGET != HWY_SCALAR && \
     (defined(__FMA__) || defined(__aarch64__))
 #define MIRL_HAS_LANES 1
 #else
@@ -30,6 +37,15 @@ MIRL_HD inline bool any(bool a) {
 }
 MIRL_HD inline float select(bool which, float a, float b) {
   return which ? a : b;
+}
+MIRL_HD inline float magnitude(float a) {
+  return a < 0.0f ? -a : a;
+}
+MIRL_HD inline bool except(bool a, bool b) {
+  return a && !b;
+}
+MIRL_HD inline float load(float*, const float* from) {
+  return *from;
 }
 template <class Make>
 MIRL_HD float fill(float*, const Make& make) {
@@ -65,6 +81,12 @@ struct Choice {
   friend Choice operator&(const Choice& a, const Choice& b) {
     Choice c;
     for (int i = 0; i < V; ++i) c.of[i] = hn::And(a.of[i], b.of[i]);
+    return c;
+  }
+  /// Those of `a` that aren't in `b`.
+  friend Choice except(const Choice& a, const Choice& b) {
+    Choice c;
+    for (int i = 0; i < V; ++i) c.of[i] = hn::AndNot(b.of[i], a.of[i]);
     return c;
   }
   friend bool any(const Choice& a) {
@@ -131,6 +153,25 @@ struct Lanes {
   }
   friend Lanes select(const Choice<V>& which, const Lanes& a, const Lanes& b) {
     return each([&](int i) { return hn::IfThenElse(which.of[i], a.of[i], b.of[i]); });
+  }
+  friend Lanes magnitude(const Lanes& a) {
+    return each([&](int i) { return hn::Abs(a.of[i]); });
+  }
+  friend Lanes floor(const Lanes& a) {
+    return each([&](int i) { return hn::Floor(a.of[i]); });
+  }
+  friend Lanes load(Lanes*, const float* from) {
+    return each([&](int i) { return hn::LoadU(kFloats, from + i * kVectorLanes); });
+  }
+  /// Byte `b` of each word.
+  friend Lanes byteOf(Lanes*, const std::uint32_t* words, int b) {
+    constexpr hn::RebindToUnsigned<decltype(kFloats)> kWords;
+    constexpr hn::RebindToSigned<decltype(kFloats)> kInts;
+    return each([&](int i) {
+      const auto word = hn::LoadU(kWords, words + i * kVectorLanes);
+      const auto byte = hn::And(hn::ShiftRightSame(word, 8 * b), hn::Set(kWords, 255));
+      return hn::ConvertTo(kFloats, hn::BitCast(kInts, byte));
+    });
   }
   /// Of `make(0)`, `make(1)` and so on.
   template <class Make>
