@@ -10,6 +10,7 @@
 #include "engine/view.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -38,21 +39,27 @@ struct NormalizedBytes {
 /// The samples of one window, or of neighbouring ones in lanes. Sample (dx, dy) of that around pixel
 /// (x, y), moved by (u, v), is the bilinear blend of `Bilinear`, the edge going on for ever, at
 /// (x + dx + u - 0.5, y + dy + v - 0.5), sums from the left and rounded one by one: `open` sets the
-/// movement, `startRow(dy)` comes before the samples of a row, rows and samples in their order.
+/// movement, and `row` calls `use(dx, sample)` for a row of samples, from the left. Rows come in
+/// their order.
 template <class N, class Codec>
 class MovingWindow {
   using Bytes = View<const std::uint8_t>;
 
  public:
-  MIRL_HD MovingWindow(const Bytes& image, const Place& at, const Halo&) : image_(image), at_(at) {}
+  MIRL_HD MovingWindow(const Bytes& image, const Place& at, const Halo& reach)
+      : image_(image), at_(at), reach_(reach) {}
 
   MIRL_HD void open(float u, float v) {
     u_ = u;
     v_ = v;
   }
-  MIRL_HD void startRow(int dy) { y_ = static_cast<float>(at_.y + dy) + v_ - 0.5f; }
-  MIRL_HD float sample(int dx) const {
-    const Point point{static_cast<float>(at_.x + dx) + u_ - 0.5f, y_};
+  template <class Use>
+  MIRL_HD void row(int dy, const Use& use) const {
+    for (int dx = -reach_.across; dx <= reach_.across; ++dx) use(dx, sample(dx, dy));
+  }
+  MIRL_HD float sample(int dx, int dy) const {
+    const Point point{static_cast<float>(at_.x + dx) + u_ - 0.5f,
+                      static_cast<float>(at_.y + dy) + v_ - 0.5f};
     const Position across = positionOf(point.x), down = positionOf(point.y);
     const auto tap = [&](int x, int y) {
       return Codec::load(toFloat(rowOf(
@@ -69,10 +76,40 @@ class MovingWindow {
  private:
   const Bytes& image_;
   Place at_;
-  float u_ = 0, v_ = 0, y_ = 0;
+  const Halo& reach_;
+  float u_ = 0, v_ = 0;
 };
 
 #if MIRL_HAS_LANES
+
+namespace host {
+
+/// Whole numbers from here on may not all be floats.
+inline constexpr int kFarOut = 1 << 22;
+
+/// The fractions of a window's columns or rows, and each lane's first pixel. False if not each is
+/// the neighbour of the one before, or they are so far out that floats have no fractions.
+inline bool placeLines(int count, const Lanes<1>& first, const Lanes<1>& movement,
+                       Lanes<1>* fractions, int* begins) {
+  using N = Lanes<1>;
+  const N half(0.5f);
+  const auto placeOf = [&](int i) { return first + N(static_cast<float>(i)) + movement - half; };
+  const N begin = floor(placeOf(0));
+  for (int i = 0; i < count; ++i) {
+    const N place = placeOf(i), whole = floor(place);
+    if (any(whole != begin + N(static_cast<float>(i)))) return false;
+    fractions[i] = place - whole;
+  }
+  if (any(N(static_cast<float>(kFarOut)) < magnitude(begin))) return false;
+  float wholes[N::kCount];
+  store(begin, wholes);
+  for (int lane = 0; lane < N::kCount; ++lane) {
+    begins[lane] = static_cast<int>(wholes[lane]);
+  }
+  return true;
+}
+
+}  // namespace host
 
 /// Windows in lanes read their bytes once for each movement, several at a time, and blend each line
 /// of them along the row once for both rows of samples that it takes part in. Where roundings drive
@@ -85,90 +122,84 @@ class MovingWindow<host::Lanes<1>, Codec> {
   static constexpr int kLanes = N::kCount;
   static constexpr int kMostReach = 15;
   static constexpr int kMostSide = 2 * kMostReach + 1;
-  static constexpr int kWordBytes = 4;
-  static constexpr int kMostWords = (kMostSide + 1) / kWordBytes;
+  static constexpr int kWordBytes = 8;
+  static constexpr int kMostWords = (kMostSide + kWordBytes) / kWordBytes;
 
  public:
   MovingWindow(const Bytes& image, const Place& at, const Halo& reach)
       : image_(image),
         at_(at),
         reach_(reach),
-        isSmall_(reach.across <= kMostReach && reach.down <= kMostReach),
+        isSmall_(reach.across <= kMostReach && reach.down <= kMostReach && at.x < host::kFarOut &&
+                 at.y < host::kFarOut),
         columns_(2 * reach.across + 1),
-        rows_(2 * reach.down + 1) {}
+        rows_(2 * reach.down + 1),
+        words_((columns_ + kWordBytes) / kWordBytes),
+        firstColumn_(
+            fill(static_cast<N*>(nullptr),
+                 [&](int lane) { return static_cast<float>(at.x + lane - reach.across); })),
+        firstRow_(static_cast<float>(at.y - reach.down)) {
+    std::fill_n(stagedLeft_, kLanes, INT_MIN);
+  }
 
   void open(const N& u, const N& v) {
     u_ = u;
     v_ = v;
-    isTogether_ = isSmall_ && placeLines(columns_, -reach_.across, u, at_.x, 1, across_, left_) &&
-                  placeLines(rows_, -reach_.down, v, at_.y, 0, down_, top_);
+    isTogether_ = isSmall_ && host::placeLines(columns_, firstColumn_, u, across_, left_) &&
+                  host::placeLines(rows_, firstRow_, v, down_, top_);
     if (isTogether_) stage();
   }
 
-  void startRow(int dy) {
-    row_ = dy + reach_.down;
-    dy_ = dy;
-    if (!isTogether_) return;
-    if (row_ == 0) blendLine(0);
-    blendLine(row_ + 1);
-  }
-
-  N sample(int dx) const {
-    if (!isTogether_) return apart(dx);
-    const int column = dx + reach_.across;
-    const N lines[2] = {lines_[row_ % 2][column], lines_[(row_ + 1) % 2][column]};
-    const N weights[1] = {down_[row_]};
-    return Bilinear::blend(lines, weights);
+  template <class Use>
+  void row(int dy, const Use& use) {
+    if (!isTogether_) {
+      for (int dx = -reach_.across; dx <= reach_.across; ++dx) use(dx, apart(dx, dy));
+      return;
+    }
+    const int r = dy + reach_.down;
+    if (r == 0) blendLine(0);
+    blendLine(r + 1);
+    const N* const above = lines_[r % 2];
+    const N* const below = lines_[(r + 1) % 2];
+    const N weights[1] = {down_[r]};
+    for (int c = 0; c < columns_; ++c) {
+      const N lines[2] = {above[c], below[c]};
+      use(c - reach_.across, Bilinear::blend(lines, weights));
+    }
   }
 
  private:
-  /// The fractions of a window's columns or rows, and each lane's first pixel. False if not each is
-  /// the neighbour of the one before, or they are so far out that floats have no fractions.
-  static bool placeLines(int count, int first, const N& movement, int at, int step, N* fractions,
-                         int* begins) {
-    const N half(0.5f);
-    const auto placeOf = [&](int i) {
-      const N centre = fill(static_cast<N*>(nullptr), [&](int lane) {
-        return static_cast<float>(at + step * lane + first + i);
-      });
-      return centre + movement - half;
-    };
-    const N begin = floor(placeOf(0));
-    for (int i = 0; i < count; ++i) {
-      const N place = placeOf(i), whole = floor(place);
-      if (any(whole != begin + N(static_cast<float>(i)))) return false;
-      fractions[i] = place - whole;
-    }
-    constexpr float kFar = 0x1p22f;
-    float wholes[kLanes];
-    store(begin, wholes);
+  /// Fetches the bytes of the windows that look at other pixels than before.
+  void stage() {
     for (int lane = 0; lane < kLanes; ++lane) {
-      if (!(wholes[lane] > -kFar && wholes[lane] < kFar)) return false;
-      begins[lane] = static_cast<int>(wholes[lane]);
+      const int left = left_[lane], top = top_[lane];
+      if (left == stagedLeft_[lane] && top == stagedTop_[lane]) continue;
+      stagedLeft_[lane] = left;
+      stagedTop_[lane] = top;
+      const bool inside = left >= 0 && left + words_ * kWordBytes <= image_.width && top >= 0 &&
+                          top + rows_ < image_.height;
+      if (inside) {
+        const std::uint8_t* row = rowOf(image_, top) + left;
+        for (int r = 0; r <= rows_; ++r, row += image_.pitch) {
+          for (int k = 0; k < words_; ++k) {
+            std::memcpy(&bytes_[r][k][lane], row + k * kWordBytes, kWordBytes);
+          }
+        }
+      } else {
+        stageAtEdge(left, top, lane);
+      }
     }
-    return true;
   }
 
-  /// Fetches the bytes of all windows.
-  void stage() {
-    words_ = (columns_ + 1 + kWordBytes - 1) / kWordBytes;
-    for (int lane = 0; lane < kLanes; ++lane) {
-      const int left = left_[lane];
-      const bool inside = left >= 0 && left + words_ * kWordBytes <= image_.width;
-      for (int r = 0; r <= rows_; ++r) {
-        const std::uint8_t* const row =
-            rowOf(image_, EdgeBorder::limit(top_[lane] + r, image_.height));
-        for (int k = 0; k < words_; ++k) {
-          std::uint8_t word[kWordBytes];
-          if (inside) {
-            std::memcpy(word, row + left + k * kWordBytes, sizeof word);
-          } else {
-            for (int b = 0; b < kWordBytes; ++b) {
-              word[b] = row[EdgeBorder::limit(left + k * kWordBytes + b, image_.width)];
-            }
-          }
-          std::memcpy(&bytes_[r][k][lane], word, sizeof word);
+  void stageAtEdge(int left, int top, int lane) {
+    for (int r = 0; r <= rows_; ++r) {
+      const std::uint8_t* const row = rowOf(image_, EdgeBorder::limit(top + r, image_.height));
+      for (int k = 0; k < words_; ++k) {
+        std::uint8_t word[kWordBytes];
+        for (int b = 0; b < kWordBytes; ++b) {
+          word[b] = row[EdgeBorder::limit(left + k * kWordBytes + b, image_.width)];
         }
+        std::memcpy(&bytes_[r][k][lane], word, sizeof word);
       }
     }
   }
@@ -189,15 +220,14 @@ class MovingWindow<host::Lanes<1>, Codec> {
     return Codec::load(byteOf(static_cast<N*>(nullptr), bytes_[r][c / kWordBytes], c % kWordBytes));
   }
 
-  N apart(int dx) const {
+  [[gnu::noinline]] N apart(int dx, int dy) const {
     float u[kLanes], v[kLanes];
     store(u_, u);
     store(v_, v);
     return fill(static_cast<N*>(nullptr), [&](int lane) {
       One one(image_, {at_.x + lane, at_.y}, reach_);
       one.open(u[lane], v[lane]);
-      one.startRow(dy_);
-      return one.sample(dx);
+      return one.sample(dx, dy);
     });
   }
 
@@ -205,13 +235,13 @@ class MovingWindow<host::Lanes<1>, Codec> {
   Place at_;
   Halo reach_;
   bool isSmall_, isTogether_ = false;
-  int columns_, rows_, words_ = 0;
-  int row_ = 0, dy_ = 0;
+  int columns_, rows_, words_;
+  N firstColumn_, firstRow_;
   N u_, v_;
-  int left_[kLanes], top_[kLanes];
+  int left_[kLanes], top_[kLanes], stagedLeft_[kLanes], stagedTop_[kLanes];
   N across_[kMostSide], down_[kMostSide];
   N lines_[2][kMostSide];
-  alignas(64) std::uint32_t bytes_[kMostSide + 1][kMostWords][kLanes];
+  alignas(64) std::uint64_t bytes_[kMostSide + 1][kMostWords][kLanes];
 };
 
 #endif

@@ -113,12 +113,15 @@ struct kernel_lucasKanade {
       window.open(across, down);
       N bx = zero, by = zero;
       for (int dy = -reach.down; dy <= reach.down; ++dy) {
-        window.startRow(dy);
-        for (int dx = -reach.across; dx <= reach.across; ++dx) {
-          const N d = at<N>(first, place, dx, dy) - N(255.0f) * window.sample(dx);
-          bx = bx + at<N>(gx, place, dx, dy) * d;
-          by = by + at<N>(gy, place, dx, dy) * d;
-        }
+        const auto row = [&](const Floats& plane) {
+          return engine::rowOf(plane, place.y + dy) + place.x;
+        };
+        const float *pixels = row(first), *slopesX = row(gx), *slopesY = row(gy);
+        window.row(dy, [&](int dx, const N& moved) {
+          const N d = load(type<N>(), pixels + dx) - N(255.0f) * moved;
+          bx = bx + load(type<N>(), slopesX + dx) * d;
+          by = by + load(type<N>(), slopesY + dx) * d;
+        });
       }
       const N du = (bx * gyy - by * gxy) / det, dv = (by * gxx - bx * gxy) / det;
       across = select(moving, across + du, across);

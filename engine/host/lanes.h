@@ -164,12 +164,15 @@ struct Lanes {
     return each([&](int i) { return hn::LoadU(kFloats, from + i * kVectorLanes); });
   }
   /// Byte `b` of each word.
-  friend Lanes byteOf(Lanes*, const std::uint32_t* words, int b) {
-    constexpr hn::RebindToUnsigned<decltype(kFloats)> kWords;
+  friend Lanes byteOf(Lanes*, const std::uint64_t* words, int b) {
+    constexpr hn::RebindToUnsigned<decltype(kFloats)> kHalves;
     constexpr hn::RebindToSigned<decltype(kFloats)> kInts;
     return each([&](int i) {
-      const auto word = hn::LoadU(kWords, words + i * kVectorLanes);
-      const auto byte = hn::And(hn::ShiftRightSame(word, 8 * b), hn::Set(kWords, 255));
+      const auto* const from = reinterpret_cast<const std::uint32_t*>(words + i * kVectorLanes);
+      const auto first = hn::LoadU(kHalves, from), second = hn::LoadU(kHalves, from + kVectorLanes);
+      const auto half =
+          b < 4 ? hn::ConcatEven(kHalves, second, first) : hn::ConcatOdd(kHalves, second, first);
+      const auto byte = hn::And(hn::ShiftRightSame(half, 8 * (b % 4)), hn::Set(kHalves, 255));
       return hn::ConvertTo(kFloats, hn::BitCast(kInts, byte));
     });
   }

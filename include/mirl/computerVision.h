@@ -9,6 +9,66 @@
 /// What moves, and where to, between images.
 namespace mirl::computerVision {
 
+/// Follows points from one image into another one by the method of Lucas and Kanade ("An Iterative
+/// Image Registration Technique", 1981) on pyramids, with the slopes of both images.
+///
+/// Both are unsigned 8-bit images of 1 channel and one size, `features1` a host array of `count`
+/// points in pixels of the full size. `features2` becomes a new array of as many, in their order,
+/// made by `new[]`, which the caller releases by `delete[]`; what it was before isn't looked at. A
+/// count of 0 or less gives an empty array. A feature's value says what became of it:
+///
+///      0   tracked: the position is the new one
+///     -2   lost: too little structure in the window; the position is that of the level before
+///     -3   no step was made, `maxIterations` being 0 or less
+///     -4   lost: the position left the image; the position is that of the level before
+///     -5   the images differ by more than `maxResidual` there; the position is the new one
+///
+/// Features that come with -2 or -4 are returned as they are; all other values are tracked.
+///
+/// Level l, from `levels` down to 0, is both images resized linearly from the full size, to the
+/// truncated products of its sides with s, the `levels`-fold product of `scale` with itself and so
+/// on up to 1, in float; what positions are multiplied with is that of the coarsest level, divided by
+/// `scale` from level to level. The window has the half extents hw and hh, half of the criteria's
+/// `window` rounded down. On each level, with A the feature, B where it is believed to be, (x1, y1)
+/// and (x2, y2) their products with s, and sums that begin with 0, dx from -hw to hw outside, dy from
+/// -hh to hh inside, in float and each operation rounded by itself:
+///
+///     gx = gx1 + gx2,  gy = gy1 + gy2,  d = I1 - I2
+///     Gxx, Gyy, Gxy, ex, ey, r = the sums of gx * gx, gy * gy, gx * gy, d * gx, d * gy, abs(d)
+///     det = Gxx * Gyy - Gxy * Gxy
+///     x2 += (Gyy * ex - Gxy * ey) / det,  y2 += (Gxx * ey - Gxy * ex) / det
+///
+/// until both steps are below `minDisplacement`, or `maxIterations` times; B becomes (x2, y2)
+/// divided by s. It ends with -4 before a step where one of the four coordinates is below 0 or not
+/// below the level's size, with -2 where abs(det) is at most 0.01, and with -5 in the end where the
+/// last r, before its step, divided by the window's width * height is above `maxResidual`.
+///
+/// I1, gx1 and gy1 are what the first image and its slopes are at (X, Y) = (x1 + dx - 0.5,
+/// y1 + dy - 0.5), I2, gx2 and gy2 the second one's at x2, y2 likewise. A slope is
+/// (I(x + 1, y) - I(x - 1, y)) * 0.5, downwards likewise; between pixels all are bilinear, the edge
+/// going on for ever: of the neighbours a, b above c, d and the fractions f, g of X and Y
+///
+///     above = a + f * (b - a),  below = c + f * (d - c),  value = above + g * (below - above)
+///
+/// each product not rounded before its sum. Both images are sampled half a pixel to the upper left,
+/// so identical images leave a feature where it is.
+///
+/// The call waits for its stream. In this order: `MIRL_IMAGE_NOT_INITIALIZED` if an image is empty;
+/// `MIRL_DEPTH_NOT_SUPPORTED` and `MIRL_CHANNELS_NOT_SUPPORTED` if the first one hasn't 8 bits or 1
+/// channel; `MIRL_MISMATCH` if they differ in width, height, depth or channels;
+/// `MIRL_INVALID_ARGUMENT` unless `scale` is above 0 and below 1, for fewer than 0 or more than 1000
+/// levels, and for window sides beyond 32767 or below -32767; `MIRL_NPP_FAILED` for a level without a
+/// pixel; `MIRL_NULL_POINTER` for a null `features1` with a count above 0; `MIRL_TYPE_NOT_SUPPORTED`
+/// for signed images; `MIRL_MISMATCH` for images or a stream of two devices, `MIRL_INVALID_ARGUMENT`
+/// for a dead stream; `MIRL_DEVICE_ALLOC_FAILED` without memory; `MIRL_COPY_H2D_FAILED`;
+/// `MIRL_COPY_D2H_FAILED`, with `features2` a new array of zeros; `MIRL_KERNEL_FAILED` if the work
+/// fails. With all others `features2` stays as it is.
+MIRL_API MirlStatus trackFeatures(const MirlImage& image1, const MirlImage& image2,
+                                  MirlPointValue2D<float, float>* features1,
+                                  MirlPointValue2D<float, float>*& features2, int count,
+                                  MirlTrackingCriteria criteria,
+                                  const MirlStream& stream = MirlStream());
+
 /// Dense flow between two images by the iteration of Horn and Schunck ("Determining Optical Flow",
 /// 1981), each pixel by itself: what smooths is the weight `alpha` alone, no neighbour's flow.
 ///
