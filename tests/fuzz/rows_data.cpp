@@ -59,6 +59,52 @@ MirlStatus flow(Draw& draw, const Run& run) {
   return status;
 }
 
+/// Criteria for few samples in all, and hostile ones.
+MirlTrackingCriteria criteria(Draw& draw) {
+  MirlTrackingCriteria made;
+  made.levels = draw.chance(10) ? draw.integer() : draw.upTo(4);
+  made.window = {draw.chance(16) ? draw.upTo(60) - 20 : draw.upTo(6),
+                 draw.chance(16) ? draw.upTo(60) - 20 : draw.upTo(6)};
+  made.maxIterations = draw.upTo(8) - 1;
+  made.minDisplacement = draw.chance(6) ? static_cast<float>(draw.real()) : 0.01f;
+  made.maxResidual = draw.chance(6) ? static_cast<float>(draw.real()) : 20.0f;
+  made.scale = draw.chance(6) ? static_cast<float>(draw.real()) : 0.6f;
+  draw.tell(" %d levels, window %dx%d, %d steps", made.levels, made.window.width,
+            made.window.height, made.maxIterations);
+  return made;
+}
+
+MirlStatus track(Draw& draw) {
+  using Feature = MirlPointValue2D<float, float>;
+  const MirlImage &first = draw.input(), &second = draw.input();
+  const MirlTrackingCriteria how = criteria(draw);
+  std::vector<Feature> features(static_cast<std::size_t>(draw.upTo(40)));
+  for (Feature& feature : features) {
+    feature.x = static_cast<float>(draw.chance(20) ? draw.real() : draw.upTo(60));
+    feature.y = static_cast<float>(draw.chance(20) ? draw.real() : draw.upTo(30));
+    feature.value = static_cast<float>(-draw.upTo(6));
+  }
+  Feature* const from = draw.chance(12) ? nullptr : features.data();
+  const MirlStream& stream = draw.stream();
+  Feature unset, *tracked = &unset;
+  const auto count = static_cast<int>(features.size());
+  const MirlStatus status = draw.call([&] {
+    return computerVision::trackFeatures(first, second, from, tracked, count, how, stream);
+  });
+  if (tracked == &unset) {
+    if (status == MIRL_SUCCESS) draw.broken("no array");
+    return status;
+  }
+  if (status != MIRL_SUCCESS && status != MIRL_COPY_D2H_FAILED) draw.broken("an array in vain");
+  for (int i = 0; i < count && status == MIRL_SUCCESS; ++i) {
+    for (const float value : {tracked[i].x, tracked[i].y, tracked[i].value}) {
+      draw.result(static_cast<double>(value));
+    }
+  }
+  delete[] tracked;
+  return status;
+}
+
 /// Margins that are cut off or added, mostly such as the images have room for.
 template <class Length>
 MirlStatus margins(Draw& draw, MirlStatus (*run)(const MirlImage&, MirlImage&, Length, Length,
@@ -155,6 +201,17 @@ Rows rowsOfData() {
          });
        },
        {.in = {MIRL_8U_C1}, .also = statuses(MIRL_MATRIX_SIZE_MISMATCH)}},
+      {"opticalFlowPyrLKDense",
+       [](Draw& draw) {
+         return flow(draw, [](Draw& numbers) {
+           const MirlTrackingCriteria how = criteria(numbers);
+           return [=](In a, In b, float* x, float* y, Stream s) {
+             return computerVision::opticalFlowPyrLKDense(a, b, x, y, how, s);
+           };
+         });
+       },
+       {.in = {MIRL_8U_C1}}},
+      {"trackFeatures", track, {.in = {MIRL_8U_C1}, .also = statuses(MIRL_NPP_FAILED)}},
       row("min", of<In, MirlScalar&>(imageStatistics::min)),
       row("max", of<In, MirlScalar&>(imageStatistics::max)),
       row("minMax", minMax),
