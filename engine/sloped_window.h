@@ -105,12 +105,7 @@ class SlopedWindow<host::Lanes<1>> {
         isSmall_ &&
         host::placeLines(columns_, N(static_cast<float>(-reach_.across)), x, across_, left_) &&
         host::placeLines(rows_, N(static_cast<float>(-reach_.down)), y, down_, top_);
-    for (int lane = 0; isTogether_ && lane < kLanes; ++lane) {
-      if (left_[lane] == stagedLeft_[lane] && top_[lane] == stagedTop_[lane]) continue;
-      stagedLeft_[lane] = left_[lane];
-      stagedTop_[lane] = top_[lane];
-      stage(lane);
-    }
+    if (isTogether_) stage();
   }
 
   template <class Use>
@@ -152,25 +147,59 @@ class SlopedWindow<host::Lanes<1>> {
     return made;
   }
 
-  void stage(int lane) {
-    const int left = left_[lane], top = top_[lane];
-    const bool inside = left > 0 && top > 0 && left + columns_ + 1 < image_.width &&
-                        top + rows_ + 1 < image_.height;
-    for (int r = 0; r <= rows_; ++r) {
+  void stage() {
+    bool changed = false;
+    for (int lane = 0; lane < kLanes; ++lane) {
+      const int left = left_[lane], top = top_[lane];
+      if (left == stagedLeft_[lane] && top == stagedTop_[lane]) continue;
+      stagedLeft_[lane] = left;
+      stagedTop_[lane] = top;
+      isAtEdge_[lane] = !(left > 0 && top > 0 && left + columns_ + 1 < image_.width &&
+                          top + rows_ + 1 < image_.height);
+      fetch(lane);
+      changed = true;
+    }
+    if (!changed) return;
+    slope();
+    for (int lane = 0; lane < kLanes; ++lane) {
+      if (isAtEdge_[lane]) slopeAtEdge(lane);
+    }
+  }
+
+  /// The bytes of a lane's window and around it.
+  void fetch(int lane) {
+    const int left = left_[lane] - 1, top = top_[lane] - 1;
+    for (int r = 0; r < rows_ + 3; ++r) {
       const std::uint8_t* const row = rowOf(image_, EdgeBorder::limit(top + r, image_.height));
-      for (int c = 0; c <= columns_; ++c) {
-        float(&to)[3][kLanes] = staged_[c][r];
-        if (inside) {
-          const std::uint8_t* const at = row + left + c;
-          to[0][lane] = static_cast<float>(*at);
-          to[1][lane] = static_cast<float>(at[1] - at[-1]) * 0.5f;
-          to[2][lane] = static_cast<float>(at[image_.pitch] - at[-image_.pitch]) * 0.5f;
-        } else {
-          const Sloped<float> pixel =
-              SlopedWindow<float>::at(image_, EdgeBorder::limit(left + c, image_.width),
-                                      EdgeBorder::limit(top + r, image_.height));
-          for (int k = 0; k < 3; ++k) to[k][lane] = pixel.of[k];
-        }
+      for (int c = 0; c < columns_ + 3; ++c) {
+        const int x = isAtEdge_[lane] ? EdgeBorder::limit(left + c, image_.width) : left + c;
+        bytes_[r][c][lane] = row[x];
+      }
+    }
+  }
+
+  /// Pixels and slopes of all lanes.
+  void slope() {
+    N* const type = nullptr;
+    const N half(0.5f);
+    for (int c = 0; c <= columns_; ++c) {
+      for (int r = 0; r <= rows_; ++r) {
+        const auto at = [&](int x, int y) { return load(type, bytes_[r + 1 + y][c + 1 + x]); };
+        store(at(0, 0), staged_[c][r][0]);
+        store((at(1, 0) - at(-1, 0)) * half, staged_[c][r][1]);
+        store((at(0, 1) - at(0, -1)) * half, staged_[c][r][2]);
+      }
+    }
+  }
+
+  /// The slopes outside the image are those of its edge.
+  void slopeAtEdge(int lane) {
+    for (int c = 0; c <= columns_; ++c) {
+      for (int r = 0; r <= rows_; ++r) {
+        const Sloped<float> pixel =
+            SlopedWindow<float>::at(image_, EdgeBorder::limit(left_[lane] + c, image_.width),
+                                    EdgeBorder::limit(top_[lane] + r, image_.height));
+        for (int k = 0; k < 3; ++k) staged_[c][r][k][lane] = pixel.of[k];
       }
     }
   }
@@ -196,7 +225,9 @@ class SlopedWindow<host::Lanes<1>> {
   int columns_, rows_;
   N x_, y_;
   int left_[kLanes], top_[kLanes], stagedLeft_[kLanes], stagedTop_[kLanes];
+  bool isAtEdge_[kLanes];
   N across_[kMostSide], down_[kMostSide];
+  std::uint8_t bytes_[kMostSide + 3][kMostSide + 3][kLanes];
   alignas(64) float staged_[kMostSide + 1][kMostSide + 1][3][kLanes];
 };
 

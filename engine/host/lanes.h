@@ -176,6 +176,14 @@ struct Lanes {
       return hn::ConvertTo(kFloats, hn::BitCast(kInts, byte));
     });
   }
+  friend Lanes load(Lanes*, const std::uint8_t* from) {
+    constexpr hn::Rebind<std::uint8_t, decltype(kFloats)> kBytes;
+    constexpr hn::RebindToSigned<decltype(kFloats)> kInts;
+    return each([&](int i) {
+      const auto bytes = hn::LoadU(kBytes, from + i * kVectorLanes);
+      return hn::ConvertTo(kFloats, hn::PromoteTo(kInts, bytes));
+    });
+  }
   /// Of `make(0)`, `make(1)` and so on.
   template <class Make>
   friend Lanes fill(Lanes*, const Make& make) {

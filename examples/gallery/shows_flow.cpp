@@ -140,7 +140,11 @@ const Show kShows[] = {
      [](Stage& s) {
        return flowOf(
            s, [](const MirlImage& a, const MirlImage& b, Flow& flow, const MirlStream& stream) {
-             return opticalFlowPyrLKDense(a, b, flow.x.data(), flow.y.data(), {3, {7, 7}}, stream);
+             const MirlStatus status =
+                 opticalFlowPyrLKDense(a, b, flow.x.data(), flow.y.data(), {3, {7, 7}}, stream);
+             for (float& x : flow.x) x -= 0.5f;  // what the operation adds to a motion
+             for (float& y : flow.y) y -= 0.5f;
+             return status;
            });
      }},
     {kVision, "opticalFlowHS", "each pixel by itself", "rubberwhale1", true,
