@@ -12,7 +12,7 @@ struct Sloped {
   N of[3];
 };
 
-/// Samples of windows, one around each lane's place. Sample (dx, dy) of that around (x, y) is the
+/// Samples of windows, one around each lane's place, which is in the image. Sample (dx, dy) of that around (x, y) is the
 /// bilinear blend of `Bilinear` at (x + dx - 0.5, y + dy - 0.5), sums from the left and rounded one
 /// by one, the edge going on for ever: of the image's pixels, and of their slopes, half of the
 /// difference of the pixels to either side.
@@ -192,15 +192,17 @@ class SlopedWindow<host::Lanes<1>> {
     }
   }
 
-  /// The slopes outside the image are those of its edge.
+  /// Outside the image slopes are those of its edge, which a window around a place within sees.
   void slopeAtEdge(int lane) {
     for (int c = 0; c <= columns_; ++c) {
-      for (int r = 0; r <= rows_; ++r) {
-        const Sloped<float> pixel =
-            SlopedWindow<float>::at(image_, EdgeBorder::limit(left_[lane] + c, image_.width),
-                                    EdgeBorder::limit(top_[lane] + r, image_.height));
-        for (int k = 0; k < 3; ++k) staged_[c][r][k][lane] = pixel.of[k];
-      }
+      const int edge = EdgeBorder::limit(left_[lane] + c, image_.width) - left_[lane];
+      if (edge == c || edge < 0 || edge > columns_) continue;
+      for (int r = 0; r <= rows_; ++r) staged_[c][r][1][lane] = staged_[edge][r][1][lane];
+    }
+    for (int r = 0; r <= rows_; ++r) {
+      const int edge = EdgeBorder::limit(top_[lane] + r, image_.height) - top_[lane];
+      if (edge == r || edge < 0 || edge > rows_) continue;
+      for (int c = 0; c <= columns_; ++c) staged_[c][r][2][lane] = staged_[c][edge][2][lane];
     }
   }
 
