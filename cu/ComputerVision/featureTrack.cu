@@ -112,7 +112,8 @@ struct kernel_track {
       tracked.value = select(textured, N(kTracked), tracked.value);
       x2 = select(textured, x2 + dx, x2);
       y2 = select(textured, y2 + dy, y2);
-      moving = except(textured, (magnitude(dx) < small) & (magnitude(dy) < small));
+      const auto smallX = magnitude(dx) < small, smallY = magnitude(dy) < small;
+      moving = except(textured, smallX & smallY);
     }
     const auto done = except(going, ended);
     const auto different = done & (N(maxResidual) < residual / N(area));

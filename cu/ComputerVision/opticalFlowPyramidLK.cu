@@ -126,7 +126,8 @@ struct kernel_lucasKanade {
       const N du = (bx * gyy - by * gxy) / det, dv = (by * gxx - bx * gxy) / det;
       across = select(moving, across + du, across);
       down = select(moving, down + dv, down);
-      moving = except(moving, (magnitude(du) < small) & (magnitude(dv) < small));
+      const auto smallX = magnitude(du) < small, smallY = magnitude(dv) < small;
+      moving = except(moving, smallX & smallY);
     }
   }
 };
