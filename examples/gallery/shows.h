@@ -24,6 +24,7 @@ std::span<const Show> basicShows();
 std::span<const Show> colorShows();
 std::span<const Show> enhancementShows();
 std::span<const Show> filteringShows();
+std::span<const Show> flowShows();
 std::span<const Show> geometryShows();
 std::span<const Show> sensorShows();
 std::span<const Show> statisticsShows();

@@ -4,6 +4,7 @@
 #include <mirl/arithmeticLogical.h>
 #include <mirl/colorEnhancement.h>
 #include <mirl/colorOperations.h>
+#include <mirl/computerVision.h>
 #include <mirl/dataExchange.h>
 #include <mirl/device.h>
 #include <mirl/filter.h>

@@ -34,6 +34,77 @@ MirlStatus bands(Draw& draw) {
   return draw.call([&] { return imageTransforms::haarFwd(source, a, b, c, d, stream); });
 }
 
+/// A flow between two images, into arrays that are checked behind their ends, or null.
+template <class Run>
+MirlStatus flow(Draw& draw, const Run& run) {
+  const MirlImage &first = draw.input(), &second = draw.input();
+  const auto pixels = static_cast<std::size_t>(first.width()) *
+                      static_cast<std::size_t>(first.isInitialized() ? first.height() : 0);
+  constexpr std::size_t kBehind = 4;
+  std::vector<float> x(pixels + kBehind, -7), y = x;
+  const bool hasX = !draw.chance(12), hasY = !draw.chance(12);
+  const auto call = run(draw);
+  const MirlStream& stream = draw.stream();
+  const MirlStatus status = draw.call([&] {
+    return call(first, second, hasX ? x.data() : nullptr, hasY ? y.data() : nullptr, stream);
+  });
+  for (std::vector<float>* flow : {&x, &y}) {
+    for (std::size_t i = status == MIRL_SUCCESS ? pixels : 0; i < pixels + kBehind; ++i) {
+      if ((*flow)[i] != -7 && status != MIRL_COPY_D2H_FAILED && status != MIRL_KERNEL_FAILED) {
+        draw.broken("wrote where it had no business");
+      }
+    }
+    for (const float value : *flow) draw.result(static_cast<double>(value));
+  }
+  return status;
+}
+
+/// Criteria for few samples in all, and hostile ones.
+MirlTrackingCriteria criteria(Draw& draw) {
+  MirlTrackingCriteria made;
+  made.levels = draw.chance(10) ? draw.integer() : draw.upTo(4);
+  made.window = {draw.chance(16) ? draw.upTo(60) - 20 : draw.upTo(6),
+                 draw.chance(16) ? draw.upTo(60) - 20 : draw.upTo(6)};
+  made.maxIterations = draw.upTo(8) - 1;
+  made.minDisplacement = draw.chance(6) ? static_cast<float>(draw.real()) : 0.01f;
+  made.maxResidual = draw.chance(6) ? static_cast<float>(draw.real()) : 20.0f;
+  made.scale = draw.chance(6) ? static_cast<float>(draw.real()) : 0.6f;
+  draw.tell(" %d levels, window %dx%d, %d steps", made.levels, made.window.width,
+            made.window.height, made.maxIterations);
+  return made;
+}
+
+MirlStatus track(Draw& draw) {
+  using Feature = MirlPointValue2D<float, float>;
+  const MirlImage &first = draw.input(), &second = draw.input();
+  const MirlTrackingCriteria how = criteria(draw);
+  std::vector<Feature> features(static_cast<std::size_t>(draw.upTo(40)));
+  for (Feature& feature : features) {
+    feature.x = static_cast<float>(draw.chance(20) ? draw.real() : draw.upTo(60));
+    feature.y = static_cast<float>(draw.chance(20) ? draw.real() : draw.upTo(30));
+    feature.value = static_cast<float>(-draw.upTo(6));
+  }
+  Feature* const from = draw.chance(12) ? nullptr : features.data();
+  const MirlStream& stream = draw.stream();
+  Feature unset, *tracked = &unset;
+  const auto count = static_cast<int>(features.size());
+  const MirlStatus status = draw.call([&] {
+    return computerVision::trackFeatures(first, second, from, tracked, count, how, stream);
+  });
+  if (tracked == &unset) {
+    if (status == MIRL_SUCCESS) draw.broken("no array");
+    return status;
+  }
+  if (status != MIRL_SUCCESS && status != MIRL_COPY_D2H_FAILED) draw.broken("an array in vain");
+  for (int i = 0; i < count && status == MIRL_SUCCESS; ++i) {
+    for (const float value : {tracked[i].x, tracked[i].y, tracked[i].value}) {
+      draw.result(static_cast<double>(value));
+    }
+  }
+  delete[] tracked;
+  return status;
+}
+
 /// Margins that are cut off or added, mostly such as the images have room for.
 template <class Length>
 MirlStatus margins(Draw& draw, MirlStatus (*run)(const MirlImage&, MirlImage&, Length, Length,
@@ -123,6 +194,29 @@ Rows rowsOfData() {
        {.unset = true,
         .changes = statuses(MIRL_MISMATCH, MIRL_TYPE_NOT_SUPPORTED, MIRL_IN_PLACE_NOT_SUPPORTED)}},
       row("haarInv", haarInv, {.in = bytes.in, .unset = true}),
+      {"opticalFlowHS",
+       [](Draw& draw) {
+         return flow(draw, [](Draw& numbers) {
+           const auto alpha = static_cast<float>(numbers.real());
+           const int steps = numbers.chance(4) ? -numbers.upTo(2) : numbers.upTo(200);
+           numbers.tell(" alpha %g, %d steps", static_cast<double>(alpha), steps);
+           return [=](In a, In b, float* x, float* y, Stream s) {
+             return computerVision::opticalFlowHS(a, b, x, y, false, alpha, steps, s);
+           };
+         });
+       },
+       {.in = {MIRL_8U_C1}, .also = statuses(MIRL_MATRIX_SIZE_MISMATCH)}},
+      {"opticalFlowPyrLKDense",
+       [](Draw& draw) {
+         return flow(draw, [](Draw& numbers) {
+           const MirlTrackingCriteria how = criteria(numbers);
+           return [=](In a, In b, float* x, float* y, Stream s) {
+             return computerVision::opticalFlowPyrLKDense(a, b, x, y, how, s);
+           };
+         });
+       },
+       {.in = {MIRL_8U_C1}}},
+      {"trackFeatures", track, {.in = {MIRL_8U_C1}, .also = statuses(MIRL_NPP_FAILED)}},
       row("min", of<In, MirlScalar&>(imageStatistics::min)),
       row("max", of<In, MirlScalar&>(imageStatistics::max)),
       row("minMax", minMax),
