@@ -6,7 +6,7 @@ std::vector<Show> shows() {
   std::vector<Show> all;
   for (const std::span<const Show>& table :
        {basicShows(), colorShows(), toneShows(), enhancementShows(), sensorShows(),
-        filteringShows(), geometryShows(), transformShows(), statisticsShows()}) {
+        filteringShows(), geometryShows(), transformShows(), visionShows(), statisticsShows()}) {
     all.insert(all.end(), table.begin(), table.end());
   }
   return all;
