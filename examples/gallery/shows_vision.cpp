@@ -16,7 +16,7 @@ MirlImage sideBySide(Stage& s, const MirlPyramid& pyramid, float shift) {
                 large.channels() == 1 ? MIRL_8U_C1 : MIRL_8U_C3);
   check(all.set(24.0, s.stream), "set");
   int y = 0;
-  for (int i = 0; i < pyramid.levels(); ++i) {
+  for (int i = 0; i < pyramid.levels() && pyramid[i].isInitialized(); ++i) {
     const MirlImage level = s.in(all.type(), pyramid[i], shift > 0 ? 3.0f : 1.0f, shift);
     const MirlSize size = level.size();
     check(level.copyTo(all, {i == 0 ? 0 : large.width(), y}, {0, 0, size.width, size.height},
