@@ -22,6 +22,10 @@ struct ImageAccess {
   static MirlStatus createPitched(MirlImage& image, mirl::runtime::Device& device, int width,
                                   int height, const int* pitch, int depth, int channels);
 
+  /// Makes an empty image of memory on a device. The image frees it, unless it is cleared before.
+  static void lend(MirlImage& image, mirl::runtime::Device& device, void* data, int pitch,
+                   int width, int height, int depth, int channels);
+
   /// Copies the format fields that a deep copy carries over.
   static void copyMetadata(const MirlImage& from, MirlImage& to);
 

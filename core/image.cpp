@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 
 using mirl::runtime::Device;
 
@@ -169,13 +170,19 @@ MirlStatus ImageAccess::createPitched(MirlImage& image, Device& device, int widt
     }
   }
 
+  lend(image, device, data, static_cast<int>(bytesApart), width, height, depth, channels);
+  return MIRL_SUCCESS;
+}
+
+void ImageAccess::lend(MirlImage& image, Device& device, void* data, int pitch, int width,
+                       int height, int depth, int channels) {
   image.initialized_ = true;
   image.isSigned_ = depth < 0;
   image.data_ = data;
   image.width_ = width;
   image.height_ = height;
-  image.pitch_ = static_cast<int>(bytesApart);
-  image.depth_ = static_cast<int>(magnitude);
+  image.pitch_ = pitch;
+  image.depth_ = std::abs(depth);
   image.channels_ = channels;
   image.dataBits_ = image.depth_;
   image.channelSeq_ = channels == 3   ? MIRL_CHANNELSEQ_BGR
@@ -184,7 +191,6 @@ MirlStatus ImageAccess::createPitched(MirlImage& image, Device& device, int widt
   image.type_ = mirl::depthAndChannelsToType(image.depth_, channels, image.isSigned_);
   image.device_ = device.id();
   image.deviceEpoch_ = device.epoch();
-  return MIRL_SUCCESS;
 }
 
 void ImageAccess::copyMetadata(const MirlImage& from, MirlImage& to) {

@@ -6,7 +6,8 @@ std::vector<Show> shows() {
   std::vector<Show> all;
   for (const std::span<const Show>& table :
        {basicShows(), colorShows(), toneShows(), enhancementShows(), sensorShows(),
-        filteringShows(), geometryShows(), transformShows(), statisticsShows(), flowShows()}) {
+        filteringShows(), geometryShows(), transformShows(), visionShows(), flowShows(),
+        statisticsShows()}) {
     all.insert(all.end(), table.begin(), table.end());
   }
   return all;

@@ -30,6 +30,7 @@ std::span<const Show> sensorShows();
 std::span<const Show> statisticsShows();
 std::span<const Show> toneShows();
 std::span<const Show> transformShows();
+std::span<const Show> visionShows();
 
 /// All of them, in the order of the page.
 std::vector<Show> shows();

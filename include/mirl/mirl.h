@@ -17,6 +17,7 @@
 #include <mirl/io.h>
 #include <mirl/operators.h>
 #include <mirl/packedVideo.h>
+#include <mirl/pyramid.h>
 #include <mirl/records.h>
 #include <mirl/scalar.h>
 #include <mirl/sensorCorrections.h>

@@ -112,6 +112,42 @@ MirlStatus filters(Draw& draw) {
   });
 }
 
+MirlStatus pyramids(Draw& draw) {
+  const MirlImage &first = draw.input(), &second = draw.input();
+  const int steps = 1 + draw.upTo(6);
+  // Each level may be as large as all before it together.
+  const auto levels = [&] { return draw.chance(8) ? -draw.upTo(3) : draw.upTo(5); };
+  const auto scale = [&] { return draw.oneOf({0.5f, 0.7f, 1.0f, 1.5f, 0.0f, -1.0f, 0.01f}); };
+  const MirlStatus status = draw.call([&] {
+    MirlPyramid one, other;
+    for (int i = 0; i < steps; ++i) {
+      const MirlImage& image = draw.chance(2) ? first : second;
+      const auto way = static_cast<MirlInterpolationType>(draw.chance(8) ? draw.integer()
+                                                                         : draw.oneOf({1, 2, 4}));
+      const MirlSize window(draw.upTo(8), draw.upTo(8)), size(draw.upTo(70), draw.upTo(70));
+      const auto sigma = static_cast<float>(draw.real());
+      const int count = levels(), form = draw.upTo(11), k = draw.chance(4) ? draw.integer() : 1;
+      const float ratio = scale();
+      draw.tell(" %d(%d by %g)", form, count, static_cast<double>(ratio));
+      if (form == 0) one.create(size, static_cast<MirlType>(draw.upTo(12)), count, ratio);
+      if (form == 1) one.create(image, count, ratio, way);
+      if (form == 2) one = MirlPyramid(image, count, ratio, way);
+      if (form == 3) one.createGaussian(image, count, ratio, window, sigma, way);
+      if (form == 4) one.createLaplacian(image, count, ratio, window, sigma, way);
+      if (form == 5) one.createLaplacian(one[k], count, ratio, window, sigma, way);
+      if (form == 6) other = one;
+      if (form == 7) one = std::move(other);
+      if (form == 8) one.release();
+      if (form == 9) one[k].release();
+      if (form == 10) one = MirlPyramid(size, MIRL_8U_C1, count, ratio);
+      if (one.isInitialized() != (one.levels() > 0)) draw.broken("a pyramid is half made");
+    }
+    return ok;
+  });
+  draw.differs();  // levels that nothing was written to
+  return status;
+}
+
 MirlStatus histograms(Draw& draw) {
   const int steps = 1 + draw.upTo(8);
   return draw.call([&] {
@@ -193,6 +229,9 @@ Rows rowsOfClasses() {
       {"MirlStream: MirlStream operator= create destroy finished sync", streams},
       {"MirlFilter: MirlFilter operator= create release operator[] operator()", filters},
       {"MirlSpecialFilters: average gaussian laplacian unsharp prewitt scharr sobel", filters},
+      {"MirlPyramid: MirlPyramid operator= create createGaussian createLaplacian release "
+       "operator[]",
+       pyramids},
       {"MirlHistogram: MirlHistogram operator= create release", histograms},
       {"device: getCurentDevice getDeviceCount getDeviceProperties setCurrentDevice "
        "syncCurrentDevice resetCurrentDevice",
