@@ -2,6 +2,7 @@
 
 // The host path of the digest pattern: strips of columns, down which each thread goes.
 
+#include "engine/device_code.h"
 #include "engine/functor.h"
 #include "engine/host/ivdep.h"
 #include "engine/host/map.h"
@@ -20,19 +21,21 @@ inline constexpr bool hasEdge = requires {
   &F::atEdge;
 };
 
+// Parts of a functor as functors of their own, which no GPU calls.
+
 template <class F>
 struct Digesting {
-  const F& f;
+  F f;
   template <class P>
-  float operator()(const P& pixel) const {
+  MIRL_HD float operator()(const P& pixel) const {
     return f.digest(pixel);
   }
 };
 template <class F>
 struct AtEdge {
-  const F& f;
+  F f;
   template <class P>
-  P operator()(const P& pixel) const {
+  MIRL_HD P operator()(const P& pixel) const {
     return f.atEdge(pixel);
   }
 };
