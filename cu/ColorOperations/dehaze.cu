@@ -50,14 +50,15 @@ struct kernel_dehaze {
 
   template <class Neighbours>
   MIRL_HD Pixel<T, 3> operator()(const Pixel<T, 3>& pixel, const Neighbours& dark) const {
-    float sum = 0, least = engine::kGreatest<T>;
-    for (int dx = -1; dx <= 1; ++dx) {
-      for (int dy = -1; dy <= 1; ++dy) {
-        const float value = dark(dx, dy);
-        sum += value;
-        least = lesser(least, value);
-      }
-    }
+    // Without loops, which keep the host's compiler from vectors.
+    const float near[9] = {dark(-1, -1), dark(-1, 0), dark(-1, 1), dark(0, -1), dark(0, 0),
+                           dark(0, 1),   dark(1, -1), dark(1, 0),  dark(1, 1)};
+    const float sum =
+        near[0] + near[1] + near[2] + near[3] + near[4] + near[5] + near[6] + near[7] + near[8];
+    float least = lesser(engine::kGreatest<T>, near[0]);
+    least = lesser(lesser(lesser(least, near[1]), near[2]), near[3]);
+    least = lesser(lesser(lesser(least, near[4]), near[5]), near[6]);
+    least = lesser(lesser(least, near[7]), near[8]);
     const float mean = divided(sum, 9.0f, 1.0f / 9.0f);
     const float haze = dark(0, 0) < mean ? least : mean;
     const float transmission = lesser(1.0f - 0.8f * haze, 1.0f);
