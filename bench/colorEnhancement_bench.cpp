@@ -69,6 +69,13 @@ void balance(const MirlImage& in, MirlImage& out) {
   autoColor(in, out);
 }
 
+void clear(const MirlImage& in, MirlImage& out) {
+  dehaze(in, out, 220, 225, 230);
+}
+void brighten(const MirlImage& in, MirlImage& out) {
+  lowlight(in, out);
+}
+
 }  // namespace ours
 
 struct Entry {
@@ -76,6 +83,7 @@ struct Entry {
   void (*run)(const MirlImage& in, MirlImage& out);
   OpenCv openCv;
   MirlType type;
+  double passes = 3;  // images read or written: once to learn from one, then to change it
 };
 
 const bool registered = [] {
@@ -86,6 +94,10 @@ const bool registered = [] {
       {"autoColor", ours::balance, open_cv::balance, MIRL_8U_C3},
       {"autoColor", ours::balance, open_cv::balance, MIRL_16U_C3},
       {"autoColor", ours::balance, open_cv::balance, MIRL_32F_C3},
+      {"dehaze", ours::clear, open_cv::none, MIRL_8U_C3, 2},
+      {"dehaze", ours::clear, open_cv::none, MIRL_16U_C3, 2},
+      {"lowlight", ours::brighten, open_cv::none, MIRL_8U_C3, 2},
+      {"lowlight", ours::brighten, open_cv::none, MIRL_16U_C3, 2},
   };
   for (const Entry& e : entries) {
     for (const auto& [width, height] : kSizes) {
@@ -95,8 +107,7 @@ const bool registered = [] {
         MirlImage out = noise(size, e.type);
         return [=]() mutable { e.run(in, out); };
       };
-      // The image is read twice: to learn from it, and to change it.
-      add({std::string(e.name) + " " + typeName(e.type), size, 3 * bytesOf(e.type), prepare,
+      add({std::string(e.name) + " " + typeName(e.type), size, e.passes * bytesOf(e.type), prepare,
            openCvOf(e.openCv, size, e.type)});
     }
   }

@@ -494,6 +494,9 @@ inline std::vector<Operation> operations() {
        toFloat},
       {"LUT", rgb, rgb, ofTwo(LUT), lookedUp, ownTest, withTable},
       {"histEq", gray, gray, behind(histEq), equalised, serve({MIRL_8U_C1}, sameSign), ofArea},
+      // What dehaze does as well, which leaves edges unset.
+      {"lowlight", rgb, rgb, behind(lowlight), colours(type), serve(types({8, 16}, {3}), sameSign),
+       ofArea},
       {"blackGammaLUT", wide, wide, blackGamma(), lookedUpOnHost, serve(anySign3), gammaTables},
       {"imageBinary", rgb, gray, behind(imageBinary, 0.4f), toBinary, serve(bytes, ofChannels<1>)},
       {"channelSplit", rgb, gray, splits, split, serve(all3, ofChannels<1>)},

@@ -1,5 +1,7 @@
 #include "shows.h"
 
+#include <vector>
+
 // What learns from the whole photo first: equalisation, colour balance, stretching. The left half
 // of each picture is as it was before.
 
@@ -44,6 +46,23 @@ auto adjustBy(const MirlScalar& from, const MirlScalar& to, const MirlScalar& lo
   };
 }
 
+/// The photo behind haze of this light, the more the higher up in the picture.
+MirlImage hazy(Stage& s, double haze) {
+  MirlImage out = s.photo;
+  const int rows = out.height();
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(rows) *
+                                   static_cast<std::size_t>(s.photo.width()) * 3);
+  check(out.download(bytes.data(), s.photo.width() * 3), "download");
+  const std::size_t row = bytes.size() / static_cast<std::size_t>(rows);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const double far = 1 - static_cast<double>(i / row) / rows;
+    const double through = 1 - 0.75 * far;
+    bytes[i] = static_cast<unsigned char>(bytes[i] * through + haze * (1 - through));
+  }
+  check(out.upload(bytes.data(), s.photo.width() * 3), "upload");
+  return out;
+}
+
 const Show kShows[] = {
     {kEnhancement, "histEq", "equalised", "building", false,
      [](Stage& s) { return compared(s, s.gray, histEq); }},
@@ -57,6 +76,17 @@ const Show kShows[] = {
      [](Stage& s) { return compared(s, dull(s, s.photo), adjustBy(0.0, 1.0, 0.0, 1.0)); }},
     {kEnhancement, "adjust", "only values between 0.3 and 0.7, made dark", "building", false,
      [](Stage& s) { return compared(s, s.gray, adjustBy(0.3, 0.7, 0.0, 0.3)); }},
+    {kEnhancement, "dehaze", "haze that grows to the top, of light 230", "building", false,
+     [](Stage& s) {
+       const auto clear = [](const MirlImage& in, MirlImage& out, const MirlStream& stream) {
+         return dehaze(in, out, 230, 230, 230, stream);
+       };
+       const MirlImage before = hazy(s, 230);
+       MirlImage edge = before;  // it stays
+       return beside(s, before, s.runInto(edge, clear, before));
+     }},
+    {kEnhancement, "lowlight", "a photo at a quarter of its light", "fruits", false,
+     [](Stage& s) { return compared(s, s.in(MIRL_8U_C3, s.photo, 0.25f), lowlight); }},
 };
 
 }  // namespace

@@ -74,4 +74,40 @@ MIRL_API MirlStatus adjust(MirlImage& image, const MirlScalar& lowThreshold,
                            const MirlScalar& highThreshold, const MirlScalar& lowOut,
                            const MirlScalar& highOut, const MirlStream& stream = MirlStream());
 
+/// Removes haze. The light a of each channel, on the scale of the samples c, is that of haze itself: a
+/// pixel's dark value d is the least of c / a over its channels, and the less of the scene comes
+/// through, the brighter the darkest channels are around a pixel:
+///
+///     t = min(1 - 0.8 * (d < mean ? least : mean), 1)
+///     result = (c - a) / t + a, cut off to a whole number within the type's range
+///
+/// with the mean and the least of the 3x3 dark values around it, all in single precision but for
+/// c - a; the mean is their sum, column by column from the left, over 9. The greatest sample of the
+/// type stands in for a greater least value. Pixels at the edge of the image lack neighbours: those
+/// of the destination are left alone, and are unset where it was created.
+///
+/// Nothing keeps t above 0, where the light is much darker than the samples, nor a light from being
+/// 0: divisions are those of floats, c - a wraps around, a NaN is less than nothing and becomes 0 as
+/// a result, infinities the end of the range.
+///
+/// 8U and 16U with 3 channels; an empty destination is created with the source's size and type. The
+/// destination may be the source, which takes a copy of it. The work is queued on the stream.
+///
+/// In this order: `MIRL_IMAGE_NOT_INITIALIZED` for an empty source; `MIRL_CHANNELS_NOT_SUPPORTED`
+/// for one of other than 3 channels; `MIRL_MISMATCH` for images or a stream of two devices and
+/// `MIRL_INVALID_ARGUMENT` for a dead stream; `MIRL_MISMATCH` for a live destination that differs in
+/// size, depth or channels; what `create` returns; `MIRL_TYPE_NOT_SUPPORTED` for other types, an
+/// empty destination having been created by then; in place `MIRL_DEVICE_ALLOC_FAILED` and
+/// `MIRL_COPY_D2D_FAILED`, with nothing written.
+MIRL_API MirlStatus dehaze(const MirlImage& source, MirlImage& destination, int a0, int a1, int a2,
+                           const MirlStream& stream = MirlStream());
+
+/// Brightens what is dark: the negative of a dark image looks like one full of haze, so this is the
+/// negative of what `dehaze` makes of the negative, with the type's greatest value for all lights. At
+/// the edge of the image the negative of the source is left.
+///
+/// Types, roles and statuses are those of `dehaze`.
+MIRL_API MirlStatus lowlight(const MirlImage& source, MirlImage& destination,
+                             const MirlStream& stream = MirlStream());
+
 }  // namespace mirl::colorOperations

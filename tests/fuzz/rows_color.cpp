@@ -121,6 +121,8 @@ Rows rowsOfColor() {
       row("colorPick", colorPick, {.in = {MIRL_8U_C3, MIRL_8S_C3}}),
       row("autoColor", autoColor, color),
       row("histEq", histEq, {.in = {MIRL_8U_C1}}),
+      row("dehaze", dehaze, {.in = {MIRL_8U_C3, MIRL_16U_C3}, .unset = true}),
+      row("lowlight", lowlight, {.in = {MIRL_8U_C3, MIRL_16U_C3}}),
       row("demosaic", demosaic, {.in = {MIRL_8U_C1, MIRL_16U_C1}, .channels = 3}),
       row("demosaicDFPD", demosaicDFPD, {.in = {MIRL_8U_C1, MIRL_16U_C1}, .channels = 3}),
       row("adjust", adjust, {.in = kBytes, .live = true}),
