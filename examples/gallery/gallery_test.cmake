@@ -3,12 +3,12 @@
 file(REMOVE_RECURSE ${SCRATCH})
 file(MAKE_DIRECTORY ${SCRATCH}/folder.jpg)
 
-# Two photos of 16x12 and 20x10 pixels, one brighter to the right.
-string(REPEAT "0 40 90  60 100 150  120 160 210  180 220 255  " 4 row)
-string(REPEAT "${row}\n" 12 rows)
-file(WRITE ${SCRATCH}/one.ppm "P3\n16 12\n255\n${rows}")
-string(REPEAT "200 100 50  " 200 rows)
-file(WRITE ${SCRATCH}/two.ppm "P3\n20 10\n255\n${rows}")
+# Two photos of 24x18 and 30x14 pixels, one brighter to the right.
+string(REPEAT "0 40 90  60 100 150  120 160 210  180 220 255  " 6 row)
+string(REPEAT "${row}\n" 18 rows)
+file(WRITE ${SCRATCH}/one.ppm "P3\n24 18\n255\n${rows}")
+string(REPEAT "200 100 50  " 420 rows)
+file(WRITE ${SCRATCH}/two.ppm "P3\n30 14\n255\n${rows}")
 file(WRITE ${SCRATCH}/empty.png "")
 file(WRITE ${SCRATCH}/text.jpg "no photo at all")
 
@@ -49,8 +49,8 @@ if(NOT err STREQUAL "")
   message(FATAL_ERROR "good photos gave: ${err}")
 endif()
 # The pair is cut to the size that both have; each row ends with a time and a rate.
-foreach(row "add +8U_C3, 8U_C3 -> 16U_C3 +16x10" "divide +32F_C3, 32F_C3 -> 32F_C3 +16x10"
-            "loadImage +16U_C1 +(16x12|20x10)" "bitConversion +8U_C3 -> 16U_C3 +(16x12|20x10)")
+foreach(row "add +8U_C3, 8U_C3 -> 16U_C3 +24x14" "divide +32F_C3, 32F_C3 -> 32F_C3 +24x14"
+            "loadImage +16U_C1 +(24x18|30x14)" "bitConversion +8U_C3 -> 16U_C3 +(24x18|30x14)")
   if(NOT out MATCHES "\n${row} +[0-9.]+ +[0-9]+\n")
     message(FATAL_ERROR "no row '${row}' in:\n${out}")
   endif()
